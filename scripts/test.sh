@@ -1,0 +1,30 @@
+#!/usr/bin/env bash
+# Builds everything and runs the whole test suite: the release build, then the same tests under
+# AddressSanitizer + UndefinedBehaviorSanitizer, then a smoke run of the benchmarks and, where
+# clang's libFuzzer is available, a short run of every fuzz target.
+set -euo pipefail
+cd "$(dirname "$0")/.."
+jobs=$(nproc 2>/dev/null || echo 2)
+
+step() { printf '\n=== %s\n' "$*"; }
+
+step "release build and tests"
+cmake --preset default >/dev/null
+cmake --build --preset default -j"$jobs"
+ctest --preset default
+
+step "sanitizer build (ASan + UBSan) and tests"
+cmake --preset asan >/dev/null
+cmake --build --preset asan -j"$jobs"
+ASAN_OPTIONS=detect_leaks=1 UBSAN_OPTIONS=print_stacktrace=1 ctest --preset asan
+
+if [ -x build/default/bench/pendlow_bench ]; then
+  step "benchmark smoke run"
+  build/default/bench/pendlow_bench --benchmark_min_time=0.001 >/dev/null
+  echo "benchmarks ran"
+fi
+
+if [ -x fuzz/smoke.sh ] && command -v clang++ >/dev/null; then
+  step "fuzz smoke"
+  fuzz/smoke.sh
+fi

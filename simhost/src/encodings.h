@@ -1,0 +1,41 @@
+// Text conversion between the host's encodings, in the host's numbering (base encoding in the
+// low 16 bits, Unicode form above). Every conversion goes through Unicode code points:
+// bytes are decoded, then encoded into the target.
+//
+// Rules the whole host relies on:
+// - Bytes that cannot be decoded become U+FFFD (one per undecodable byte or, in UTF-8, per
+//   maximal ill-formed subsequence); a conversion never fails for bad bytes.
+// - A character the target cannot hold becomes U+FFFD in a Unicode target and "?" in any
+//   other target.
+// - No byte-order mark is read or written; U+FEFF is an ordinary character.
+// - Only an encoding value the host does not know makes a conversion fail.
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <string_view>
+
+namespace simhost {
+
+// Decodes bytes of `encoding` into code points, appended to *out. False: unknown encoding.
+bool DecodeText(std::string_view bytes, uint32_t encoding, std::u32string* out);
+
+// Encodes code points into `encoding`, appended to *out. False: unknown encoding.
+bool EncodeText(std::u32string_view text, uint32_t encoding, std::string* out);
+
+// Whether the host knows the encoding.
+bool IsKnownEncoding(uint32_t encoding);
+
+// Number of characters (code points) the bytes decode to; -1 for an unknown encoding.
+// Cheap for single-byte encodings (the byte count) and for the Unicode forms.
+int64_t CountCharacters(std::string_view bytes, uint32_t encoding);
+
+// True when every byte below 0x80 decodes to the same ASCII character (UTF-8 and the
+// single-byte encodings whose lower half is ASCII), so pure ASCII text converts between two
+// such encodings unchanged.
+bool IsAsciiCompatible(uint32_t encoding);
+
+// Appends the UTF-8 form of one code point.
+void AppendUTF8(char32_t c, std::string* out);
+
+}  // namespace simhost

@@ -1,0 +1,13 @@
+// Building host strings from bytes or code units, by the paths each host version offers.
+// UTF-16 and UTF-32 input always comes back as a UTF-8 host string.
+#pragma once
+
+#include <cstdint>
+
+#include "frame/host_api.h"
+
+// New host string owned by the caller, or null (also for empty input). count is in bytes.
+REALstringStruct* REALBuildUnicodeString(const void* data, int64_t count, uint32_t encoding);
+
+// Host string of a zero-terminated byte string in the given encoding, or null when empty.
+REALstringStruct* CString2RB(const char* text, uint32_t encoding);

@@ -1,0 +1,414 @@
+// Readers of host strings: raw bytes (rbData) and lazily computed UTF-8 and UTF-16 views
+// (rbText). Pure ASCII text in an ASCII-compatible encoding is never converted: every byte
+// view points at the host's own bytes.
+#include "bridge/host_string_read.h"
+
+#include <cstdlib>
+#include <cstring>
+
+#include "bridge/host_string_build.h"
+#include "frame/debug_log.h"
+#include "frame/host_services.h"
+
+// Number of continuation bytes announced by a UTF-8 lead byte.
+const uint8_t UTF8_TRAILING_BYTES[256] = {
+    0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0,
+    0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0,
+    0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0,
+    0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0,
+    0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0,
+    0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 1, 1, 1, 1, 1, 1, 1, 1,
+    1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 2, 2, 2, 2, 2, 2,
+    2, 2, 2, 2, 2, 2, 2, 2, 2, 2, 3, 3, 3, 3, 3, 3, 3, 3, 4, 4, 4, 4, 5, 5, 5, 5};
+
+// Subtracted after summing a sequence of n+1 bytes shifted by 6 bits each: removes the lead
+// and continuation marker bits in one step.
+const uint32_t UTF8_OFFSETS[6] = {0x00000000UL, 0x00003080UL, 0x000E2080UL,
+                                  0x03C82080UL, 0xFA082080UL, 0x82082080UL};
+
+namespace {
+
+// Shared empty views: zero-filled and never written.
+const char EmptyBuffer[4] = {0, 0, 0, 0};
+const uint16_t EmptyBufferUInt16[2] = {0, 0};
+const uint32_t EmptyBufferUInt32[2] = {0, 0};
+
+// Zero-filled heap buffer of count elements of elementSize bytes plus extra bytes; null when
+// the size does not fit or the allocation fails.
+void* ZeroedBuffer(int64_t count, size_t elementSize, size_t extra) {
+  if (count < 0 || static_cast<uint64_t>(count) > (SIZE_MAX - extra) / elementSize) return nullptr;
+  return std::calloc(static_cast<size_t>(count) * elementSize + extra, 1);
+}
+
+uint16_t UnitAt(const void* units, int64_t index) {
+  uint16_t unit;
+  std::memcpy(&unit, static_cast<const char*>(units) + index * 2, sizeof unit);
+  return unit;
+}
+
+// A legal UTF-8 sequence of length bytes (1 to 4) starting at s: continuation bytes in
+// 0x80-0xBF, no overlong forms, no surrogates, nothing above U+10FFFF.
+bool IsLegalUTF8(const uint8_t* s, int length) {
+  for (int k = 1; k < length; ++k) {
+    if (s[k] < 0x80 || s[k] > 0xBF) return false;
+  }
+  if (length >= 2) {
+    uint8_t second = s[1];
+    switch (s[0]) {
+      case 0xE0:
+        if (second < 0xA0) return false;
+        break;
+      case 0xED:
+        if (second > 0x9F) return false;
+        break;
+      case 0xF0:
+        if (second < 0x90) return false;
+        break;
+      case 0xF4:
+        if (second > 0x8F) return false;
+        break;
+      default:
+        break;
+    }
+  }
+  if (s[0] >= 0x80 && s[0] < 0xC2) return false;
+  return s[0] <= 0xF4;
+}
+
+// Decodes length bytes of UTF-8 into out (room for length units plus the terminator), stopping
+// at the first illegal sequence. Byte-order marks, U+FFFE and lone surrogates are dropped.
+// Returns the number of units written, terminator not counted.
+int64_t DecodeUTF8(const uint8_t* source, int64_t length, uint16_t* out) {
+  int64_t i = 0;
+  int64_t written = 0;
+  while (i < length) {
+    int n = UTF8_TRAILING_BYTES[source[i]];
+    // The sequence's last byte must lie inside the buffer.
+    if (n > 3 || i + n >= length || !IsLegalUTF8(source + i, n + 1)) {
+      DebugLogULong("Illegal UTF-8 sequence!", static_cast<uint64_t>(i));
+      break;
+    }
+    uint32_t ch = 0;
+    for (int k = 0; k <= n; ++k) {
+      ch += source[i + k];
+      if (k < n) ch <<= 6;
+    }
+    ch -= UTF8_OFFSETS[n];
+    i += n + 1;
+
+    if (ch == 0xFFFE || ch == 0xFEFF) continue;
+    if (ch < 0x10000) {
+      if (ch >= 0xD800 && ch <= 0xDFFF) continue;
+      out[written++] = static_cast<uint16_t>(ch);
+    } else if (ch <= 0x10FFFF) {
+      out[written++] = static_cast<uint16_t>(0xD800 + ((ch - 0x10000) >> 10));
+      out[written++] = static_cast<uint16_t>(0xDC00 + (ch & 0x3FF));
+    } else {
+      out[written++] = 0xFFFD;
+    }
+  }
+  out[written] = 0;
+  return written;
+}
+
+}  // namespace
+
+// rbData
+
+rbData::rbData(REALstringStruct* s)
+    : string(nullptr),
+      object(nullptr),
+      record(),
+      recordHeld(false),
+      data(nullptr),
+      length(0),
+      reserved(0) {
+  if (s == nullptr) return;
+  REALLockString(s);
+  string = s;
+  data = REALGetStringContents(s, &length);
+  if (data == nullptr && length != 0) {
+    length = 0;
+    DebugLog("data is NULL, so size fixed to zero.");
+  }
+  // A host that reports a negative byte count has nothing readable.
+  if (length < 0) length = 0;
+}
+
+rbData::~rbData() {
+  if (string != nullptr) REALUnlockString(string);
+  if (object != nullptr) REALUnlockObject(object);
+  if (recordHeld) {
+    DebugLog("REALDisposeStringData");
+    REALDisposeStringData(&record);
+  }
+  string = nullptr;
+  object = nullptr;
+  record = REALstringData();
+  recordHeld = false;
+  data = nullptr;
+  length = 0;
+  reserved = 0;
+}
+
+// rbText
+
+rbText::rbText(REALstringStruct* s) {
+  ResetFields();
+  if (s == nullptr) return;
+
+  REALLockString(s);
+  string = s;
+  for (auto& length : lengths) length = -1;
+  bool available = false;
+  uint32_t found = REALGetStringEncoding(s, &available);
+  if (!available) {
+    // Without the encoding the bytes can still be checked for pure ASCII.
+    encoding = 0;
+    state = kUnchecked;
+    return;
+  }
+
+  encoding = found;
+  state = kNotCheckable;
+  switch (encoding) {
+    case kREALTextEncodingMacRoman:
+    case kREALTextEncodingISOLatin1:
+    case kREALTextEncodingWindowsLatin1:
+    case kREALTextEncodingASCII:
+    case kREALTextEncodingUTF8:
+      state = kUnchecked;
+      return;
+    case kREALTextEncodingUTF16:
+    case kREALTextEncodingUTF32:
+    case kREALTextEncodingUTF16BE:
+    case kREALTextEncodingUTF16LE:
+    case kREALTextEncodingUTF32BE:
+    case kREALTextEncodingUTF32LE:
+      state = kNotASCII;
+      return;
+    case kREALTextEncodingUnknown:
+      break;
+    default:
+      return;
+  }
+
+  // Unknown encoding: ASCII text is kept as it is; anything else is taken as Mac Roman so the
+  // host can convert it.
+  state = kUnchecked;
+  CheckASCII();
+  if (state == kPureASCII) return;
+
+  rbData raw(string);
+  if (raw.length + 4 > 0) {
+    REALstring rebuilt = REALBuildUnicodeString(raw.data, raw.length, kREALTextEncodingMacRoman);
+    if (rebuilt != string) {
+      if (rebuilt != nullptr) REALLockString(rebuilt);
+      REALUnlockString(string);
+      string = rebuilt;
+    }
+    encoding = 0;
+    if (string != nullptr) encoding = REALGetStringEncoding(string);
+    state = kNotASCII;
+    if (rebuilt != nullptr) REALUnlockString(rebuilt);
+    DebugLog("REALBuildUnicodeString failed");
+  } else {
+    DebugLog("Out of Memory.");
+  }
+  conversionFailed = true;
+}
+
+rbText::~rbText() {
+  if (marker1 != kMarker) DebugLogULong("Check1 in rbText invalid", marker1);
+  if (marker2 != kMarker) DebugLogULong("Check2 in rbText invalid", marker2);
+  if (string != nullptr) REALUnlockString(string);
+  for (int v = 0; v < kViews; ++v) {
+    if (viewStrings[v] != nullptr) REALUnlockString(viewStrings[v]);
+    ReleaseView(v);
+  }
+  ResetFields();
+}
+
+void rbText::ResetFields() {
+  marker1 = kMarker;
+  string = nullptr;
+  for (int v = 0; v < kViews; ++v) {
+    viewStrings[v] = nullptr;
+    lengths[v] = 0;
+    views[v] = EmptyBuffer;
+    owned[v] = nullptr;
+    records[v] = REALstringData();
+    recordHeld[v] = false;
+  }
+  views[kUTF16] = EmptyBufferUInt16;
+  views[6] = EmptyBufferUInt32;
+  conversionFailed = false;
+  encoding = kREALTextEncodingASCII;
+  state = kPureASCII;
+  reserved = 0;
+  marker2 = kMarker;
+}
+
+void rbText::ReleaseView(int view) {
+  if (recordHeld[view]) {
+    REALDisposeStringData(&records[view]);
+    recordHeld[view] = false;
+  }
+  records[view] = REALstringData();
+  std::free(owned[view]);
+  owned[view] = nullptr;
+}
+
+void rbText::OwnView(int view, void* buffer, int64_t length) {
+  // The previous buffer may be the source of the new one, so it goes only now.
+  std::free(owned[view]);
+  owned[view] = buffer;
+  views[view] = buffer;
+  lengths[view] = length;
+}
+
+void rbText::CheckASCII() {
+  if (state != kUnchecked) return;
+  rbData raw(string);
+  const uint8_t* bytes = reinterpret_cast<const uint8_t*>(raw.data);
+  for (int64_t i = 0; i < raw.length; ++i) {
+    if (bytes[i] >= 0x80) {
+      state = kNotASCII;
+      return;
+    }
+  }
+  state = kPureASCII;
+  // The kept string stays locked, so its bytes outlive the reader.
+  const void* shared = raw.data != nullptr ? static_cast<const void*>(raw.data) : EmptyBuffer;
+  for (int v = 0; v <= 4; ++v) {
+    ReleaseView(v);
+    views[v] = shared;
+    lengths[v] = raw.length;
+  }
+}
+
+void rbText::ConvertUTF8() {
+  ReleaseView(kUTF8);
+  lengths[kUTF8] = 0;
+  views[kUTF8] = EmptyBuffer;
+
+  if (string != nullptr) {
+    CheckASCII();
+    if (state == kPureASCII) {
+      views[kUTF8] = views[0];
+      lengths[kUTF8] = lengths[0];
+    } else if (REALGetStringData(string, kREALTextEncodingUTF8, &records[kUTF8])) {
+      recordHeld[kUTF8] = true;
+      if (records[kUTF8].data != nullptr) {
+        views[kUTF8] = records[kUTF8].data;
+        lengths[kUTF8] = static_cast<int64_t>(records[kUTF8].length);
+      }
+    } else {
+      DebugLog("REALGetStringData failed.");
+      conversionFailed = true;
+    }
+  }
+
+  const char* text = static_cast<const char*>(views[kUTF8]);
+  int64_t length = lengths[kUTF8];
+  if (length > 0 && text[length] != 0) {
+    DebugLog("String is not zero terminated. Fixed.");
+    void* copy = ZeroedBuffer(length, 1, 4);
+    if (copy == nullptr) {
+      DebugLog("Out of memory");
+      views[kUTF8] = EmptyBuffer;
+      lengths[kUTF8] = 0;
+      return;
+    }
+    std::memcpy(copy, text, static_cast<size_t>(length));
+    OwnView(kUTF8, copy, length);
+  }
+}
+
+void rbText::ConvertUTF16() {
+  ReleaseView(kUTF16);
+  lengths[kUTF16] = 0;
+  views[kUTF16] = EmptyBufferUInt16;
+  if (string == nullptr) return;
+
+  CheckASCII();
+  if (state == kPureASCII) {
+    int64_t n = lengths[0];
+    const uint8_t* bytes = static_cast<const uint8_t*>(views[0]);
+    if (n >= 1) {
+      if (auto* units = static_cast<uint16_t*>(ZeroedBuffer(n, 2, 4))) {
+        for (int64_t i = 0; i < n; ++i) units[i] = bytes[i];
+        OwnView(kUTF16, units, n);
+      }
+    }
+  } else if (encoding == kREALTextEncodingUTF8 || encoding == kREALTextEncodingASCII) {
+    DebugLog("Try UTF8 to UTF16 conversion...");
+    const uint8_t* utf8 = reinterpret_cast<const uint8_t*>(UTF8());
+    int64_t n = UTF8Length();
+    if (n >= 1) {
+      if (auto* units = static_cast<uint16_t*>(ZeroedBuffer(n, 2, 16))) {
+        int64_t written = DecodeUTF8(utf8, n, units);
+        OwnView(kUTF16, units, written);
+      }
+    }
+  } else if (REALGetStringData(string, kREALTextEncodingUTF16, &records[kUTF16])) {
+    recordHeld[kUTF16] = true;
+    if (records[kUTF16].data != nullptr) {
+      views[kUTF16] = records[kUTF16].data;
+      lengths[kUTF16] = static_cast<int64_t>(records[kUTF16].length / 2);
+    }
+  } else {
+    DebugLog("REALGetStringData failed.");
+    conversionFailed = true;
+  }
+
+  int64_t n = lengths[kUTF16];
+  if (UnitAt(views[kUTF16], n) != 0) {
+    DebugLog("String is not zero terminated. Fixed.");
+    void* copy = ZeroedBuffer(n, 2, 4);
+    if (copy == nullptr) {
+      DebugLog("Out of memory");
+      views[kUTF16] = EmptyBufferUInt16;
+      lengths[kUTF16] = 0;
+      return;
+    }
+    std::memcpy(copy, views[kUTF16], static_cast<size_t>(n) * 2);
+    OwnView(kUTF16, copy, n);
+  }
+
+  // UTF-16 in the other byte order announces itself with a swapped byte-order mark.
+  if (UnitAt(views[kUTF16], 0) == 0xFFFE) {
+    DebugLog("String is Little Endian. Swap.");
+    auto* swapped = static_cast<uint16_t*>(ZeroedBuffer(n, 2, 4));
+    if (swapped == nullptr) {
+      DebugLog("Out of memory");
+      views[kUTF16] = EmptyBufferUInt16;
+      lengths[kUTF16] = 0;
+      return;
+    }
+    for (int64_t i = 0; i < n; ++i) {
+      uint16_t unit = UnitAt(views[kUTF16], i);
+      swapped[i] = static_cast<uint16_t>((unit << 8) | (unit >> 8));
+    }
+    OwnView(kUTF16, swapped, n);
+  }
+
+  if (lengths[kUTF16] > 0 && UnitAt(views[kUTF16], 0) == 0xFEFF) {
+    views[kUTF16] = static_cast<const uint16_t*>(views[kUTF16]) + 1;
+    lengths[kUTF16] -= 1;
+    if (lengths[kUTF16] > 0 && UnitAt(views[kUTF16], 0) == 0xFFFE) {
+      views[kUTF16] = static_cast<const uint16_t*>(views[kUTF16]) + 1;
+      lengths[kUTF16] -= 1;
+    }
+  }
+}
+
+std::string GetStringInUTF8(REALstringStruct* s) {
+  rbText text(s);
+  const char* utf8 = text.UTF8();
+  size_t length = static_cast<size_t>(text.UTF8Length());
+  // Cut at the first zero byte, like the C string the view also is.
+  const void* zero = std::memchr(utf8, 0, length);
+  if (zero != nullptr) length = static_cast<size_t>(static_cast<const char*>(zero) - utf8);
+  return std::string(utf8, length);
+}

@@ -1,0 +1,84 @@
+// Reading host strings: rbData exposes a string's own bytes, rbText lazily computed UTF-8 and
+// UTF-16 views with a fast path for pure ASCII. Both keep the string locked while they live and
+// give back everything they obtained when they go out of scope.
+#pragma once
+
+#include <cstdint>
+#include <string>
+
+#include "frame/host_api.h"
+
+extern const uint8_t UTF8_TRAILING_BYTES[256];
+extern const uint32_t UTF8_OFFSETS[6];
+
+class rbData {
+ public:
+  explicit rbData(REALstringStruct* s);
+  ~rbData();
+  rbData(const rbData&) = delete;
+  rbData& operator=(const rbData&) = delete;
+
+  REALstringStruct* string;
+  REALobjectStruct* object;  // always null here; released if set
+  REALstringData record;
+  bool recordHeld;
+  const char* data;
+  int64_t length;
+  int64_t reserved;
+};
+
+class rbText {
+ public:
+  enum : uint64_t { kMarker = 0x5A564B54 };  // "ZVKT"
+  enum View { kUTF8 = 3, kUTF16 = 5, kViews = 7 };
+  enum State : uint32_t { kNotCheckable = 0, kPureASCII = 1, kUnchecked = 2, kNotASCII = 3 };
+
+  explicit rbText(REALstringStruct* s);
+  ~rbText();
+  rbText(const rbText&) = delete;
+  rbText& operator=(const rbText&) = delete;
+
+  void CheckASCII();
+  void ConvertUTF8();
+  void ConvertUTF16();
+
+  // Views: computed on first use; pointers are zero-terminated.
+  const char* UTF8() {
+    if (lengths[kUTF8] < 0) ConvertUTF8();
+    return static_cast<const char*>(views[kUTF8]);
+  }
+  int64_t UTF8Length() {
+    if (lengths[kUTF8] < 0) ConvertUTF8();
+    return lengths[kUTF8];
+  }
+  const uint16_t* UTF16() {
+    if (lengths[kUTF16] < 0) ConvertUTF16();
+    return static_cast<const uint16_t*>(views[kUTF16]);
+  }
+  int64_t UTF16Length() {
+    if (lengths[kUTF16] < 0) ConvertUTF16();
+    return lengths[kUTF16];
+  }
+
+  uint64_t marker1;
+  REALstringStruct* string;
+  REALstringStruct* viewStrings[kViews];
+  int64_t lengths[kViews];
+  const void* views[kViews];
+  void* owned[kViews];
+  REALstringData records[kViews];
+  bool recordHeld[kViews];
+  bool conversionFailed;
+  uint32_t encoding;
+  uint32_t state;
+  uint64_t reserved;
+  uint64_t marker2;
+
+ private:
+  void ResetFields();
+  void ReleaseView(int view);  // gives back the view's record and frees its buffer
+  void OwnView(int view, void* buffer, int64_t length);
+};
+
+// The string as UTF-8 bytes up to its first zero byte; empty for null.
+std::string GetStringInUTF8(REALstringStruct* s);

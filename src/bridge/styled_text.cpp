@@ -1,0 +1,210 @@
+// StyledText access through the host's own methods, looked up by declaration. Each operation
+// caches the method with the StyledText it was found for, so a loop over the runs or
+// paragraphs of one StyledText asks the host once.
+#include "bridge/styled_text.h"
+
+#include "bridge/host_string_build.h"
+#include "bridge/host_string_read.h"
+#include "frame/debug_log.h"
+#include "frame/host_services.h"
+
+namespace {
+
+// One operation's method cache: the StyledText last looked up for and what the host answered.
+struct MethodCache {
+  REALobject lastObject;
+  void* entry;
+};
+
+// The method for styledText: the cached entry while the same object comes back, otherwise (or
+// after a failed lookup) asked from the host again. Null when not found.
+void* FindMethod(MethodCache& cache, REALobject styledText, const char* declaration) {
+  if (styledText == cache.lastObject && cache.entry != nullptr) return cache.entry;
+  if (styledText != cache.lastObject) {
+    cache.lastObject = styledText;
+    cache.entry = nullptr;
+  }
+  // A method cannot be called without its object; the host is not asked for a null one.
+  cache.entry = styledText != nullptr ? REALLoadObjectMethod(styledText, declaration) : nullptr;
+  return cache.entry;
+}
+
+int64_t ParagraphCount(REALobject styledText) {
+  int64_t count = 0;
+  REALGetPropValueInteger(styledText, "ParagraphCount", &count);
+  return count;
+}
+
+void ReleaseRun(REALobject& styleRun) {
+  if (styleRun != nullptr) REALUnlockObject(styleRun);
+  styleRun = nullptr;
+}
+
+}  // namespace
+
+REALobjectStruct* GetStyleRun(REALobjectStruct* styledText, int64_t index) {
+  static MethodCache cache{nullptr, nullptr};
+  auto method = reinterpret_cast<HostIndexGetter>(
+      FindMethod(cache, styledText, "StyleRun(Index as Integer) As StyleRun"));
+  if (method == nullptr) return nullptr;
+  return method(styledText, static_cast<RBInteger>(index));
+}
+
+REALobjectStruct* GetParagraph(REALobjectStruct* styledText, int64_t index) {
+  static MethodCache cache{nullptr, nullptr};
+  auto method = reinterpret_cast<HostIndexGetter>(
+      FindMethod(cache, styledText, "Paragraph(Index as Integer) As Paragraph"));
+  if (method == nullptr) return nullptr;
+  return method(styledText, static_cast<RBInteger>(index));
+}
+
+int64_t GetStringLength(REALstringStruct* s) {
+  // Len is a framework global, the same for every object: once found it is kept.
+  static HostStringMeasure pLen = nullptr;
+  if (pLen == nullptr) {
+    pLen = reinterpret_cast<HostStringMeasure>(
+        REALLoadFrameworkMethod(nullptr, "Len(s as string) as integer"));
+    if (pLen == nullptr) return 0;
+  }
+  return pLen(s);
+}
+
+void StyledTextClear(REALobjectStruct* styledText) {
+  DebugLog("StyledTextClear");
+  if (styledText == nullptr) {
+    DebugLogText("styledText is nil in", "StyledTextClear");
+    return;
+  }
+  int64_t count = 0;
+  REALGetPropValueInteger(styledText, "StyleRunCount", &count);
+  // From the last run to the first, so every index stays valid while runs go.
+  for (int64_t index = count - 1; index >= 0; --index) StyledTextRemoveStyleRun(styledText, index);
+}
+
+void StyledTextRemoveStyleRun(REALobjectStruct* styledText, int64_t index) {
+  static MethodCache cache{nullptr, nullptr};
+  DebugLogLong("StyledTextRemoveStyleRun", index);
+  auto method = reinterpret_cast<HostIndexAction>(
+      FindMethod(cache, styledText, "RemoveStyleRun(Index as Integer)"));
+  if (method == nullptr) {
+    DebugLogText("nil function in", "StyledTextRemoveStyleRun");
+    return;
+  }
+  method(styledText, static_cast<RBInteger>(index));
+}
+
+void StyledTextAppendStyleRun(REALobjectStruct* styledText, REALobjectStruct* styleRun) {
+  static MethodCache cache{nullptr, nullptr};
+  if (styledText == nullptr) {
+    DebugLogText("styledText is nil in", "StyledTextAppendStyleRun");
+    return;
+  }
+  if (styleRun == nullptr) {
+    DebugLogText("styleRun is nil in", "StyledTextAppendStyleRun");
+    return;
+  }
+  DebugLog("StyledTextAppendStyleRun");
+  auto method = reinterpret_cast<HostObjectAction>(
+      FindMethod(cache, styledText, "AppendStyleRun(Run as StyleRun)"));
+  if (method == nullptr) {
+    DebugLogText("nil function in", "StyledTextAppendStyleRun");
+    return;
+  }
+  method(styledText, styleRun);
+}
+
+void StyledTextSetParagraphAlignment(REALobjectStruct* styledText, int64_t index,
+                                     int64_t alignment) {
+  static MethodCache cache{nullptr, nullptr};
+  if (styledText == nullptr) {
+    DebugLogText("styledText is nil in", "StyledTextSetParagraphAlignment");
+    return;
+  }
+  DebugLog("StyledTextSetParagraphAlignment");
+  auto method = reinterpret_cast<HostIndexSetter>(FindMethod(
+      cache, styledText, "ParagraphAlignment(Index As Integer, assigns _value as Integer)"));
+  if (method == nullptr) {
+    DebugLogText("nil function in", "StyledTextSetParagraphAlignment");
+    return;
+  }
+  method(styledText, static_cast<RBInteger>(index), static_cast<RBInteger>(alignment));
+}
+
+void StyleRunSetText(REALobjectStruct* styleRun, REALstringStruct* text) {
+  DebugLog("StyleRunSetText");
+  if (styleRun == nullptr) {
+    DebugLogText("StyleRun is nil in", "StyleRunSetText");
+    return;
+  }
+  if (!REALSetPropValueString(styleRun, "Text", text)) DebugLog("Failed to set text property.");
+  if (!DebuggingEnabled) return;
+
+  // While debugging, read the text back to catch a host that changed it.
+  REALstring queried = nullptr;
+  if (!REALGetPropValueString(styleRun, "Text", &queried)) {
+    DebugLog("Failed to query value set!");
+    return;
+  }
+  bool canCompare = false;
+  int64_t difference = REALCompareStrings(queried, text, &canCompare);
+  if (canCompare && difference != 0) {
+    rbText queriedText(queried);
+    DebugLogHandle("text queried is not same!", queried, queriedText.UTF8());
+  }
+  if (queried != nullptr) REALUnlockString(queried);
+}
+
+void StyledTextAddStyleRun(REALstringStruct* text, REALobjectStruct* styledText,
+                           REALobjectStruct*& styleRun, int64_t alignment) {
+  DebugLogLong("StyledTextAddStyleRun", alignment);
+  int64_t oldCount = ParagraphCount(styledText);
+  StyleRunSetText(styleRun, text);
+  StyledTextAppendStyleRun(styledText, styleRun);
+  ReleaseRun(styleRun);
+
+  int64_t newCount = ParagraphCount(styledText);
+  DebugLogLong("NewParagraphCount", newCount);
+  if (newCount == oldCount) return;
+  // Only the first paragraph the run opened gets the alignment.
+  DebugLogLongs("SetParagraphAlignment", oldCount, alignment);
+  StyledTextSetParagraphAlignment(styledText, oldCount, alignment);
+}
+
+void StyledTextAddStyleRun(uint32_t encoding, std::string& text, REALobjectStruct* styledText,
+                           REALobjectStruct*& styleRun, int64_t alignment) {
+  DebugLog("StyledTextAddStyleRun");
+  if (text.empty()) {
+    DebugLog("Ignore empty run");
+    ReleaseRun(styleRun);
+    return;
+  }
+  DebugLog(text.c_str());
+  if (styleRun != nullptr) {
+    REALstring s = CString2RB(text.c_str(), encoding);
+    if (DebuggingEnabled) {
+      rbText newText(s);
+      DebugLogHandle("NewText", s, newText.UTF8());
+    }
+    StyledTextAddStyleRun(s, styledText, styleRun, alignment);
+    if (s != nullptr) REALUnlockString(s);
+  }
+  text.clear();
+}
+
+void StyledTextAddStyleRun(uint16_t ch, REALobjectStruct* styledText, REALobjectStruct*& styleRun,
+                           int64_t alignment) {
+  DebugLogInt("StyledTextAddStyleRun", ch);
+  if (ch == 0) {
+    DebugLog("Ignore null character");
+    ReleaseRun(styleRun);
+    return;
+  }
+  if (styleRun == nullptr) return;
+  REALstring s = REALBuildUnicodeString(&ch, 2, kREALTextEncodingUTF16);
+  if (DebuggingEnabled) {
+    rbText newText(s);
+    DebugLogHandle("NewText", s, newText.UTF8());
+  }
+  StyledTextAddStyleRun(s, styledText, styleRun, alignment);
+  if (s != nullptr) REALUnlockString(s);
+}

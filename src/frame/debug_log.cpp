@@ -1,0 +1,74 @@
+// The debug log switch and its sink.
+#include "frame/debug_log.h"
+
+#include <cstdarg>
+#include <cstdio>
+#include <cstring>
+
+#if defined(__APPLE__)
+#include <CoreFoundation/CoreFoundation.h>
+extern "C" void NSLog(CFStringRef format, ...);
+#endif
+
+bool DebuggingEnabled = false;
+
+RBBoolean RBCALL getDebugging() {
+  return DebuggingEnabled ? 1 : 0;
+}
+
+void RBCALL setDebugging(RBBoolean value) {
+  DebuggingEnabled = value != 0;
+}
+
+void LogMessageX(const char* format, ...) {
+  char buffer[4096];
+  std::memset(buffer, 0, sizeof buffer);
+  va_list args;
+  va_start(args, format);
+  std::vsnprintf(buffer, sizeof buffer, format, args);
+  va_end(args);
+#if defined(__APPLE__)
+  NSLog(CFSTR("%s\n"), buffer);
+#else
+  // One entry per call, flushed at once so the library's lines and the host's interleave in
+  // order (glibc formats a call to unbuffered stderr into one write).
+  std::fprintf(stderr, "%s\n", buffer);
+  std::fflush(stderr);
+#endif
+}
+
+void DebugLog(const char* message) {
+  if (DebuggingEnabled) LogMessageX("%s%s", kDebugPrefix, message);
+}
+
+void DebugLogInt(const char* message, int32_t value) {
+  if (DebuggingEnabled) LogMessageX("%s%s %d", kDebugPrefix, message, value);
+}
+
+void DebugLogUInt(const char* message, uint32_t value) {
+  if (DebuggingEnabled) LogMessageX("%s%s %u", kDebugPrefix, message, value);
+}
+
+void DebugLogULong(const char* message, uint64_t value) {
+  if (DebuggingEnabled)
+    LogMessageX("%s%s %llu", kDebugPrefix, message, static_cast<unsigned long long>(value));
+}
+
+void DebugLogLong(const char* message, int64_t value) {
+  if (DebuggingEnabled)
+    LogMessageX("%s%s %lld", kDebugPrefix, message, static_cast<long long>(value));
+}
+
+void DebugLogLongs(const char* message, int64_t a, int64_t b) {
+  if (DebuggingEnabled)
+    LogMessageX("%s%s %lld, %lld", kDebugPrefix, message, static_cast<long long>(a),
+                static_cast<long long>(b));
+}
+
+void DebugLogText(const char* message, const char* text) {
+  if (DebuggingEnabled) LogMessageX("%s%s %s", kDebugPrefix, message, text);
+}
+
+void DebugLogHandle(const char* message, const void* handle, const char* text) {
+  if (DebuggingEnabled) LogMessageX("%s%s %p: %s", kDebugPrefix, message, handle, text);
+}

@@ -1,0 +1,25 @@
+// Writing Rich Text Format from a style-run snapshot: header, font and colour tables, then each
+// run's changed formatting and its escaped text.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include "frame/host_api.h"
+#include "rtf_export/style_run_snapshot.h"
+
+// Font-name hash used by the font table map.
+struct StringHash {
+  size_t operator()(const std::string& name) const;
+};
+
+// Decimal text of a 32-bit signed value, formatted through one process-wide buffer.
+std::string ToString(int32_t value);
+
+// The document for a non-empty snapshot, as bytes.
+std::string WriteRTF(const std::vector<XojoStyleRun>& runs);
+
+// The getter of "RTFDataZVK": the styled text as an RTF host string, or null.
+REALstringStruct* RBCALL RTFRead(REALobjectStruct* styledText, RBBoolean skipParagraphs);

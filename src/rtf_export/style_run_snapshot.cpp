@@ -1,0 +1,175 @@
+// The getter's walk over a StyledText: every StyleRun becomes one record holding its own
+// references to the run's text and font, then each Paragraph hands its alignment to the runs
+// whose middle it contains.
+#include "rtf_export/style_run_snapshot.h"
+
+#include <cstring>
+
+#include "bridge/host_string_build.h"
+#include "bridge/host_string_read.h"
+#include "bridge/styled_text.h"
+#include "frame/host_services.h"
+
+XojoStyleRun::XojoStyleRun(const XojoStyleRun& other)
+    : bold(other.bold),
+      underline(other.underline),
+      italic(other.italic),
+      textColor(other.textColor),
+      size(other.size),
+      alignment(other.alignment),
+      start(other.start),
+      length(other.length),
+      middle(other.middle),
+      font(other.font),
+      text(other.text) {
+  if (font != nullptr) REALLockString(font);
+  if (text != nullptr) REALLockString(text);
+}
+
+XojoStyleRun& XojoStyleRun::operator=(const XojoStyleRun& other) {
+  if (this == &other) return *this;
+  // Lock the incoming strings before releasing ours: they may be the same handles.
+  if (other.font != nullptr) REALLockString(other.font);
+  if (other.text != nullptr) REALLockString(other.text);
+  if (text != nullptr) REALUnlockString(text);
+  if (font != nullptr) REALUnlockString(font);
+  bold = other.bold;
+  underline = other.underline;
+  italic = other.italic;
+  textColor = other.textColor;
+  size = other.size;
+  alignment = other.alignment;
+  start = other.start;
+  length = other.length;
+  middle = other.middle;
+  font = other.font;
+  text = other.text;
+  return *this;
+}
+
+XojoStyleRun::~XojoStyleRun() {
+  if (text != nullptr) REALUnlockString(text);
+  text = nullptr;
+  if (font != nullptr) REALUnlockString(font);
+  font = nullptr;
+}
+
+rbFreeLater::rbFreeLater(REALobjectStruct** object, REALstringStruct** string)
+    : object_(object), string_(string) {}
+
+rbFreeLater::~rbFreeLater() {
+  if (object_ != nullptr) {
+    if (*object_ != nullptr) REALUnlockObject(*object_);
+    *object_ = nullptr;
+  }
+  if (string_ != nullptr) {
+    if (*string_ != nullptr) REALUnlockString(*string_);
+    *string_ = nullptr;
+  }
+}
+
+namespace {
+
+// A font name the host holds as UTF-16 bytes shows zero bytes; rebuild it as text so the font
+// table gets the real name. Keeps the old string when the rebuild fails.
+void RepairUTF16FontName(REALstringStruct*& font) {
+  if (font == nullptr) return;
+  rbData raw(font);
+  if (raw.length < 1 || raw.data == nullptr) return;
+  if (std::memchr(raw.data, 0, static_cast<size_t>(raw.length)) == nullptr) return;
+  REALstringStruct* rebuilt = REALBuildUnicodeString(raw.data, raw.length, kREALTextEncodingUTF16);
+  if (rebuilt == nullptr) return;
+  REALUnlockString(font);
+  font = rebuilt;
+}
+
+bool ReadFlag(REALobjectStruct* run, const char* name) {
+  bool value = false;
+  REALGetPropValueBoolean(run, name, &value);
+  return value;
+}
+
+// Appends the record for one StyleRun; returns its length in characters.
+int64_t SnapshotRun(REALobjectStruct* run, int64_t pos, std::vector<XojoStyleRun>& runs) {
+  REALstringStruct* font = nullptr;
+  REALstringStruct* text = nullptr;
+  rbFreeLater freeFont(nullptr, &font);
+  rbFreeLater freeText(nullptr, &text);
+
+  REALGetPropValueString(run, "Font", &font);
+  RepairUTF16FontName(font);
+  REALGetPropValueString(run, "Text", &text);
+  uint32_t textColor = 0;
+  REALGetPropValueColor(run, "TextColor", &textColor);
+  const bool bold = ReadFlag(run, "Bold");
+  const bool italic = ReadFlag(run, "Italic");
+  const bool underline = ReadFlag(run, "Underline");
+  int64_t size = 0;
+  REALGetPropValueInteger(run, "Size", &size);
+  const int64_t length = GetStringLength(text);
+
+  // The local record only borrows font and text; the copy in the snapshot takes its own
+  // references, and this step's references go back through the guards above.
+  XojoStyleRun record;
+  struct Borrowed {
+    XojoStyleRun& record;
+    ~Borrowed() { record.font = record.text = nullptr; }
+  } borrowed{record};
+  record.bold = bold ? 1 : 0;
+  record.underline = underline ? 1 : 0;
+  record.italic = italic ? 1 : 0;
+  record.textColor = textColor;
+  record.size = size;
+  record.alignment = 0;
+  record.start = pos;
+  record.length = length;
+  record.middle = pos + length / 2;
+  record.font = font;
+  record.text = text;
+  runs.push_back(record);
+  return length;
+}
+
+// Each paragraph in turn gives its alignment to every record whose middle lies in
+// [StartPos, EndPos]; a later paragraph overrides an earlier one at a shared boundary.
+void AssignParagraphAlignment(REALobjectStruct* styledText, int64_t paragraphCount,
+                              std::vector<XojoStyleRun>& runs) {
+  for (int64_t k = 0; k < paragraphCount; ++k) {
+    REALobjectStruct* paragraph = GetParagraph(styledText, k);
+    if (paragraph == nullptr) continue;
+    rbFreeLater freeParagraph(&paragraph, nullptr);
+    int64_t startPos = 0, endPos = 0, alignment = 0;
+    REALGetPropValueInteger(paragraph, "StartPos", &startPos);
+    REALGetPropValueInteger(paragraph, "EndPos", &endPos);
+    REALGetPropValueInteger(paragraph, "Alignment", &alignment);
+    for (XojoStyleRun& record : runs) {
+      if (startPos <= record.middle && record.middle <= endPos) record.alignment = alignment;
+    }
+  }
+}
+
+}  // namespace
+
+bool TakeStyleRunSnapshot(REALobjectStruct* styledText, bool skipParagraphs,
+                          std::vector<XojoStyleRun>& runs) {
+  if (styledText == nullptr) return false;
+  int64_t runCount = 0;
+  REALGetPropValueInteger(styledText, "StyleRunCount", &runCount);
+  if (runCount == 0) return false;
+  // Checked even when paragraphs are skipped: a text without paragraphs yields no document.
+  int64_t paragraphCount = 0;
+  REALGetPropValueInteger(styledText, "ParagraphCount", &paragraphCount);
+  if (paragraphCount == 0) return false;
+
+  int64_t pos = 0;
+  for (int64_t i = 0; i < runCount; ++i) {
+    // The StyleRun handle is deliberately not released here; only Paragraphs are.
+    REALobjectStruct* run = GetStyleRun(styledText, i);
+    if (run == nullptr) continue;  // a missing run takes no room in the offsets
+    pos += SnapshotRun(run, pos, runs);
+  }
+
+  if (!skipParagraphs && paragraphCount > 0)
+    AssignParagraphAlignment(styledText, paragraphCount, runs);
+  return !runs.empty();
+}

@@ -1,0 +1,45 @@
+// The getter's snapshot of a StyledText: one record per style run with its formatting, text,
+// position and the alignment of the paragraph that holds its middle.
+#pragma once
+
+#include <cstdint>
+#include <vector>
+
+#include "frame/host_api.h"
+
+struct XojoStyleRun {
+  XojoStyleRun() = default;
+  XojoStyleRun(const XojoStyleRun& other);  // takes one more reference on each string
+  XojoStyleRun& operator=(const XojoStyleRun& other);
+  ~XojoStyleRun();  // releases text, then font
+
+  uint8_t bold = 0;
+  uint8_t underline = 0;
+  uint8_t italic = 0;
+  uint32_t textColor = 0;
+  int64_t size = 0;
+  int64_t alignment = 0;
+  int64_t start = 0;
+  int64_t length = 0;
+  int64_t middle = 0;
+  REALstringStruct* font = nullptr;
+  REALstringStruct* text = nullptr;
+};
+
+// Releases at scope end the object and the string that the watched variables hold.
+class rbFreeLater {
+ public:
+  rbFreeLater(REALobjectStruct** object, REALstringStruct** string);
+  ~rbFreeLater();
+  rbFreeLater(const rbFreeLater&) = delete;
+  rbFreeLater& operator=(const rbFreeLater&) = delete;
+
+ private:
+  REALobjectStruct** object_;
+  REALstringStruct** string_;
+};
+
+// Fills runs; false when there is no document to write (null object, no runs, no paragraphs,
+// or every run missing).
+bool TakeStyleRunSnapshot(REALobjectStruct* styledText, bool skipParagraphs,
+                          std::vector<XojoStyleRun>& runs);

@@ -1,0 +1,100 @@
+// The "\colortbl" and "\fonttbl" groups, read from behind their control word up to the "}" that
+// closes the group.
+#include "rtf_import/rtf_tables.h"
+
+#include "rtf_import/control_word.h"
+
+namespace {
+
+// The table's closing "}" at j is delimited like a control word: the next byte is consumed
+// unless it starts the next token, and a CR with an LF two bytes on takes that LF too.
+long long CloseTable(const char* text, long long j) {
+  const char next = text[j + 1];
+  if (next == '\\' || next == '{' || next == '}' || next == ';') return j;
+  if (next == '\r' && text[j + 3] == '\n') return j + 2;
+  return j + 1;
+}
+
+}  // namespace
+
+std::unordered_map<int, RTFColor> ReadColorTable(const char* text, long long& position) {
+  std::unordered_map<int, RTFColor> colors;
+  long long index = 0;
+  RTFColor color{0, 0, 0};
+  std::string word;
+  long long parameter = -1;
+  while (text[position] != 0) {
+    const char ch = text[++position];
+    if (ch == ';') {
+      // Every ";" ends one entry, so the customary empty first entry becomes black at 0.
+      colors[static_cast<int>(index)] = color;
+      ++index;
+      color = RTFColor{0, 0, 0};
+    } else if (ch == '\\') {
+      position = ReadCommand(text, position + 1, word, parameter);
+      if (word == "red") {
+        color.red = static_cast<int>(parameter);
+      } else if (word == "green") {
+        color.green = static_cast<int>(parameter);
+      } else if (word == "blue") {
+        color.blue = static_cast<int>(parameter);
+      }
+    } else if (ch == '}') {
+      // Inner groups are not tracked: the first "}" ends the table.
+      position = CloseTable(text, position);
+      return colors;
+    }
+  }
+  return colors;
+}
+
+std::unordered_map<int, std::string> ReadFontTable(const char* text, long long& position) {
+  std::unordered_map<int, std::string> fonts;
+  std::string name;
+  name.reserve(100);
+  long long number = 0;
+  long long skipDepth = 0;
+  long long groupDepth = 0;
+  bool entryFinished = false;
+  bool groupJustOpened = false;
+  std::string word;
+  long long parameter = -1;
+  while (text[position] != 0) {
+    const char ch = text[++position];
+    if (ch == '\\') {
+      position = ReadCommand(text, position + 1, word, parameter);
+      if (word == "f") {
+        entryFinished = false;
+        number = parameter;
+      } else if (groupJustOpened && skipDepth == 0) {
+        // A group opened by anything but "\f" ("{\*\panose", "{\*\falt") is skipped whole.
+        skipDepth = 1;
+      }
+      groupJustOpened = false;
+    } else if (ch == '{') {
+      ++groupDepth;
+      if (skipDepth > 0) ++skipDepth;
+      groupJustOpened = true;
+    } else if (ch == '}') {
+      if (groupDepth < 1) {
+        position = CloseTable(text, position);
+        break;
+      }
+      --groupDepth;
+      if (skipDepth > 0) --skipDepth;
+      groupJustOpened = false;
+    } else {
+      groupJustOpened = false;
+      if (skipDepth == 0 && !entryFinished) {
+        if (ch == ';') {
+          fonts[static_cast<int>(number)] = name;
+          name.clear();
+          entryFinished = true;
+        } else {
+          name.push_back(ch);
+        }
+      }
+    }
+  }
+  return fonts;
+}

@@ -1,0 +1,15 @@
+// The "\fonttbl" and "\colortbl" groups: read from behind their control word up to the "}"
+// that closes the group, leaving position on the last byte consumed.
+#pragma once
+
+#include <string>
+#include <unordered_map>
+
+struct RTFColor {
+  int red;
+  int green;
+  int blue;
+};
+
+std::unordered_map<int, RTFColor> ReadColorTable(const char* text, long long& position);
+std::unordered_map<int, std::string> ReadFontTable(const char* text, long long& position);

@@ -1,0 +1,151 @@
+// Host exceptions raised by the library's own helpers, observed in the simulated host.
+#include <gtest/gtest.h>
+
+#include <new>
+#include <stdexcept>
+#include <string>
+
+#include "frame/debug_log.h"
+#include "frame/host_exceptions.h"
+#include "frame/host_services.h"
+#include "frame/registration.h"
+#include "simhost/host.h"
+
+namespace {
+
+class HostExceptions : public testing::Test {
+ protected:
+  void SetUp() override {
+    rbversion = 2021.0;
+    gResolver = &simhost::Host::Resolve;
+  }
+  void TearDown() override {
+    EXPECT_EQ(host.LiveStrings(), 0u);
+    EXPECT_EQ(host.LiveObjects(), 0u);
+    EXPECT_EQ(host.Misuses(), 0u);
+  }
+  const simhost::RaisedException& OnlyException() {
+    EXPECT_EQ(host.Exceptions().size(), 1u);
+    return host.Exceptions().at(0);
+  }
+  simhost::Host host;
+};
+
+TEST_F(HostExceptions, RaisesTheNamedClassWithMessageAndErrorNumberZero) {
+  RaiseException("OutOfBoundsException", "index 5", 7, 9);
+  const auto& e = OnlyException();
+  EXPECT_EQ(e.className, "OutOfBoundsException");
+  EXPECT_EQ(e.message, "index 5");
+  EXPECT_EQ(e.errorNumber, 0);
+}
+
+TEST_F(HostExceptions, UnknownClassBecomesRuntimeException) {
+  RaiseException("NoSuchException", "lost", 0, 0);
+  const auto& e = OnlyException();
+  EXPECT_EQ(e.className, "RuntimeException");
+  EXPECT_EQ(e.message, "lost");
+  EXPECT_EQ(e.errorNumber, 0);
+}
+
+TEST_F(HostExceptions, NullMessageRaisesWithoutMessage) {
+  RaiseException("RuntimeException", nullptr, 0, 0);
+  const auto& e = OnlyException();
+  EXPECT_EQ(e.className, "RuntimeException");
+  EXPECT_FALSE(e.message.has_value());
+}
+
+TEST_F(HostExceptions, MessageIsUTF8) {
+  RaiseException("RuntimeException", "caf\xC3\xA9", 0, 0);
+  EXPECT_EQ(OnlyException().message, "caf\xC3\xA9");
+}
+
+struct Mapping {
+  std::exception_ptr error;
+  std::string className;
+  std::string message;
+};
+
+TEST_F(HostExceptions, StandardExceptionsMapToHostClasses) {
+  std::vector<Mapping> cases = {
+      {std::make_exception_ptr(std::bad_alloc()), "OutOfMemoryException",
+       std::string("Failed to allocate memory: ") + std::bad_alloc().what()},
+      {std::make_exception_ptr(std::range_error("r")), "OutOfBoundsException",
+       "C++ reports range error: r"},
+      {std::make_exception_ptr(std::range_error("")), "OutOfBoundsException",
+       "C++ reports range error."},
+      {std::make_exception_ptr(std::out_of_range("o")), "OutOfBoundsException",
+       "C++ reports range error: o"},
+      {std::make_exception_ptr(std::overflow_error("v")), "OutOfBoundsException",
+       "C++ reports overflow error: v"},
+      {std::make_exception_ptr(std::underflow_error("u")), "OutOfBoundsException",
+       "C++ reports underflow error: u"},
+      {std::make_exception_ptr(std::length_error("too long")), "RuntimeException",
+       "C++ Exception: too long"},
+      {std::make_exception_ptr(std::runtime_error("")), "RuntimeException", "C++ Exception."},
+  };
+  for (const auto& c : cases) {
+    host.ClearExceptions();
+    try {
+      std::rethrow_exception(c.error);
+    } catch (const std::exception& e) {
+      RaiseRuntimeException(e);
+    }
+    ASSERT_EQ(host.Exceptions().size(), 1u) << c.message;
+    EXPECT_EQ(host.Exceptions()[0].className, c.className);
+    EXPECT_EQ(host.Exceptions()[0].message, c.message);
+  }
+}
+
+TEST_F(HostExceptions, GuardTurnsAnyExceptionIntoHostExceptionAndFailure) {
+  int result = WithHostExceptionGuard(-1, []() -> int { throw std::out_of_range("x"); });
+  EXPECT_EQ(result, -1);
+  EXPECT_EQ(OnlyException().className, "OutOfBoundsException");
+
+  host.ClearExceptions();
+  DebuggingEnabled = true;
+  host.BeginLogCapture();
+  result = WithHostExceptionGuard(-1, []() -> int { throw 42; });
+  host.EndLogCapture();
+  DebuggingEnabled = false;
+  EXPECT_EQ(result, -1);
+  const auto& e = OnlyException();
+  EXPECT_EQ(e.className, "RuntimeException");
+  EXPECT_EQ(e.message, "Sorry, but there was an unnamed C++ Exception.");
+  ASSERT_EQ(host.Log().size(), 1u);
+  EXPECT_EQ(host.Log()[0], "ZVK Debug: Unnamed C++ Exception.");
+
+  EXPECT_EQ(WithHostExceptionGuard(-1, [] { return 5; }), 5);
+}
+
+// A host without the services an exception needs: each step is skipped, nothing crashes.
+// Runs in a child process so that the library's service caches start empty.
+TEST(HostExceptionsDegrade, MissingServicesSkipTheirStep) {
+  EXPECT_EXIT(
+      {
+        simhost::Options options;
+        options.withheld = {"PluginNewInstance"};
+        simhost::Host host(options);
+        rbversion = 2021.0;
+        gResolver = &simhost::Host::Resolve;
+        RaiseException("RuntimeException", "nobody hears", 0, 0);
+        bool ok = host.Exceptions().empty() && host.LiveStrings() == 0 &&
+                  host.Calls("RuntimeRaiseException") == 0;
+        std::exit(ok ? 0 : 1);
+      },
+      testing::ExitedWithCode(0), "");
+  EXPECT_EXIT(
+      {
+        simhost::Options options;
+        options.withheld = {"RuntimeRaiseException", "REALSetPropValueString"};
+        simhost::Host host(options);
+        rbversion = 2021.0;
+        gResolver = &simhost::Host::Resolve;
+        RaiseException("RuntimeException", "unraised", 0, 0);
+        bool ok = host.Exceptions().empty() && host.LiveStrings() == 0 &&
+                  host.LiveObjects() == 0 && host.Calls("REALSetPropValueInteger") == 1;
+        std::exit(ok ? 0 : 1);
+      },
+      testing::ExitedWithCode(0), "");
+}
+
+}  // namespace
