@@ -11,6 +11,11 @@
 extern const uint8_t UTF8_TRAILING_BYTES[256];
 extern const uint32_t UTF8_OFFSETS[6];
 
+// Decodes length bytes of UTF-8 into UTF-16 units, stopping at the first illegal or truncated
+// sequence (logged with its byte offset). Byte-order marks, U+FFFE and lone surrogates are
+// dropped. out needs room for length + 1 units; returns the units written, a 0 unit follows.
+int64_t DecodeUTF8(const uint8_t* source, int64_t length, uint16_t* out);
+
 class rbData {
  public:
   explicit rbData(REALstringStruct* s);
