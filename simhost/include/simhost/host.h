@@ -155,8 +155,9 @@ class Host {
   void ResetCounters();
   size_t LiveStrings() const;
   size_t LiveObjects() const;
-  size_t LiveStringData() const;  // string-data records filled and not yet disposed
-  uint64_t Misuses() const;       // uses of released or unknown handles, double releases
+  size_t LiveStringData() const;          // string-data records filled and not yet disposed
+  uint64_t Misuses() const;               // uses of released or unknown handles, double releases
+  const std::string& LastMisuse() const;  // description of the latest misuse ("" if none)
   const std::vector<RaisedException>& Exceptions() const;
   void ClearExceptions();
   const std::vector<Registration>& Registrations() const;
@@ -193,7 +194,7 @@ class Plugin {
 
   // The member's getter and setter as registered (class extension or module).
   bool HasMember() const;
-  REALstring GetRaw(REALobject styledText, bool skipParagraphs);  // caller releases
+  REALstring GetRaw(REALobject styledText, bool skipParagraphs);        // caller releases
   std::string Get(REALobject styledText, bool skipParagraphs = false);  // UTF-8, "" for null
   void SetRaw(REALobject styledText, bool skipParagraphs, REALstring value);
   void Set(REALobject styledText, std::string_view rtf, bool skipParagraphs = false,

@@ -1,0 +1,519 @@
+// The Host class: handle bookkeeping, the StyledText model and the observation interface.
+#include <unistd.h>
+
+#include <algorithm>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <locale.h>
+#include <wctype.h>
+
+#include "encodings.h"
+#include "host_state.h"
+
+namespace simhost {
+namespace {
+
+Host* gCurrent = nullptr;
+Host::State* gCurrentState = nullptr;
+
+// How many released handles of each kind stay allocated before their memory is reused.
+constexpr size_t kQuarantine = 4096;
+
+// Simple case folding: ASCII and Latin-1 directly, the rest of the BMP through the C.UTF-8
+// locale's towlower when the system has it.
+char32_t Fold(char32_t c) {
+  if (c < 0x80) return c >= 'A' && c <= 'Z' ? c + 32 : c;
+  if (c >= 0xC0 && c <= 0xDE && c != 0xD7) return c + 32;
+  if (c > 0xFFFF) return c;
+  static locale_t utf8 = newlocale(LC_CTYPE_MASK, "C.UTF-8", static_cast<locale_t>(0));
+  if (utf8 != static_cast<locale_t>(0)) return static_cast<char32_t>(towlower_l(c, utf8));
+  if ((c >= 0x391 && c <= 0x3A9 && c != 0x3A2) || (c >= 0x410 && c <= 0x42F)) return c + 32;
+  if (c >= 0x400 && c <= 0x40F) return c + 80;
+  if (c >= 0x100 && c <= 0x17F && c % 2 == 0 && c != 0x130 && c != 0x138) return c + 1;
+  return c;
+}
+
+std::u32string Decode(std::string_view bytes, Encoding encoding) {
+  std::u32string text;
+  if (!DecodeText(bytes, encoding, &text)) DecodeText(bytes, kREALTextEncodingUnknown, &text);
+  return text;
+}
+
+}  // namespace
+
+const char* const kCounterNames[kCounterCount] = {
+    "PluginGetStringData",
+    "PluginDisposeStringData",
+    "StringGetCString",
+    "REALLockString",
+    "REALUnlockString",
+    "REALLockObject",
+    "REALUnlockObject",
+    "REALGetStringEncoding",
+    "REALSetStringEncoding",
+    "REALConvertString",
+    "REALBuildString",
+    "REALBuildStringWithEncoding",
+    "RuntimeStringCompare",
+    "PluginNewInstance",
+    "RuntimeRaiseException",
+    "REALLoadGlobalMethod",
+    "REALLoadObjectMethod",
+    "REALGetPropValueString",
+    "REALSetPropValueString",
+    "REALGetPropValueBool",
+    "REALGetPropValueColor",
+    "REALGetPropValueInteger",
+    "REALSetPropValueInteger",
+    "REALSetPropValueUInt32",
+    "REALSetPropValueBoolean",
+    "REALSetPropValueColor",
+    "REALGetPropValueInt",
+    "REALSetPropValueInt",
+    "PluginRegisterClassExtension",
+    "PluginRegisterModule",
+    "REALGetRBVersion",
+    "RegisterPluginVersion",
+    kDeclLen,
+    kDeclLenB,
+    kDeclStyleRun,
+    kDeclParagraph,
+    kDeclRemoveStyleRun,
+    kDeclAppendStyleRun,
+    kDeclParagraphAlignment,
+};
+
+Host::State* CurrentState() {
+  return gCurrentState;
+}
+
+std::string ToUTF8(std::string_view bytes, Encoding encoding) {
+  if (IsAsciiCompatible(encoding) && std::all_of(bytes.begin(), bytes.end(), [](char c) {
+        return static_cast<unsigned char>(c) < 0x80;
+      })) {
+    return std::string(bytes);
+  }
+  // Also for UTF-8 input: ill-formed bytes come out as U+FFFD.
+  std::string out;
+  EncodeText(Decode(bytes, encoding), kREALTextEncodingUTF8, &out);
+  return out;
+}
+
+int64_t LengthOf(std::string_view bytes, Encoding encoding) {
+  int64_t n = CountCharacters(bytes, encoding);
+  return n >= 0 ? n : static_cast<int64_t>(bytes.size());
+}
+
+int CompareText(std::string_view a, Encoding ea, std::string_view b, Encoding eb) {
+  std::u32string x = Decode(a, ea), y = Decode(b, eb);
+  size_t n = std::min(x.size(), y.size());
+  for (size_t i = 0; i < n; ++i) {
+    char32_t p = Fold(x[i]), q = Fold(y[i]);
+    if (p != q) return p < q ? -1 : 1;
+  }
+  return x.size() == y.size() ? 0 : x.size() < y.size() ? -1 : 1;
+}
+
+// --- handles --------------------------------------------------------------------------------
+
+Host::State::~State() {
+  for (REALstring s : strings) delete s;
+  for (REALstring s : deadStrings) delete s;
+  for (REALobject o : objects) delete o;
+  for (REALobject o : deadObjects) delete o;
+  for (const void* d : stringData) delete[] static_cast<const char*>(d);
+}
+
+void Host::State::Misuse(const char* where, const void* handle, const char* what) {
+  ++misuses;
+  char text[256];
+  snprintf(text, sizeof text, "simhost: %s: %s %p", where, what, handle);
+  lastMisuse = text;
+  if (options.strict) {
+    // Standard error may be redirected into the log capture; report on the real one.
+    int fd = savedStderr >= 0 ? savedStderr : 2;
+    std::string line = lastMisuse + "\n";
+    ssize_t written = write(fd, line.data(), line.size());
+    (void)written;
+    abort();
+  }
+}
+
+REALstring Host::State::NewString(std::string_view bytes, Encoding encoding) {
+  auto s = new REALstringStruct{kLiveMagic, 1, encoding, std::string(bytes)};
+  strings.insert(s);
+  return s;
+}
+
+bool Host::State::CheckString(REALstring s, const char* where) {
+  if (s == nullptr) return false;
+  if (strings.count(s) != 0) return true;
+  Misuse(where, s, "use of a released or unknown string");
+  return false;
+}
+
+void Host::State::LockString(REALstring s, const char* where) {
+  if (CheckString(s, where)) ++s->refs;
+}
+
+void Host::State::ReleaseString(REALstring s, const char* where) {
+  if (s == nullptr) return;
+  if (strings.count(s) == 0) {
+    Misuse(where, s, "release of a released or unknown string");
+    return;
+  }
+  if (--s->refs > 0) return;
+  strings.erase(s);
+  s->magic = kDeadMagic;
+  s->bytes = std::string();
+  deadStrings.push_back(s);
+  if (deadStrings.size() > kQuarantine) {
+    delete deadStrings.front();
+    deadStrings.pop_front();
+  }
+}
+
+bool Host::State::CheckObject(REALobject o, const char* where) {
+  if (o == nullptr) return false;
+  if (objects.count(o) != 0) return true;
+  Misuse(where, o, "use of a released or unknown object");
+  return false;
+}
+
+void Host::State::LockObject(REALobject o, const char* where) {
+  if (CheckObject(o, where)) ++o->refs;
+}
+
+void Host::State::ReleaseObject(REALobject o, const char* where) {
+  if (o == nullptr) return;
+  if (objects.count(o) == 0) {
+    Misuse(where, o, "release of a released or unknown object");
+    return;
+  }
+  if (--o->refs > 0) return;
+  objects.erase(o);
+  // Keep the block (without its payload) so its address is not handed out again at once.
+  o->magic = kDeadMagic;
+  if (o->kind == ObjectKind::kStyledText) {
+    auto st = static_cast<StyledTextObject*>(o);
+    st->runs = {};
+    st->runLengths = {};
+    st->alignments = {};
+    st->scan.Clear();
+  } else if (o->kind == ObjectKind::kStyleRun) {
+    static_cast<StyleRunObject*>(o)->run = RunData();
+  }
+  deadObjects.push_back(o);
+  if (deadObjects.size() > kQuarantine) {
+    delete deadObjects.front();
+    deadObjects.pop_front();
+  }
+}
+
+// --- StyledText model -----------------------------------------------------------------------
+
+void Host::State::AppendRun(StyledTextObject* st, RunData run, bool toUnicode) {
+  std::vector<ParagraphScan::Break> breaks;
+  int64_t length;
+  bool ascii = IsAsciiCompatible(run.textEncoding) &&
+               std::all_of(run.text.begin(), run.text.end(),
+                           [](char c) { return static_cast<unsigned char>(c) < 0x80; });
+  if (ascii) {
+    // Pure ASCII: characters are bytes, and the text is already valid UTF-8.
+    length = static_cast<int64_t>(run.text.size());
+    for (size_t i = 0; i < run.text.size(); ++i) {
+      if (run.text[i] == '\r' || run.text[i] == '\n') {
+        breaks.push_back({static_cast<int64_t>(i), run.text[i] == '\r'});
+      }
+    }
+    if (toUnicode) run.textEncoding = kREALTextEncodingUTF8;
+  } else {
+    std::u32string text = Decode(run.text, run.textEncoding);
+    length = ScanBreaks(text, &breaks);
+    if (toUnicode) {
+      run.text.clear();
+      EncodeText(text, kREALTextEncodingUTF8, &run.text);
+      run.textEncoding = kREALTextEncodingUTF8;
+    }
+  }
+  st->scan.Append(length, breaks);
+  st->runs.push_back(std::move(run));
+  st->runLengths.push_back(length);
+}
+
+void Host::State::RemoveRun(StyledTextObject* st, int64_t index) {
+  if (index < 0 || index >= static_cast<int64_t>(st->runs.size())) return;
+  auto i = static_cast<size_t>(index);
+  if (i + 1 == st->runs.size()) {
+    st->scan.Truncate(st->scan.length() - st->runLengths.back());
+  } else {
+    // A run in the middle: the separators after it move, so scan the remaining text again.
+    st->scan.Clear();
+    for (size_t k = 0; k < st->runs.size(); ++k) {
+      if (k != i) st->scan.Append(Decode(st->runs[k].text, st->runs[k].textEncoding));
+    }
+  }
+  st->runs.erase(st->runs.begin() + index);
+  st->runLengths.erase(st->runLengths.begin() + index);
+  // Paragraphs that no longer exist lose their alignment; if they come back they are new.
+  auto count = static_cast<size_t>(std::max<int64_t>(ParagraphCount(st), 0));
+  if (st->alignments.size() > count) st->alignments.resize(count);
+}
+
+int64_t Host::State::ParagraphCount(const StyledTextObject* st) const {
+  return st->scan.Count(options.paragraphRule);
+}
+
+Paragraph Host::State::ParagraphAt(const StyledTextObject* st, int64_t index) const {
+  Paragraph p = st->scan.At(index, options.paragraphRule);
+  if (index >= 0 && index < static_cast<int64_t>(st->alignments.size())) {
+    p.alignment = st->alignments[static_cast<size_t>(index)];
+  }
+  return p;
+}
+
+void Host::State::SetAlignment(StyledTextObject* st, int64_t index, int64_t alignment) {
+  if (index < 0 || index >= ParagraphCount(st)) return;
+  auto i = static_cast<size_t>(index);
+  if (st->alignments.size() <= i) st->alignments.resize(i + 1, 0);
+  st->alignments[i] = alignment;
+}
+
+// --- Host -----------------------------------------------------------------------------------
+
+Host::Host(Options options) : state_(new State) {
+  state_->options = std::move(options);
+  state_->previous = gCurrent;
+  gCurrent = this;
+  gCurrentState = state_;
+}
+
+Host::~Host() {
+  while (state_->captureDepth > 0) EndLogCapture();
+  if (gCurrent == this) {
+    gCurrent = state_->previous;
+    gCurrentState = gCurrent != nullptr ? gCurrent->state_ : nullptr;
+  }
+  delete state_;
+}
+
+Host* Host::Current() {
+  return gCurrent;
+}
+
+Options& Host::options() {
+  return state_->options;
+}
+
+REALstring Host::NewString(std::string_view bytes, Encoding encoding) {
+  return state_->NewString(bytes, encoding);
+}
+
+REALstring Host::NewStringUTF8(std::string_view utf8) {
+  return state_->NewString(utf8, kREALTextEncodingUTF8);
+}
+
+void Host::Lock(REALstring s) {
+  state_->LockString(s, "Host::Lock");
+}
+void Host::Release(REALstring s) {
+  state_->ReleaseString(s, "Host::Release");
+}
+
+std::string Host::BytesOf(REALstring s) const {
+  return state_->CheckString(s, "Host::BytesOf") ? s->bytes : std::string();
+}
+
+Encoding Host::EncodingOf(REALstring s) const {
+  return state_->CheckString(s, "Host::EncodingOf") ? s->encoding : kREALTextEncodingUnknown;
+}
+
+std::string Host::UTF8Of(REALstring s) const {
+  return state_->CheckString(s, "Host::UTF8Of") ? ToUTF8(s->bytes, s->encoding) : std::string();
+}
+
+int Host::RefCount(REALstring s) const {
+  return state_->strings.count(s) != 0 ? s->refs : 0;
+}
+
+REALobject Host::NewStyledText() {
+  return state_->NewObject<StyledTextObject>();
+}
+
+REALobject Host::NewObject(const std::string& className) {
+  return NewInstance(*state_, className.c_str());
+}
+
+void Host::Lock(REALobject o) {
+  state_->LockObject(o, "Host::Lock");
+}
+void Host::Release(REALobject o) {
+  state_->ReleaseObject(o, "Host::Release");
+}
+
+int Host::RefCount(REALobject o) const {
+  return state_->objects.count(o) != 0 ? o->refs : 0;
+}
+
+std::string Host::ClassOf(REALobject o) const {
+  return state_->CheckObject(o, "Host::ClassOf") ? ClassName(o) : "";
+}
+
+namespace {
+StyledTextObject* AsStyledText(Host::State& s, REALobject o, const char* where) {
+  if (!s.CheckObject(o, where)) return nullptr;
+  if (o->kind != ObjectKind::kStyledText) {
+    s.Misuse(where, o, "not a StyledText:");
+    return nullptr;
+  }
+  return static_cast<StyledTextObject*>(o);
+}
+}  // namespace
+
+void Host::AppendRun(REALobject styledText, const RunSpec& given) {
+  StyledTextObject* st = AsStyledText(*state_, styledText, "Host::AppendRun");
+  if (st == nullptr) return;
+  RunData run;
+  run.text = given.text;
+  run.textEncoding = given.textEncoding;
+  run.hasFont = given.font.has_value();
+  run.font = given.font.value_or("");
+  run.fontEncoding = given.fontEncoding;
+  run.size = given.size;
+  run.color = given.color;
+  run.bold = given.bold;
+  run.italic = given.italic;
+  run.underline = given.underline;
+  state_->AppendRun(st, std::move(run), false);
+}
+
+std::vector<Run> Host::RunsOf(REALobject styledText) const {
+  std::vector<Run> runs;
+  StyledTextObject* st = AsStyledText(*state_, styledText, "Host::RunsOf");
+  if (st == nullptr) return runs;
+  for (const RunData& r : st->runs) {
+    Run run;
+    run.text = ToUTF8(r.text, r.textEncoding);
+    run.font = r.hasFont ? ToUTF8(r.font, r.fontEncoding) : std::string();
+    run.size = r.size;
+    run.color = r.color;
+    run.bold = r.bold;
+    run.italic = r.italic;
+    run.underline = r.underline;
+    runs.push_back(std::move(run));
+  }
+  return runs;
+}
+
+std::vector<Paragraph> Host::ParagraphsOf(REALobject styledText) const {
+  std::vector<Paragraph> paragraphs;
+  StyledTextObject* st = AsStyledText(*state_, styledText, "Host::ParagraphsOf");
+  if (st == nullptr) return paragraphs;
+  for (int64_t i = 0, n = state_->ParagraphCount(st); i < n; ++i) {
+    paragraphs.push_back(state_->ParagraphAt(st, i));
+  }
+  return paragraphs;
+}
+
+std::string Host::TextOf(REALobject styledText) const {
+  std::string text;
+  StyledTextObject* st = AsStyledText(*state_, styledText, "Host::TextOf");
+  if (st == nullptr) return text;
+  for (const RunData& r : st->runs) text += ToUTF8(r.text, r.textEncoding);
+  return text;
+}
+
+void Host::SetParagraphAlignment(REALobject styledText, int64_t index, int64_t alignment) {
+  StyledTextObject* st = AsStyledText(*state_, styledText, "Host::SetParagraphAlignment");
+  if (st != nullptr) state_->SetAlignment(st, index, alignment);
+}
+
+std::optional<std::string> Host::Convert(std::string_view bytes, Encoding from, Encoding to) {
+  if (!IsKnownEncoding(from) || !IsKnownEncoding(to)) return std::nullopt;
+  if (from == to) return std::string(bytes);
+  if (IsAsciiCompatible(from) && IsAsciiCompatible(to) &&
+      std::all_of(bytes.begin(), bytes.end(),
+                  [](char c) { return static_cast<unsigned char>(c) < 0x80; })) {
+    return std::string(bytes);
+  }
+  std::u32string text;
+  std::string out;
+  if (!DecodeText(bytes, from, &text) || !EncodeText(text, to, &out)) return std::nullopt;
+  return out;
+}
+
+uint64_t Host::Calls(const std::string& name) const {
+  for (int i = 0; i < kCounterCount; ++i) {
+    if (name == kCounterNames[i]) return state_->calls[static_cast<size_t>(i)];
+  }
+  return 0;
+}
+
+uint64_t Host::Lookups(const std::string& name) const {
+  auto it = state_->lookups.find(name);
+  return it == state_->lookups.end() ? 0 : it->second;
+}
+
+std::map<std::string, uint64_t> Host::AllCalls() const {
+  std::map<std::string, uint64_t> all;
+  for (int i = 0; i < kCounterCount; ++i) {
+    if (state_->calls[static_cast<size_t>(i)] != 0) {
+      all[kCounterNames[i]] = state_->calls[static_cast<size_t>(i)];
+    }
+  }
+  return all;
+}
+
+void Host::ResetCounters() {
+  state_->calls.fill(0);
+  state_->lookups.clear();
+}
+
+size_t Host::LiveStrings() const {
+  return state_->strings.size();
+}
+size_t Host::LiveObjects() const {
+  return state_->objects.size();
+}
+size_t Host::LiveStringData() const {
+  return state_->stringData.size();
+}
+uint64_t Host::Misuses() const {
+  return state_->misuses;
+}
+const std::string& Host::LastMisuse() const {
+  return state_->lastMisuse;
+}
+
+const std::vector<RaisedException>& Host::Exceptions() const {
+  return state_->exceptions;
+}
+void Host::ClearExceptions() {
+  state_->exceptions.clear();
+}
+
+const std::vector<Registration>& Host::Registrations() const {
+  return state_->registrations;
+}
+std::optional<int32_t> Host::AnnouncedVersion() const {
+  return state_->announcedVersion;
+}
+
+const std::vector<std::string>& Host::Log() const {
+  return state_->log;
+}
+void Host::ClearLog() {
+  state_->log.clear();
+}
+
+bool Run::operator==(const Run& o) const {
+  return text == o.text && font == o.font && size == o.size && color == o.color && bold == o.bold &&
+         italic == o.italic && underline == o.underline;
+}
+
+bool Paragraph::operator==(const Paragraph& o) const {
+  return start == o.start && end == o.end && alignment == o.alignment;
+}
+
+}  // namespace simhost

@@ -1,0 +1,225 @@
+// Internals of the simulated host: the host string and host object structs, the host's state,
+// and the helpers the service entry points and the Host class share.
+#pragma once
+
+#include <array>
+#include <cstdint>
+#include <deque>
+#include <optional>
+#include <string>
+#include <unordered_map>
+#include <unordered_set>
+#include <vector>
+
+#include "paragraphs.h"
+#include "simhost/host.h"
+
+// A host string: bytes plus their encoding, reference counted. The bytes are kept with a zero
+// byte after them (std::string guarantees it), so "StringGetCString" can hand them out as is.
+struct REALstringStruct {
+  uint32_t magic;
+  int32_t refs;
+  uint32_t encoding;
+  std::string bytes;
+};
+
+namespace simhost {
+
+enum class ObjectKind { kStyledText, kStyleRun, kParagraph, kException };
+
+// A style run as the host stores it: text and font keep their bytes and encoding.
+struct RunData {
+  std::string text;
+  Encoding textEncoding = kREALTextEncodingUTF8;
+  bool hasFont = false;
+  std::string font;
+  Encoding fontEncoding = kREALTextEncodingUTF8;
+  int64_t size = 0;
+  uint32_t color = 0;
+  bool bold = false, italic = false, underline = false;
+};
+
+}  // namespace simhost
+
+// A host object, reference counted; the kind tells which of the structs below it is.
+struct REALobjectStruct {
+  uint32_t magic;
+  int32_t refs;
+  simhost::ObjectKind kind;
+  explicit REALobjectStruct(simhost::ObjectKind k) : magic(0), refs(1), kind(k) {}
+  virtual ~REALobjectStruct() = default;
+};
+
+namespace simhost {
+
+constexpr uint32_t kLiveMagic = 0x53484F53;  // "SHOS"
+constexpr uint32_t kDeadMagic = 0xDEADD0D0;
+
+struct StyledTextObject : REALobjectStruct {
+  StyledTextObject() : REALobjectStruct(ObjectKind::kStyledText) {}
+  std::vector<RunData> runs;
+  std::vector<int64_t> runLengths;  // characters of each run
+  ParagraphScan scan;               // separators of the whole text
+  std::vector<int64_t> alignments;  // by paragraph index; missing entries are 0
+};
+
+struct StyleRunObject : REALobjectStruct {
+  StyleRunObject() : REALobjectStruct(ObjectKind::kStyleRun) {}
+  RunData run;
+};
+
+struct ParagraphObject : REALobjectStruct {
+  ParagraphObject() : REALobjectStruct(ObjectKind::kParagraph) {}
+  Paragraph paragraph;
+};
+
+struct ExceptionObject : REALobjectStruct {
+  ExceptionObject() : REALobjectStruct(ObjectKind::kException) {}
+  std::string className;
+  std::optional<std::string> message;  // UTF-8
+  int64_t errorNumber = 0;
+};
+
+// Everything the host counts calls of: its services, then the methods it hands out by
+// declaration. kCounterNames holds their names in the same order.
+enum Counter : int {
+  kPluginGetStringData,
+  kPluginDisposeStringData,
+  kStringGetCString,
+  kREALLockString,
+  kREALUnlockString,
+  kREALLockObject,
+  kREALUnlockObject,
+  kREALGetStringEncoding,
+  kREALSetStringEncoding,
+  kREALConvertString,
+  kREALBuildString,
+  kREALBuildStringWithEncoding,
+  kRuntimeStringCompare,
+  kPluginNewInstance,
+  kRuntimeRaiseException,
+  kREALLoadGlobalMethod,
+  kREALLoadObjectMethod,
+  kREALGetPropValueString,
+  kREALSetPropValueString,
+  kREALGetPropValueBool,
+  kREALGetPropValueColor,
+  kREALGetPropValueInteger,
+  kREALSetPropValueInteger,
+  kREALSetPropValueUInt32,
+  kREALSetPropValueBoolean,
+  kREALSetPropValueColor,
+  kREALGetPropValueInt,
+  kREALSetPropValueInt,
+  kPluginRegisterClassExtension,
+  kPluginRegisterModule,
+  kREALGetRBVersion,
+  kRegisterPluginVersion,
+  kMethodLen,
+  kMethodLenB,
+  kMethodStyleRun,
+  kMethodParagraph,
+  kMethodRemoveStyleRun,
+  kMethodAppendStyleRun,
+  kMethodParagraphAlignment,
+  kCounterCount
+};
+extern const char* const kCounterNames[kCounterCount];
+
+// Declarations of the host methods, exactly as the host matches them.
+constexpr const char* kDeclLen = "Len(s as string) as integer";
+constexpr const char* kDeclLenB = "LenB( s as string ) as integer";
+constexpr const char* kDeclStyleRun = "StyleRun(Index as Integer) As StyleRun";
+constexpr const char* kDeclParagraph = "Paragraph(Index as Integer) As Paragraph";
+constexpr const char* kDeclRemoveStyleRun = "RemoveStyleRun(Index as Integer)";
+constexpr const char* kDeclAppendStyleRun = "AppendStyleRun(Run as StyleRun)";
+constexpr const char* kDeclParagraphAlignment =
+    "ParagraphAlignment(Index As Integer, assigns _value as Integer)";
+
+struct Host::State {
+  Options options;
+  Host* previous = nullptr;  // the host that was current before this one
+
+  std::unordered_set<REALstring> strings;      // live handles
+  std::unordered_set<REALobject> objects;      // live handles
+  std::unordered_set<const void*> stringData;  // buffers of filled string-data records
+  // Released handles stay allocated for a while so their addresses are not handed out again
+  // at once and a late use of them is still recognised as misuse.
+  std::deque<REALstring> deadStrings;
+  std::deque<REALobject> deadObjects;
+
+  uint64_t misuses = 0;
+  std::string lastMisuse;
+  std::array<uint64_t, kCounterCount> calls{};
+  std::unordered_map<std::string, uint64_t> lookups;
+
+  std::vector<RaisedException> exceptions;
+  std::vector<Registration> registrations;
+  std::optional<int32_t> announcedVersion;
+
+  std::vector<std::string> log;
+  int captureDepth = 0;
+  int captureFd = -1;
+  int savedStderr = -1;
+
+  ~State();
+
+  // Handles. Check* return false for a null handle and for a handle that is not live (the
+  // latter counted as misuse, naming `where`).
+  REALstring NewString(std::string_view bytes, Encoding encoding);
+  bool CheckString(REALstring s, const char* where);
+  void LockString(REALstring s, const char* where);
+  void ReleaseString(REALstring s, const char* where);
+  template <typename T>
+  T* NewObject() {
+    T* o = new T();
+    o->magic = kLiveMagic;
+    objects.insert(o);
+    return o;
+  }
+  bool CheckObject(REALobject o, const char* where);
+  void LockObject(REALobject o, const char* where);
+  void ReleaseObject(REALobject o, const char* where);
+  void Misuse(const char* where, const void* handle, const char* what);
+
+  // StyledText.
+  void AppendRun(StyledTextObject* st, RunData run, bool toUnicode);
+  void RemoveRun(StyledTextObject* st, int64_t index);
+  int64_t ParagraphCount(const StyledTextObject* st) const;
+  Paragraph ParagraphAt(const StyledTextObject* st, int64_t index) const;
+  void SetAlignment(StyledTextObject* st, int64_t index, int64_t alignment);
+
+  bool Withheld(const std::string& name) const { return options.withheld.count(name) != 0; }
+  void Count(Counter c) { ++calls[static_cast<size_t>(c)]; }
+};
+
+// The state of the current host, or null.
+Host::State* CurrentState();
+
+// UTF-8 of a string's bytes; bytes of an encoding the host does not know read as "unknown".
+std::string ToUTF8(std::string_view bytes, Encoding encoding);
+// Characters of a string's bytes (the host's Len).
+int64_t LengthOf(std::string_view bytes, Encoding encoding);
+// The host's comparison: case-insensitive, by code point after simple case folding.
+int CompareText(std::string_view a, Encoding ea, std::string_view b, Encoding eb);
+
+// Property access on host objects (objects.cpp). Each returns false for an unknown property or
+// a property of another type, leaving the output untouched.
+bool GetStringProperty(Host::State& s, REALobject o, const char* name, REALstring* out);
+bool SetStringProperty(Host::State& s, REALobject o, const char* name, REALstring value);
+bool GetIntegerProperty(Host::State& s, REALobject o, const char* name, int64_t* out);
+bool SetIntegerProperty(Host::State& s, REALobject o, const char* name, int64_t value);
+bool GetBooleanProperty(Host::State& s, REALobject o, const char* name, bool* out);
+bool SetBooleanProperty(Host::State& s, REALobject o, const char* name, bool value);
+bool GetColorProperty(Host::State& s, REALobject o, const char* name, uint32_t* out);
+bool SetColorProperty(Host::State& s, REALobject o, const char* name, uint32_t value);
+const char* ClassName(const REALobjectStruct* o);
+REALobject NewInstance(Host::State& s, const char* className);
+// Entry point of a StyledText method by declaration (null when unknown or withheld).
+void* StyledTextMethod(Host::State& s, const std::string& declaration);
+
+// Registration decoding (registration.cpp).
+Registration DecodeClassExtension(const REALclassDefinition* definition);
+Registration DecodeModule(const REALmoduleDefinition* definition);
+
+}  // namespace simhost

@@ -1,0 +1,334 @@
+// Host classes: StyledText, StyleRun, Paragraph and the exception classes, their properties
+// (answered by the dynamic property services) and the StyledText methods the host hands out by
+// declaration. Property names match exactly (case included).
+#include <cstring>
+
+#include "host_state.h"
+
+namespace simhost {
+namespace {
+
+bool Is(const char* name, const char* expected) {
+  return std::strcmp(name, expected) == 0;
+}
+
+bool IsExceptionClass(const char* name) {
+  return Is(name, "RuntimeException") || Is(name, "OutOfBoundsException") ||
+         Is(name, "OutOfMemoryException");
+}
+
+bool HasFontProperty(const Host::State& s, const char* name) {
+  FontProperty f = s.options.fontProperty;
+  if (Is(name, "Font")) return f == FontProperty::kFont || f == FontProperty::kBoth;
+  if (Is(name, "FontName")) return f == FontProperty::kFontName || f == FontProperty::kBoth;
+  return false;
+}
+
+// A live object of the expected kind, for a method entry point; anything else is misuse.
+template <typename T>
+T* Self(Host::State& s, REALobject o, ObjectKind kind, const char* where) {
+  if (!s.CheckObject(o, where)) return nullptr;
+  if (o->kind != kind) {
+    s.Misuse(where, o, "object of the wrong class");
+    return nullptr;
+  }
+  return static_cast<T*>(o);
+}
+
+// --- StyledText methods ----------------------------------------------------------------------
+
+REALobject RBCALL StyledTextStyleRun(REALobject self, RBInteger index) {
+  Host::State* s = CurrentState();
+  if (s == nullptr) return nullptr;
+  s->Count(kMethodStyleRun);
+  auto st = Self<StyledTextObject>(*s, self, ObjectKind::kStyledText, kDeclStyleRun);
+  if (st == nullptr || index < 0 || index >= static_cast<RBInteger>(st->runs.size())) {
+    return nullptr;
+  }
+  // A detached copy: changing it does not change the text.
+  auto run = s->NewObject<StyleRunObject>();
+  run->run = st->runs[static_cast<size_t>(index)];
+  return run;
+}
+
+REALobject RBCALL StyledTextParagraph(REALobject self, RBInteger index) {
+  Host::State* s = CurrentState();
+  if (s == nullptr) return nullptr;
+  s->Count(kMethodParagraph);
+  auto st = Self<StyledTextObject>(*s, self, ObjectKind::kStyledText, kDeclParagraph);
+  if (st == nullptr || index < 0 || index >= s->ParagraphCount(st)) return nullptr;
+  auto paragraph = s->NewObject<ParagraphObject>();
+  paragraph->paragraph = s->ParagraphAt(st, index);
+  return paragraph;
+}
+
+void RBCALL StyledTextRemoveStyleRun(REALobject self, RBInteger index) {
+  Host::State* s = CurrentState();
+  if (s == nullptr) return;
+  s->Count(kMethodRemoveStyleRun);
+  auto st = Self<StyledTextObject>(*s, self, ObjectKind::kStyledText, kDeclRemoveStyleRun);
+  if (st != nullptr) s->RemoveRun(st, index);  // an index out of range is ignored
+}
+
+void RBCALL StyledTextAppendStyleRun(REALobject self, REALobject run) {
+  Host::State* s = CurrentState();
+  if (s == nullptr) return;
+  s->Count(kMethodAppendStyleRun);
+  auto st = Self<StyledTextObject>(*s, self, ObjectKind::kStyledText, kDeclAppendStyleRun);
+  if (st == nullptr || run == nullptr) return;
+  auto r = Self<StyleRunObject>(*s, run, ObjectKind::kStyleRun, kDeclAppendStyleRun);
+  // The text keeps a copy of the run, its text held as Unicode.
+  if (r != nullptr) s->AppendRun(st, r->run, true);
+}
+
+void RBCALL StyledTextParagraphAlignment(REALobject self, RBInteger index, RBInteger value) {
+  Host::State* s = CurrentState();
+  if (s == nullptr) return;
+  s->Count(kMethodParagraphAlignment);
+  auto st = Self<StyledTextObject>(*s, self, ObjectKind::kStyledText, kDeclParagraphAlignment);
+  if (st != nullptr) s->SetAlignment(st, index, value);  // an index out of range is ignored
+}
+
+// --- property helpers -----------------------------------------------------------------------
+
+// The bytes and encoding of a string given to a setter; null reads as empty.
+bool ReadArgument(Host::State& s, REALstring value, const char* where, std::string* bytes,
+                  Encoding* encoding) {
+  if (value == nullptr) {
+    bytes->clear();
+    *encoding = kREALTextEncodingUTF8;
+    return true;
+  }
+  if (!s.CheckString(value, where)) return false;
+  *bytes = value->bytes;
+  *encoding = value->encoding;
+  return true;
+}
+
+}  // namespace
+
+const char* ClassName(const REALobjectStruct* o) {
+  switch (o->kind) {
+    case ObjectKind::kStyledText:
+      return "StyledText";
+    case ObjectKind::kStyleRun:
+      return "StyleRun";
+    case ObjectKind::kParagraph:
+      return "Paragraph";
+    case ObjectKind::kException:
+      return static_cast<const ExceptionObject*>(o)->className.c_str();
+  }
+  return "";
+}
+
+REALobject NewInstance(Host::State& s, const char* className) {
+  if (className == nullptr) return nullptr;
+  if (Is(className, "StyleRun")) return s.NewObject<StyleRunObject>();
+  if (Is(className, "StyledText")) return s.NewObject<StyledTextObject>();
+  if (IsExceptionClass(className)) {
+    auto e = s.NewObject<ExceptionObject>();
+    e->className = className;
+    return e;
+  }
+  return nullptr;
+}
+
+void* StyledTextMethod(Host::State& s, const std::string& declaration) {
+  void* entry = nullptr;
+  if (declaration == kDeclStyleRun) {
+    entry = reinterpret_cast<void*>(&StyledTextStyleRun);
+  } else if (declaration == kDeclParagraph) {
+    entry = reinterpret_cast<void*>(&StyledTextParagraph);
+  } else if (declaration == kDeclRemoveStyleRun) {
+    entry = reinterpret_cast<void*>(&StyledTextRemoveStyleRun);
+  } else if (declaration == kDeclAppendStyleRun) {
+    entry = reinterpret_cast<void*>(&StyledTextAppendStyleRun);
+  } else if (declaration == kDeclParagraphAlignment) {
+    entry = reinterpret_cast<void*>(&StyledTextParagraphAlignment);
+  }
+  return entry != nullptr && !s.Withheld(declaration) ? entry : nullptr;
+}
+
+bool GetStringProperty(Host::State& s, REALobject o, const char* name, REALstring* out) {
+  if (name == nullptr || out == nullptr || !s.CheckObject(o, "REALGetPropValueString")) {
+    return false;
+  }
+  switch (o->kind) {
+    case ObjectKind::kStyleRun: {
+      const RunData& r = static_cast<StyleRunObject*>(o)->run;
+      if (Is(name, "Text")) {
+        *out = s.NewString(r.text, r.textEncoding);
+        return true;
+      }
+      if (HasFontProperty(s, name)) {
+        *out = r.hasFont ? s.NewString(r.font, r.fontEncoding) : nullptr;
+        return true;
+      }
+      return false;
+    }
+    case ObjectKind::kStyledText: {
+      if (!Is(name, "Text")) return false;
+      std::string text;
+      for (const RunData& r : static_cast<StyledTextObject*>(o)->runs) {
+        text += ToUTF8(r.text, r.textEncoding);
+      }
+      *out = s.NewString(text, kREALTextEncodingUTF8);
+      return true;
+    }
+    case ObjectKind::kException: {
+      if (!Is(name, "Message")) return false;
+      const auto& message = static_cast<ExceptionObject*>(o)->message;
+      *out = message ? s.NewString(*message, kREALTextEncodingUTF8) : nullptr;
+      return true;
+    }
+    case ObjectKind::kParagraph:
+      return false;
+  }
+  return false;
+}
+
+bool SetStringProperty(Host::State& s, REALobject o, const char* name, REALstring value) {
+  if (name == nullptr || !s.CheckObject(o, "REALSetPropValueString")) return false;
+  std::string bytes;
+  Encoding encoding;
+  switch (o->kind) {
+    case ObjectKind::kStyleRun: {
+      RunData& r = static_cast<StyleRunObject*>(o)->run;
+      if (Is(name, "Text")) {
+        if (!ReadArgument(s, value, "REALSetPropValueString", &bytes, &encoding)) return false;
+        r.text = std::move(bytes);
+        r.textEncoding = encoding;
+        return true;
+      }
+      if (HasFontProperty(s, name)) {
+        if (!ReadArgument(s, value, "REALSetPropValueString", &bytes, &encoding)) return false;
+        r.hasFont = value != nullptr;
+        r.font = std::move(bytes);
+        r.fontEncoding = encoding;
+        return true;
+      }
+      return false;
+    }
+    case ObjectKind::kException: {
+      if (!Is(name, "Message")) return false;
+      if (!ReadArgument(s, value, "REALSetPropValueString", &bytes, &encoding)) return false;
+      auto e = static_cast<ExceptionObject*>(o);
+      if (value == nullptr) {
+        e->message.reset();
+      } else {
+        e->message = ToUTF8(bytes, encoding);
+      }
+      return true;
+    }
+    case ObjectKind::kStyledText:  // "Text" is read-only here
+    case ObjectKind::kParagraph:
+      return false;
+  }
+  return false;
+}
+
+bool GetIntegerProperty(Host::State& s, REALobject o, const char* name, int64_t* out) {
+  if (name == nullptr || out == nullptr || !s.CheckObject(o, "REALGetPropValueInteger")) {
+    return false;
+  }
+  switch (o->kind) {
+    case ObjectKind::kStyledText: {
+      auto st = static_cast<StyledTextObject*>(o);
+      if (Is(name, "StyleRunCount")) {
+        *out = static_cast<int64_t>(st->runs.size());
+        return true;
+      }
+      if (Is(name, "ParagraphCount")) {
+        *out = s.ParagraphCount(st);
+        return true;
+      }
+      return false;
+    }
+    case ObjectKind::kStyleRun:
+      if (Is(name, "Size") || Is(name, "FontSize")) {
+        *out = static_cast<StyleRunObject*>(o)->run.size;
+        return true;
+      }
+      return false;
+    case ObjectKind::kParagraph: {
+      const Paragraph& p = static_cast<ParagraphObject*>(o)->paragraph;
+      if (Is(name, "StartPos") || Is(name, "StartPosition")) {
+        *out = p.start;
+      } else if (Is(name, "EndPos") || Is(name, "EndPosition")) {
+        *out = p.end;
+      } else if (Is(name, "Alignment") || Is(name, "TextAlignment")) {
+        *out = p.alignment;
+      } else if (Is(name, "Length")) {
+        *out = p.end - p.start;
+      } else {
+        return false;
+      }
+      return true;
+    }
+    case ObjectKind::kException:
+      if (!Is(name, "ErrorNumber")) return false;
+      *out = static_cast<ExceptionObject*>(o)->errorNumber;
+      return true;
+  }
+  return false;
+}
+
+bool SetIntegerProperty(Host::State& s, REALobject o, const char* name, int64_t value) {
+  if (name == nullptr || !s.CheckObject(o, "REALSetPropValueInteger")) return false;
+  if (o->kind == ObjectKind::kStyleRun && (Is(name, "Size") || Is(name, "FontSize"))) {
+    static_cast<StyleRunObject*>(o)->run.size = value;
+    return true;
+  }
+  if (o->kind == ObjectKind::kException && Is(name, "ErrorNumber")) {
+    static_cast<ExceptionObject*>(o)->errorNumber = value;
+    return true;
+  }
+  return false;  // counts and paragraph positions are read-only
+}
+
+namespace {
+bool* BooleanField(REALobject o, const char* name) {
+  if (o->kind != ObjectKind::kStyleRun) return nullptr;
+  RunData& r = static_cast<StyleRunObject*>(o)->run;
+  if (Is(name, "Bold")) return &r.bold;
+  if (Is(name, "Italic")) return &r.italic;
+  if (Is(name, "Underline")) return &r.underline;
+  return nullptr;
+}
+}  // namespace
+
+bool GetBooleanProperty(Host::State& s, REALobject o, const char* name, bool* out) {
+  if (name == nullptr || out == nullptr || !s.CheckObject(o, "REALGetPropValueBool")) {
+    return false;
+  }
+  bool* field = BooleanField(o, name);
+  if (field == nullptr) return false;
+  *out = *field;
+  return true;
+}
+
+bool SetBooleanProperty(Host::State& s, REALobject o, const char* name, bool value) {
+  if (name == nullptr || !s.CheckObject(o, "REALSetPropValueBoolean")) return false;
+  bool* field = BooleanField(o, name);
+  if (field == nullptr) return false;
+  *field = value;
+  return true;
+}
+
+bool GetColorProperty(Host::State& s, REALobject o, const char* name, uint32_t* out) {
+  if (name == nullptr || out == nullptr || !s.CheckObject(o, "REALGetPropValueColor")) {
+    return false;
+  }
+  if (o->kind != ObjectKind::kStyleRun || !Is(name, "TextColor")) return false;
+  *out = static_cast<StyleRunObject*>(o)->run.color;
+  return true;
+}
+
+bool SetColorProperty(Host::State& s, REALobject o, const char* name, uint32_t value) {
+  if (name == nullptr || !s.CheckObject(o, "REALSetPropValueColor")) return false;
+  if (o->kind != ObjectKind::kStyleRun || !Is(name, "TextColor")) return false;
+  static_cast<StyleRunObject*>(o)->run.color = value;  // all 32 bits, unchanged
+  return true;
+}
+
+}  // namespace simhost

@@ -1,0 +1,70 @@
+#include "paragraphs.h"
+
+namespace simhost {
+
+void ParagraphScan::AddBreak(int64_t position, bool cr) {
+  // An LF right after a lone CR completes a CR LF separator, also across two appended pieces.
+  if (!cr && !separators_.empty()) {
+    Separator& last = separators_.back();
+    if (last.cr && last.end == position && last.end - last.start == 1) {
+      last.end = position + 1;
+      return;
+    }
+  }
+  separators_.push_back({position, position + 1, cr});
+}
+
+void ParagraphScan::Append(int64_t length, const std::vector<Break>& breaks) {
+  for (const Break& b : breaks) AddBreak(length_ + b.offset, b.cr);
+  length_ += length;
+}
+
+void ParagraphScan::Append(std::u32string_view text) {
+  std::vector<Break> breaks;
+  int64_t length = ScanBreaks(text, &breaks);
+  Append(length, breaks);
+}
+
+void ParagraphScan::Truncate(int64_t length) {
+  if (length >= length_) return;
+  if (length < 0) length = 0;
+  while (!separators_.empty() && separators_.back().start >= length) separators_.pop_back();
+  // A CR LF cut after its CR becomes a lone CR.
+  if (!separators_.empty() && separators_.back().end > length) separators_.back().end = length;
+  length_ = length;
+}
+
+int64_t ParagraphScan::Count(ParagraphRule rule) const {
+  auto separators = static_cast<int64_t>(separators_.size());
+  if (rule == ParagraphRule::kSeparatorsPlusOne) return separators + 1;
+  int64_t lastEnd = separators_.empty() ? 0 : separators_.back().end;
+  return separators + (length_ > lastEnd ? 1 : 0);
+}
+
+Paragraph ParagraphScan::At(int64_t index, ParagraphRule rule) const {
+  Paragraph p;
+  if (index < 0 || index >= Count(rule)) return p;
+  auto i = static_cast<size_t>(index);
+  p.start = i == 0 ? 0 : separators_[i - 1].end;
+  p.end = i < separators_.size() ? separators_[i].start : length_;
+  return p;
+}
+
+int64_t ScanBreaks(std::u32string_view text, std::vector<ParagraphScan::Break>* breaks) {
+  for (size_t i = 0; i < text.size(); ++i) {
+    if (text[i] == '\r' || text[i] == '\n') {
+      breaks->push_back({static_cast<int64_t>(i), text[i] == '\r'});
+    }
+  }
+  return static_cast<int64_t>(text.size());
+}
+
+std::vector<Paragraph> SplitParagraphs(std::u32string_view text, ParagraphRule rule) {
+  ParagraphScan scan;
+  scan.Append(text);
+  std::vector<Paragraph> result;
+  for (int64_t i = 0, n = scan.Count(rule); i < n; ++i) result.push_back(scan.At(i, rule));
+  return result;
+}
+
+}  // namespace simhost

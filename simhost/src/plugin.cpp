@@ -1,0 +1,196 @@
+// Loading the built library the way the IDE does: open it, call REALPluginMain with the
+// resolver, and find the member it registered.
+#include <dlfcn.h>
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdlib>
+#include <cstring>
+
+#include "host_state.h"
+
+#ifndef PENDLOW_DEFAULT_LIBRARY
+#define PENDLOW_DEFAULT_LIBRARY "libPendlow.so"
+#endif
+
+namespace simhost {
+namespace {
+
+typedef void(RBCALL* PluginMainFn)(REALResolver);
+typedef REALstring(RBCALL* GetterFn)(REALobject, RBBoolean);
+typedef void(RBCALL* SetterFn)(REALobject, RBBoolean, REALstring);
+typedef RBBoolean(RBCALL* DebugGetterFn)();
+typedef void(RBCALL* DebugSetterFn)(RBBoolean);
+
+// Copies a file; "" on success, else the reason.
+std::string CopyFile(const std::string& from, int toFd) {
+  int in = open(from.c_str(), O_RDONLY | O_CLOEXEC);
+  if (in < 0) return "cannot open " + from + ": " + std::strerror(errno);
+  char buffer[1 << 16];
+  std::string error;
+  for (ssize_t n; (n = read(in, buffer, sizeof buffer)) != 0;) {
+    if (n < 0) {
+      if (errno == EINTR) continue;
+      error = "cannot read " + from + ": " + std::strerror(errno);
+      break;
+    }
+    for (ssize_t done = 0; done < n;) {
+      ssize_t w = write(toFd, buffer + done, static_cast<size_t>(n - done));
+      if (w < 0 && errno == EINTR) continue;
+      if (w <= 0) {
+        error = std::string("cannot write the library copy: ") + std::strerror(errno);
+        break;
+      }
+      done += w;
+    }
+    if (!error.empty()) break;
+  }
+  close(in);
+  return error;
+}
+
+// Runs a call into the library inside a log capture when the host wants one.
+template <typename F>
+auto Captured(Host& host, F f) -> decltype(f()) {
+  struct Scope {
+    Host& host;
+    bool on;
+    ~Scope() {
+      if (on) host.EndLogCapture();
+    }
+  } scope{host, host.options().captureLog};
+  if (scope.on) host.BeginLogCapture();
+  return f();
+}
+
+}  // namespace
+
+std::string Plugin::DefaultLibraryPath() {
+  const char* path = std::getenv("PENDLOW_LIBRARY");
+  return path != nullptr && *path != '\0' ? std::string(path)
+                                          : std::string(PENDLOW_DEFAULT_LIBRARY);
+}
+
+Plugin::Plugin(Host& host, const std::string& libraryPath) : host_(host) {
+  // A private copy: the dynamic loader shares one instance per file, and each Plugin must start
+  // with fresh globals and service caches.
+  const char* dir = std::getenv("TMPDIR");
+  std::string path =
+      std::string(dir != nullptr && *dir != '\0' ? dir : "/tmp") + "/pendlow-plugin-XXXXXX.so";
+  int fd = mkstemps(path.data(), 3);
+  if (fd < 0) {
+    error_ = std::string("cannot create a copy of the library: ") + std::strerror(errno);
+    return;
+  }
+  copyPath_ = path;
+  error_ = CopyFile(libraryPath, fd);
+  close(fd);
+  if (error_.empty()) {
+    handle_ = dlopen(copyPath_.c_str(), RTLD_NOW | RTLD_LOCAL);
+    if (handle_ == nullptr) {
+      const char* why = dlerror();
+      error_ = "cannot load " + libraryPath + ": " + (why != nullptr ? why : "unknown error");
+    }
+  }
+  unlink(copyPath_.c_str());
+  if (handle_ == nullptr) return;
+
+  auto pluginMain = reinterpret_cast<PluginMainFn>(dlsym(handle_, "REALPluginMain"));
+  if (pluginMain == nullptr) {
+    error_ = libraryPath + " lacks REALPluginMain";
+    return;
+  }
+  size_t before = host_.Registrations().size();
+  Captured(host_, [&] { pluginMain(&Host::Resolve); });
+
+  const std::vector<Registration>& all = host_.Registrations();
+  if (all.size() == before) return;
+  const Registration& r = all.back();
+  if (r.kind == Registration::Kind::kClassExtension) {
+    if (!r.methods.empty()) {
+      getter_ = r.methods[0].function;
+      setter_ = r.methods[0].setter;
+    }
+  } else {
+    // The module form: the setter is its own method with an "assigns" parameter.
+    for (const MethodRecord& m : r.methods) {
+      if (m.declaration.find("assigns") != std::string::npos) {
+        setter_ = m.function;
+      } else {
+        getter_ = m.function;
+      }
+    }
+    for (const PropertyRecord& p : r.properties) {
+      if (p.name == "Debugging") {
+        debugGetter_ = p.getter;
+        debugSetter_ = p.setter;
+      }
+    }
+  }
+}
+
+Plugin::~Plugin() {
+  if (handle_ != nullptr) dlclose(handle_);
+}
+
+bool Plugin::loaded() const {
+  return handle_ != nullptr && error_.empty();
+}
+
+const std::string& Plugin::error() const {
+  return error_;
+}
+
+void* Plugin::Symbol(const char* name) const {
+  return handle_ != nullptr ? dlsym(handle_, name) : nullptr;
+}
+
+bool Plugin::HasMember() const {
+  return getter_ != nullptr || setter_ != nullptr;
+}
+
+REALstring Plugin::GetRaw(REALobject styledText, bool skipParagraphs) {
+  if (getter_ == nullptr) return nullptr;
+  auto getter = reinterpret_cast<GetterFn>(getter_);
+  return Captured(host_, [&] { return getter(styledText, skipParagraphs ? 1 : 0); });
+}
+
+std::string Plugin::Get(REALobject styledText, bool skipParagraphs) {
+  REALstring result = GetRaw(styledText, skipParagraphs);
+  if (result == nullptr) return std::string();
+  std::string text = host_.UTF8Of(result);
+  host_.Release(result);
+  return text;
+}
+
+void Plugin::SetRaw(REALobject styledText, bool skipParagraphs, REALstring value) {
+  if (setter_ == nullptr) return;
+  auto setter = reinterpret_cast<SetterFn>(setter_);
+  Captured(host_, [&] { setter(styledText, skipParagraphs ? 1 : 0, value); });
+}
+
+void Plugin::Set(REALobject styledText, std::string_view rtf, bool skipParagraphs,
+                 Encoding encoding) {
+  REALstring value = host_.NewString(rtf, encoding);
+  SetRaw(styledText, skipParagraphs, value);
+  host_.Release(value);
+}
+
+bool Plugin::HasDebugging() const {
+  return debugGetter_ != nullptr;
+}
+
+bool Plugin::Debugging() {
+  if (debugGetter_ == nullptr) return false;
+  auto getter = reinterpret_cast<DebugGetterFn>(debugGetter_);
+  return Captured(host_, [&] { return getter(); }) != 0;
+}
+
+void Plugin::SetDebugging(bool on) {
+  if (debugSetter_ == nullptr) return;
+  auto setter = reinterpret_cast<DebugSetterFn>(debugSetter_);
+  Captured(host_, [&] { setter(on ? 1 : 0); });
+}
+
+}  // namespace simhost

@@ -1,0 +1,102 @@
+// A minimal plug-in for testing the host's loader (Plugin): it registers one getter/setter
+// member on StyledText, as a class extension on hosts before 2013 and as a module with a
+// "Debugging" property otherwise, and reports what it is called with. It has process-wide
+// state (a call counter) so a test can tell whether two loads share one instance.
+#include <cstdio>
+#include <cstring>
+#include <string>
+
+#include "frame/host_api.h"
+
+namespace {
+
+typedef double(RBCALL* VersionFn)();
+typedef void(RBCALL* AnnounceFn)(int);
+typedef void(RBCALL* RegisterClassFn)(REALclassDefinition*);
+typedef void(RBCALL* RegisterModuleFn)(REALmoduleDefinition*);
+typedef REALstring(RBCALL* BuildFn)(const char*, int, uint32_t);
+typedef void*(RBCALL* CStringFn)(REALstring);
+typedef RBInteger(RBCALL* LenBFn)(REALstring);
+typedef void*(RBCALL* LoadGlobalFn)(const char*, const char*);
+
+REALResolver gResolve = nullptr;
+int gCalls = 0;  // calls of the getter since this instance was loaded
+bool gDebugging = false;
+
+REALstring RBCALL Getter(REALobject self, RBBoolean flag) {
+  ++gCalls;
+  std::fprintf(stderr, "fake: get %d\n", flag != 0 ? 1 : 0);
+  auto build = reinterpret_cast<BuildFn>(gResolve("REALBuildStringWithEncoding"));
+  std::string text = "calls=" + std::to_string(gCalls) + (self != nullptr ? " self" : " nil");
+  return build(text.data(), static_cast<int>(text.size()), kREALTextEncodingUTF8);
+}
+
+void RBCALL Setter(REALobject, RBBoolean flag, REALstring value) {
+  auto bytes = reinterpret_cast<CStringFn>(gResolve("StringGetCString"));
+  auto load = reinterpret_cast<LoadGlobalFn>(gResolve("REALLoadGlobalMethod"));
+  auto lenB = reinterpret_cast<LenBFn>(load(nullptr, "LenB( s as string ) as integer"));
+  std::fprintf(stderr, "fake: set %d %.*s\n", flag != 0 ? 1 : 0, static_cast<int>(lenB(value)),
+               static_cast<const char*>(bytes(value)));
+}
+
+RBBoolean RBCALL GetDebugging() {
+  return gDebugging ? 1 : 0;
+}
+void RBCALL SetDebugging(RBBoolean on) {
+  gDebugging = on != 0;
+  std::fprintf(stderr, "fake: debugging %d\n", gDebugging ? 1 : 0);
+}
+
+REALmethodDefinition gClassMethods[] = {
+    {reinterpret_cast<REALproc>(Getter), reinterpret_cast<REALproc>(Setter),
+     "FakeData(Flag as boolean = false) as string", 0x308, 0, nullptr}};
+REALclassDefinition gClass = [] {
+  REALclassDefinition c{};
+  c.name = "StyledText";
+  c.methods = gClassMethods;
+  c.methodCount = 1;
+  c.flags = 0x308;
+  return c;
+}();
+
+REALmethodDefinition gModuleMethods[] = {
+    {reinterpret_cast<REALproc>(Setter), nullptr,
+     "FakeData(extends ref as StyledText, Flag as boolean = false, assigns value as string)", 0x318,
+     0, nullptr},
+    {reinterpret_cast<REALproc>(Getter), nullptr,
+     "FakeData(extends ref as StyledText, Flag as boolean = false) as string", 0x318, 0, nullptr}};
+REALattribute gHidden[] = {{"Hidden", ""}};
+REALproperty gModuleProperties[] = {
+    {nullptr, "Debugging", "Boolean", 0x26, reinterpret_cast<REALproc>(GetDebugging),
+     reinterpret_cast<REALproc>(SetDebugging), 0, nullptr, 0, nullptr, 1, gHidden}};
+REALmoduleDefinition gModule = [] {
+  REALmoduleDefinition m{};
+  m.name = "FakeModule";
+  m.methods = gModuleMethods;
+  m.methodCount = 2;
+  m.properties = gModuleProperties;
+  m.propertyCount = 1;
+  m.flags = 4;
+  return m;
+}();
+
+}  // namespace
+
+#ifdef FAKE_PLUGIN_WITHOUT_ENTRY
+#define REALPluginMain SomethingElse  // a library the host cannot enter
+#endif
+
+extern "C" __attribute__((visibility("default"))) void RBCALL REALPluginMain(REALResolver resolve) {
+  gResolve = resolve;
+  auto version = reinterpret_cast<VersionFn>(resolve("REALGetRBVersion"));
+  double v = version != nullptr ? version() : 0.0;
+  reinterpret_cast<AnnounceFn>(resolve("RegisterPluginVersion"))(v >= 2013.0 ? 13 : 9);
+  std::fprintf(stderr, "fake: main\n");
+  if (v >= 2013.0) {
+    gModule.version = 13;
+    reinterpret_cast<RegisterModuleFn>(resolve("PluginRegisterModule"))(&gModule);
+  } else {
+    gClass.version = 9;
+    reinterpret_cast<RegisterClassFn>(resolve("PluginRegisterClassExtension"))(&gClass);
+  }
+}
