@@ -5,7 +5,9 @@
 
 namespace {
 
-bool IsDigit(char c) { return c >= '0' && c <= '9'; }
+bool IsDigit(char c) {
+  return c >= '0' && c <= '9';
+}
 
 // Upper-case hexadecimal only: a lower-case digit ends the number.
 int UpperHexValue(char c) {

@@ -1,0 +1,118 @@
+// Assigning RTF to the member through the simulated host, as application code does, and reading
+// back what the StyledText holds.
+#pragma once
+
+#include <gtest/gtest.h>
+
+#include <ostream>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "simhost/host.h"
+
+namespace simhost {
+inline void PrintTo(const Run& r, std::ostream* os) {
+  *os << "{text=\"";
+  for (unsigned char c : r.text) {
+    if (c < 0x20 || c >= 0x7F) {
+      static const char* hex = "0123456789ABCDEF";
+      *os << "\\x" << hex[c >> 4] << hex[c & 15];
+    } else {
+      *os << c;
+    }
+  }
+  *os << "\" font=\"" << r.font << "\" size=" << r.size << " color=0x" << std::hex << r.color
+      << std::dec << (r.bold ? " bold" : "") << (r.italic ? " italic" : "")
+      << (r.underline ? " underline" : "") << "}";
+}
+}  // namespace simhost
+
+namespace import_test {
+
+struct Style {
+  std::string font;
+  int64_t size = 0;
+  uint32_t color = 0;
+  bool bold = false, italic = false, underline = false;
+};
+
+inline simhost::Run MakeRun(std::string text, const Style& style = {}) {
+  simhost::Run run;
+  run.text = std::move(text);
+  run.font = style.font;
+  run.size = style.size;
+  run.color = style.color;
+  run.bold = style.bold;
+  run.italic = style.italic;
+  run.underline = style.underline;
+  return run;
+}
+
+inline std::vector<std::string> TextsOf(const std::vector<simhost::Run>& runs) {
+  std::vector<std::string> texts;
+  for (const simhost::Run& r : runs) texts.push_back(r.text);
+  return texts;
+}
+
+// UTF-8 of one code point.
+inline std::string Utf8(char32_t c) {
+  std::string out;
+  if (c < 0x80) {
+    out += static_cast<char>(c);
+  } else if (c < 0x800) {
+    out += static_cast<char>(0xC0 | (c >> 6));
+    out += static_cast<char>(0x80 | (c & 0x3F));
+  } else if (c < 0x10000) {
+    out += static_cast<char>(0xE0 | (c >> 12));
+    out += static_cast<char>(0x80 | ((c >> 6) & 0x3F));
+    out += static_cast<char>(0x80 | (c & 0x3F));
+  } else {
+    out += static_cast<char>(0xF0 | (c >> 18));
+    out += static_cast<char>(0x80 | ((c >> 12) & 0x3F));
+    out += static_cast<char>(0x80 | ((c >> 6) & 0x3F));
+    out += static_cast<char>(0x80 | (c & 0x3F));
+  }
+  return out;
+}
+
+class ImportTest : public ::testing::Test {
+ protected:
+  explicit ImportTest(simhost::Options options = {}) : host_(std::move(options)), plugin_(host_) {}
+
+  void SetUp() override {
+    ASSERT_TRUE(plugin_.loaded()) << plugin_.error();
+    ASSERT_TRUE(plugin_.HasMember());
+    styledText_ = host_.NewStyledText();
+  }
+  void TearDown() override { host_.Release(styledText_); }
+
+  // Assigns rtf to the member and checks that every host handle the library obtained was given
+  // back and none was misused.
+  std::vector<simhost::Run> Import(std::string_view rtf) {
+    const size_t strings = host_.LiveStrings();
+    const size_t objects = host_.LiveObjects();
+    const size_t stringData = host_.LiveStringData();
+    const uint64_t misuses = host_.Misuses();
+    plugin_.Set(styledText_, rtf);
+    EXPECT_EQ(host_.LiveStrings(), strings) << "host strings leaked";
+    EXPECT_EQ(host_.LiveObjects(), objects) << "host objects leaked";
+    EXPECT_EQ(host_.LiveStringData(), stringData) << "string data not disposed";
+    EXPECT_EQ(host_.Misuses(), misuses) << "handle misuse";
+    return host_.RunsOf(styledText_);
+  }
+
+  std::vector<int64_t> Alignments() {
+    std::vector<int64_t> alignments;
+    for (const simhost::Paragraph& p : host_.ParagraphsOf(styledText_)) {
+      alignments.push_back(p.alignment);
+    }
+    return alignments;
+  }
+
+  simhost::Host host_;
+  simhost::Plugin plugin_;
+  REALobject styledText_ = nullptr;
+};
+
+}  // namespace import_test
