@@ -130,9 +130,10 @@ Plugin::Plugin(Host& host, const std::string& libraryPath) : host_(host) {
   }
 }
 
-Plugin::~Plugin() {
-  if (handle_ != nullptr) dlclose(handle_);
-}
+// The IDE never unloads a plug-in: the registration records it handed over must stay valid
+// for the life of the process. Keeping the private copy mapped does the same here, and keeps
+// those records reachable for leak checkers.
+Plugin::~Plugin() = default;
 
 bool Plugin::loaded() const {
   return handle_ != nullptr && error_.empty();

@@ -4,6 +4,7 @@
 
 #include <cstdlib>
 #include <string>
+#include <vector>
 
 #include "frame/debug_log.h"
 #include "frame/host_services.h"
@@ -43,6 +44,9 @@ class ModuleRegistration : public testing::Test {
     host.BeginLogCapture();
     RegisterClassAsModule(cls, FailingCalloc);
     host.EndLogCapture();
+    // Registered modules live for the process, as they do in the IDE.
+    static std::vector<REALmoduleDefinition*> registered;
+    registered.push_back(NewModule);
     return host.Log();
   }
   simhost::Host host;
