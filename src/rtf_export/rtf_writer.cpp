@@ -97,15 +97,30 @@ void WriteText(REALstringStruct* text, std::string& out) {
   const uint16_t* units = reader.UTF16();
   const int64_t count = reader.UTF16Length();
   if (count <= 0 || units == nullptr) return;
+  // Plain characters collect in a local block that is appended in one piece: long texts are
+  // mostly plain, and appending them unit by unit costs a capacity check each.
+  char plain[1024];
+  size_t pending = 0;
   uint16_t prev = 0;
   for (int64_t i = 0; i < count; ++i) {
     const uint16_t u = units[i];
+    if (u >= 32 && u < 128 && u != '\\' && u != '{' && u != '}') {
+      plain[pending++] = static_cast<char>(u);
+      if (pending == sizeof plain) {
+        out.append(plain, pending);
+        pending = 0;
+      }
+      prev = u;
+      continue;
+    }
+    if (pending != 0) {
+      out.append(plain, pending);
+      pending = 0;
+    }
     if (u >= 128) {
       out += "\\u";
       out += ToString(static_cast<int32_t>(u));
       out += ' ';
-    } else if (u >= 32 && u != '\\' && u != '{' && u != '}') {
-      out += static_cast<char>(u);
     } else if (u < 9) {
       // dropped
     } else if (u == 13) {
@@ -120,6 +135,7 @@ void WriteText(REALstringStruct* text, std::string& out) {
     }
     prev = u;
   }
+  if (pending != 0) out.append(plain, pending);
 }
 
 }  // namespace

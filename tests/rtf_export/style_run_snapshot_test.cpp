@@ -1,0 +1,444 @@
+// The getter's snapshot, called directly: record fields, offsets and middles, paragraph
+// assignment, record reference counting, and the getter's silence on exceptions. A thin layer
+// over the simulated host's resolver lets a test drop style runs, stand in Paragraphs with
+// chosen ranges, override StyledText counts and throw from a property read.
+#include <gtest/gtest.h>
+
+#include <cstdint>
+#include <cstring>
+#include <functional>
+#include <map>
+#include <set>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+#include "frame/host_services.h"
+#include "rtf_export/rtf_writer.h"
+#include "rtf_export/style_run_snapshot.h"
+#include "simhost/host.h"
+
+namespace {
+
+constexpr const char* kStyleRunMethod = "StyleRun(Index as Integer) As StyleRun";
+constexpr const char* kParagraphMethod = "Paragraph(Index as Integer) As Paragraph";
+
+struct FakeParagraph {
+  int64_t start, end, alignment;
+};
+
+struct Hooks {
+  std::set<int64_t> missingRuns;                  // StyleRun(i) answers null for these
+  std::map<std::string, int64_t> styledTextInts;  // StyleRunCount / ParagraphCount overrides
+  bool fakeParagraphs = false;
+  std::vector<FakeParagraph> paragraphs;  // what Paragraph(k) answers while fakeParagraphs
+  int paragraphsFetched = 0;
+  int paragraphReads = 0;  // property reads on stand-in paragraphs
+  int paragraphsReleased = 0;
+  int throwOnTextRead = -1;  // the n-th read of "Text" (from 0) throws
+  int textReads = 0;
+};
+Hooks gHooks;
+
+typedef void*(RBCALL* LoadObjectMethodFn)(REALobject, const char*);
+typedef RBBoolean(RBCALL* GetIntegerFn)(REALobject, const char*, RBInteger*);
+typedef RBBoolean(RBCALL* GetStringFn)(REALobject, const char*, REALstring*);
+typedef void(RBCALL* UnlockObjectFn)(REALobject);
+
+template <typename Fn>
+Fn Real(const char* name) {
+  return reinterpret_cast<Fn>(simhost::Host::Resolve(name));
+}
+
+const FakeParagraph* AsFake(REALobject obj) {
+  const auto address = reinterpret_cast<uintptr_t>(obj);
+  const auto first = reinterpret_cast<uintptr_t>(gHooks.paragraphs.data());
+  const auto end = first + gHooks.paragraphs.size() * sizeof(FakeParagraph);
+  if (gHooks.paragraphs.empty() || address < first || address >= end) return nullptr;
+  return reinterpret_cast<const FakeParagraph*>(obj);
+}
+
+REALobject RBCALL StyleRunHook(REALobject st, RBInteger index) {
+  if (gHooks.missingRuns.count(index) != 0) return nullptr;
+  auto real = reinterpret_cast<HostIndexGetter>(
+      Real<LoadObjectMethodFn>("REALLoadObjectMethod")(st, kStyleRunMethod));
+  return real != nullptr ? real(st, index) : nullptr;
+}
+
+REALobject RBCALL ParagraphHook(REALobject st, RBInteger index) {
+  if (gHooks.fakeParagraphs) {
+    ++gHooks.paragraphsFetched;
+    if (index < 0 || index >= static_cast<RBInteger>(gHooks.paragraphs.size())) return nullptr;
+    return reinterpret_cast<REALobject>(&gHooks.paragraphs[static_cast<size_t>(index)]);
+  }
+  auto real = reinterpret_cast<HostIndexGetter>(
+      Real<LoadObjectMethodFn>("REALLoadObjectMethod")(st, kParagraphMethod));
+  return real != nullptr ? real(st, index) : nullptr;
+}
+
+void* RBCALL LoadObjectMethodHook(REALobject obj, const char* declaration) {
+  void* found = Real<LoadObjectMethodFn>("REALLoadObjectMethod")(obj, declaration);
+  if (found == nullptr) return nullptr;
+  if (std::strcmp(declaration, kStyleRunMethod) == 0) return reinterpret_cast<void*>(&StyleRunHook);
+  if (std::strcmp(declaration, kParagraphMethod) == 0)
+    return reinterpret_cast<void*>(&ParagraphHook);
+  return found;
+}
+
+RBBoolean RBCALL GetIntegerHook(REALobject obj, const char* name, RBInteger* out) {
+  if (const FakeParagraph* p = AsFake(obj)) {
+    ++gHooks.paragraphReads;
+    const std::string property = name;
+    if (property == "StartPos")
+      *out = p->start;
+    else if (property == "EndPos")
+      *out = p->end;
+    else if (property == "Alignment")
+      *out = p->alignment;
+    else
+      return 0;
+    return 1;
+  }
+  auto preset = gHooks.styledTextInts.find(name);
+  if (preset != gHooks.styledTextInts.end()) {
+    *out = preset->second;
+    return 1;
+  }
+  return Real<GetIntegerFn>("REALGetPropValueInteger")(obj, name, out);
+}
+
+RBBoolean RBCALL GetStringHook(REALobject obj, const char* name, REALstring* out) {
+  if (std::strcmp(name, "Text") == 0 && gHooks.textReads++ == gHooks.throwOnTextRead)
+    throw std::runtime_error("property read failed");
+  return Real<GetStringFn>("REALGetPropValueString")(obj, name, out);
+}
+
+void RBCALL UnlockObjectHook(REALobject obj) {
+  if (AsFake(obj) != nullptr) {
+    ++gHooks.paragraphsReleased;
+    return;
+  }
+  Real<UnlockObjectFn>("REALUnlockObject")(obj);
+}
+
+// Installed for every test of this program: the library's service caches are process-wide.
+void* RBCALL TestResolve(const char* name) {
+  const std::string service = name;
+  if (service == "REALLoadObjectMethod") return reinterpret_cast<void*>(&LoadObjectMethodHook);
+  if (service == "REALGetPropValueInteger") return reinterpret_cast<void*>(&GetIntegerHook);
+  if (service == "REALGetPropValueString") return reinterpret_cast<void*>(&GetStringHook);
+  if (service == "REALUnlockObject") return reinterpret_cast<void*>(&UnlockObjectHook);
+  return simhost::Host::Resolve(name);
+}
+
+simhost::RunSpec Text(std::string text) {
+  simhost::RunSpec run;
+  run.text = std::move(text);
+  return run;
+}
+
+class Snapshot : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    gHooks = Hooks();
+    gResolver = &TestResolve;
+  }
+  void TearDown() override { EXPECT_EQ(host_.Misuses(), 0u); }
+
+  REALobject Make(const std::vector<simhost::RunSpec>& runs) {
+    REALobject st = host_.NewStyledText();
+    for (const simhost::RunSpec& run : runs) host_.AppendRun(st, run);
+    return st;
+  }
+  std::vector<XojoStyleRun> Take(REALobject st, bool skip, bool expected = true) {
+    std::vector<XojoStyleRun> runs;
+    EXPECT_EQ(TakeStyleRunSnapshot(st, skip, runs), expected);
+    return runs;
+  }
+
+  simhost::Host host_;
+};
+
+TEST_F(Snapshot, OffsetsAndMiddles) {
+  REALobject st = Make({Text("abcde"), Text("fghijk"), Text("lmn")});
+  const auto runs = Take(st, true);
+  ASSERT_EQ(runs.size(), 3u);
+  EXPECT_EQ(runs[0].start, 0);
+  EXPECT_EQ(runs[0].length, 5);
+  EXPECT_EQ(runs[0].middle, 2);
+  EXPECT_EQ(runs[1].start, 5);
+  EXPECT_EQ(runs[1].length, 6);
+  EXPECT_EQ(runs[1].middle, 8);
+  EXPECT_EQ(runs[2].start, 11);
+  EXPECT_EQ(runs[2].middle, 12);
+}
+
+TEST_F(Snapshot, LengthCountsCharactersNotBytes) {
+  REALobject st = Make({Text("\xC3\xA9t\xC3\xA9"), Text("\xF0\x9F\x98\x80x")});
+  const auto runs = Take(st, true);
+  ASSERT_EQ(runs.size(), 2u);
+  EXPECT_EQ(runs[0].length, 3);
+  EXPECT_EQ(runs[1].start, 3);
+  EXPECT_EQ(runs[1].length, 2);
+}
+
+TEST_F(Snapshot, EmptyRunHasItsMiddleAtItsStart) {
+  REALobject st = Make({Text("abc"), Text(""), Text("de")});
+  const auto runs = Take(st, true);
+  ASSERT_EQ(runs.size(), 3u);
+  EXPECT_EQ(runs[1].start, 3);
+  EXPECT_EQ(runs[1].length, 0);
+  EXPECT_EQ(runs[1].middle, 3);
+  EXPECT_EQ(runs[2].start, 3);
+}
+
+TEST_F(Snapshot, MissingRunTakesNoRoom) {
+  REALobject st = Make({Text("aaaaa"), Text("bbb"), Text("cc"), Text("d")});
+  gHooks.missingRuns = {1};
+  const auto runs = Take(st, true);
+  ASSERT_EQ(runs.size(), 3u);
+  EXPECT_EQ(host_.UTF8Of(runs[1].text), "cc");
+  EXPECT_EQ(runs[1].start, 5);
+  EXPECT_EQ(runs[1].middle, 6);
+  EXPECT_EQ(runs[2].start, 7);
+}
+
+TEST_F(Snapshot, EveryRunMissingGivesNoDocument) {
+  REALobject st = Make({Text("a"), Text("b")});
+  gHooks.missingRuns = {0, 1};
+  EXPECT_TRUE(Take(st, false, false).empty());
+  EXPECT_EQ(RTFRead(st, 0), nullptr);
+}
+
+TEST_F(Snapshot, FieldsComeFromTheRun) {
+  simhost::RunSpec run = Text("xyz");
+  run.font = "Georgia";
+  run.size = 17;
+  run.color = 0xAB123456;
+  run.bold = true;
+  run.underline = true;
+  REALobject st = Make({run});
+  const auto runs = Take(st, true);
+  ASSERT_EQ(runs.size(), 1u);
+  EXPECT_EQ(runs[0].bold, 1);
+  EXPECT_EQ(runs[0].italic, 0);
+  EXPECT_EQ(runs[0].underline, 1);
+  EXPECT_EQ(runs[0].textColor, 0xAB123456u);
+  EXPECT_EQ(runs[0].size, 17);
+  EXPECT_EQ(runs[0].alignment, 0);
+  EXPECT_EQ(host_.UTF8Of(runs[0].font), "Georgia");
+  EXPECT_EQ(host_.UTF8Of(runs[0].text), "xyz");
+}
+
+TEST_F(Snapshot, RunWithoutFontHasNullFont) {
+  REALobject st = Make({Text("a")});
+  const auto runs = Take(st, true);
+  ASSERT_EQ(runs.size(), 1u);
+  EXPECT_EQ(runs[0].font, nullptr);
+  EXPECT_NE(runs[0].text, nullptr);
+}
+
+TEST_F(Snapshot, NullStyledText) {
+  std::vector<XojoStyleRun> runs;
+  EXPECT_FALSE(TakeStyleRunSnapshot(nullptr, false, runs));
+  EXPECT_FALSE(TakeStyleRunSnapshot(nullptr, true, runs));
+  EXPECT_TRUE(runs.empty());
+}
+
+TEST_F(Snapshot, NegativeRunCountGivesNoDocument) {
+  REALobject st = Make({Text("a")});
+  gHooks.styledTextInts["StyleRunCount"] = -2;
+  const size_t objects = host_.LiveObjects();
+  EXPECT_TRUE(Take(st, false, false).empty());
+  EXPECT_EQ(host_.LiveObjects(), objects);
+}
+
+TEST_F(Snapshot, ZeroParagraphsGivesNoDocumentEvenWhenSkipped) {
+  REALobject st = Make({Text("abc")});
+  gHooks.styledTextInts["ParagraphCount"] = 0;
+  const size_t objects = host_.LiveObjects();
+  EXPECT_TRUE(Take(st, false, false).empty());
+  EXPECT_TRUE(Take(st, true, false).empty());
+  // Nothing was fetched before the test.
+  EXPECT_EQ(host_.LiveObjects(), objects);
+}
+
+class Paragraphs : public Snapshot {
+ protected:
+  void Use(std::vector<FakeParagraph> paragraphs) {
+    gHooks.fakeParagraphs = true;
+    gHooks.paragraphs = std::move(paragraphs);
+    gHooks.styledTextInts["ParagraphCount"] = static_cast<int64_t>(gHooks.paragraphs.size());
+  }
+};
+
+TEST_F(Paragraphs, LaterParagraphWinsAtASharedBoundary) {
+  Use({{0, 5, 2}, {5, 12, 3}});
+  REALobject st = Make({Text("abcdefghij")});  // middle 5
+  const auto runs = Take(st, false);
+  ASSERT_EQ(runs.size(), 1u);
+  EXPECT_EQ(runs[0].middle, 5);
+  EXPECT_EQ(runs[0].alignment, 3);
+}
+
+TEST_F(Paragraphs, BothEndsInclusive) {
+  Use({{2, 2, 1}, {8, 9, 2}, {20, 30, 3}});
+  // Middles 2, 8 and 15.
+  REALobject st = Make({Text("abcde"), Text("fghijk"), Text("lmnopqrst")});
+  const auto runs = Take(st, false);
+  ASSERT_EQ(runs.size(), 3u);
+  EXPECT_EQ(runs[0].alignment, 1);
+  EXPECT_EQ(runs[1].alignment, 2);
+  EXPECT_EQ(runs[2].middle, 15);
+  EXPECT_EQ(runs[2].alignment, 0);  // in no paragraph
+}
+
+TEST_F(Paragraphs, SignedComparisons) {
+  Use({{-100, -1, 2}, {-5, 0, 3}});
+  REALobject st = Make({Text("a"), Text("bcd")});  // middles 0 and 2
+  const auto runs = Take(st, false);
+  ASSERT_EQ(runs.size(), 2u);
+  EXPECT_EQ(runs[0].alignment, 3);
+  EXPECT_EQ(runs[1].alignment, 0);
+}
+
+TEST_F(Paragraphs, EveryParagraphAppliesToEveryRun) {
+  Use({{0, 100, 2}, {6, 100, 3}, {0, 1, 4}});
+  REALobject st = Make({Text("abcd"), Text("efghijkl"), Text("m")});  // middles 2, 8, 12
+  const auto runs = Take(st, false);
+  ASSERT_EQ(runs.size(), 3u);
+  EXPECT_EQ(runs[0].alignment, 2);
+  EXPECT_EQ(runs[1].alignment, 3);
+  EXPECT_EQ(runs[2].alignment, 3);
+}
+
+TEST_F(Paragraphs, EachParagraphReadOnceAndReleased) {
+  Use({{0, 3, 2}, {4, 9, 3}});
+  gHooks.styledTextInts["ParagraphCount"] = 3;  // the third one is missing
+  REALobject st = Make({Text("abc"), Text("defgh")});
+  const auto runs = Take(st, false);
+  EXPECT_EQ(gHooks.paragraphsFetched, 3);
+  EXPECT_EQ(gHooks.paragraphReads, 2 * 3);
+  EXPECT_EQ(gHooks.paragraphsReleased, 2);
+  ASSERT_EQ(runs.size(), 2u);
+  EXPECT_EQ(runs[0].alignment, 2);
+  EXPECT_EQ(runs[1].alignment, 3);
+}
+
+TEST_F(Paragraphs, SkipParagraphsFetchesNone) {
+  Use({{0, 100, 2}});
+  REALobject st = Make({Text("abc"), Text("def")});
+  const auto runs = Take(st, true);
+  EXPECT_EQ(gHooks.paragraphsFetched, 0);
+  EXPECT_EQ(gHooks.paragraphReads, 0);
+  ASSERT_EQ(runs.size(), 2u);
+  EXPECT_EQ(runs[0].alignment, 0);
+  EXPECT_EQ(runs[1].alignment, 0);
+}
+
+TEST_F(Paragraphs, NegativeParagraphCountSkipsAssignment) {
+  Use({{0, 100, 2}});
+  gHooks.styledTextInts["ParagraphCount"] = -1;
+  REALobject st = Make({Text("abc")});
+  const auto runs = Take(st, false);
+  EXPECT_EQ(gHooks.paragraphsFetched, 0);
+  ASSERT_EQ(runs.size(), 1u);
+  EXPECT_EQ(runs[0].alignment, 0);
+}
+
+TEST_F(Snapshot, StyleRunsStayAliveStringsDoNot) {
+  REALobject st = Make({Text("abc"), Text("def"), Text("ghi")});
+  gHooks.missingRuns = {1};
+  const size_t strings = host_.LiveStrings(), objects = host_.LiveObjects();
+  {
+    const auto runs = Take(st, false);
+    EXPECT_EQ(host_.LiveStrings(), strings + 2);  // the two texts held by the records
+  }
+  EXPECT_EQ(host_.LiveStrings(), strings);
+  EXPECT_EQ(host_.LiveObjects(), objects + 2);
+}
+
+TEST_F(Snapshot, RecordCopiesTakeTheirOwnReferences) {
+  REALstring font = host_.NewStringUTF8("Arial");
+  REALstring text = host_.NewStringUTF8("abc");
+  {
+    XojoStyleRun record;
+    record.font = font;
+    record.text = text;
+    host_.Lock(font);  // the record's own references
+    host_.Lock(text);
+    {
+      XojoStyleRun copy(record);
+      EXPECT_EQ(copy.font, font);
+      EXPECT_EQ(host_.RefCount(font), 3);
+      EXPECT_EQ(host_.RefCount(text), 3);
+      XojoStyleRun assigned;
+      assigned = copy;
+      EXPECT_EQ(host_.RefCount(text), 4);
+      const XojoStyleRun& same = assigned;
+      assigned = same;
+      EXPECT_EQ(host_.RefCount(text), 4);
+      std::vector<XojoStyleRun> grown;
+      for (int i = 0; i < 100; ++i) grown.push_back(record);
+      EXPECT_EQ(host_.RefCount(text), 104);
+    }
+    EXPECT_EQ(host_.RefCount(font), 2);
+    EXPECT_EQ(host_.RefCount(text), 2);
+  }
+  EXPECT_EQ(host_.RefCount(font), 1);
+  EXPECT_EQ(host_.RefCount(text), 1);
+  host_.Release(font);
+  host_.Release(text);
+}
+
+TEST_F(Snapshot, FreeLaterReleasesAndNulls) {
+  REALstring s = host_.NewStringUTF8("x");
+  REALobject o = host_.NewStyledText();
+  const size_t strings = host_.LiveStrings(), objects = host_.LiveObjects();
+  {
+    rbFreeLater both(&o, &s);
+    rbFreeLater neither(nullptr, nullptr);
+  }
+  EXPECT_EQ(s, nullptr);
+  EXPECT_EQ(o, nullptr);
+  EXPECT_EQ(host_.LiveStrings(), strings - 1);
+  EXPECT_EQ(host_.LiveObjects(), objects - 1);
+  REALstring none = nullptr;
+  { rbFreeLater nothingHeld(nullptr, &none); }
+  EXPECT_EQ(none, nullptr);
+}
+
+TEST_F(Snapshot, ExceptionInTheSnapshotIsSwallowed) {
+  std::vector<simhost::RunSpec> specs;
+  for (int i = 0; i < 20; ++i) specs.push_back(Text("run" + std::to_string(i)));
+  REALobject st = Make(specs);
+  const size_t strings = host_.LiveStrings();
+  gHooks.throwOnTextRead = 12;
+  EXPECT_EQ(RTFRead(st, 0), nullptr);
+  EXPECT_EQ(gHooks.textReads, 13);
+  EXPECT_EQ(host_.LiveStrings(), strings);
+  EXPECT_TRUE(host_.Exceptions().empty());
+
+  // The same text exports once nothing throws.
+  gHooks.throwOnTextRead = -1;
+  REALstring rtf = RTFRead(st, 0);
+  ASSERT_NE(rtf, nullptr);
+  EXPECT_NE(host_.UTF8Of(rtf).find("run0run1run2"), std::string::npos);
+  host_.Release(rtf);
+  EXPECT_EQ(host_.LiveStrings(), strings);
+}
+
+TEST_F(Snapshot, WriterOnASnapshot) {
+  simhost::RunSpec a = Text("x\\y");
+  a.font = "Arial";
+  a.size = 9;
+  simhost::RunSpec b = Text("z");
+  b.color = 0x00010203;
+  REALobject st = Make({a, b});
+  const auto runs = Take(st, true);
+  EXPECT_EQ(WriteRTF(runs),
+            "{\\rtf1\\ansi\\ansicpg1252{\\fonttbl{\\f0\\fnil Arial;}}{\\colortbl\\red0\\green0"
+            "\\blue0;\\red1\\green2\\blue3;}\\uc0 \\f0\\fs18 x\\\\y\\cf1\\fs0 z}");
+}
+
+}  // namespace
