@@ -24,8 +24,9 @@ void* FindMethod(MethodCache& cache, REALobject styledText, const char* declarat
     cache.lastObject = styledText;
     cache.entry = nullptr;
   }
-  // A method cannot be called without its object; the host is not asked for a null one.
-  cache.entry = styledText != nullptr ? REALLoadObjectMethod(styledText, declaration) : nullptr;
+  // The handle goes to the host as it is, null included: what the host finds for it is its own
+  // business (callers that must not act on a null StyledText check it before).
+  cache.entry = REALLoadObjectMethod(styledText, declaration);
   return cache.entry;
 }
 

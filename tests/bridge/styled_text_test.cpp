@@ -154,13 +154,24 @@ TEST_F(StyledTextAccess, FailedLookupIsRetriedOnEveryCall) {
   host.Release(st);
 }
 
-TEST_F(StyledTextAccess, NullStyledTextFindsNoMethod) {
+TEST_F(StyledTextAccess, NullStyledTextIsPassedToTheLookup) {
+  // The host is asked for the method with the null handle as it comes; it finds none, so
+  // nothing is cached and the next call asks again.
   Log log = LogOf(host, [&] {
     EXPECT_EQ(GetStyleRun(nullptr, 0), nullptr);
+    EXPECT_EQ(GetStyleRun(nullptr, 1), nullptr);
     EXPECT_EQ(GetParagraph(nullptr, 0), nullptr);
   });
-  EXPECT_TRUE(log.empty());
-  EXPECT_EQ(host.Calls("REALLoadObjectMethod"), 0u);
+  EXPECT_TRUE(log.empty()) << "the getters log nothing";
+  EXPECT_EQ(host.Calls("REALLoadObjectMethod"), 3u);
+  EXPECT_EQ(host.Lookups(kStyleRunDecl), 2u);
+  EXPECT_EQ(host.Lookups(kParagraphDecl), 1u);
+
+  log = LogOf(host, [&] { StyledTextRemoveStyleRun(nullptr, 4); });
+  EXPECT_EQ(log, (Log{Line("StyledTextRemoveStyleRun 4"),
+                      Line("nil function in StyledTextRemoveStyleRun")}));
+  EXPECT_EQ(host.Lookups(kRemoveDecl), 1u);
+  EXPECT_EQ(host.Misuses(), 0u);
 }
 
 TEST_F(StyledTextAccess, GetStringLengthUsesTheHostsLen) {

@@ -1,0 +1,87 @@
+// The cached host service wrappers as the bridge relies on them: a missing service gives its
+// neutral result, leaves the caller's preset alone and is resolved again on the next use; the
+// byte-contents wrapper keeps its own caches for "StringGetCString" and the global LenB.
+#include <gtest/gtest.h>
+
+#include <string>
+
+#include "bridge_fixture.h"
+
+namespace {
+
+const char* const kLenBDecl = "LenB( s as string ) as integer";
+const char* const kLenDecl = "Len(s as string) as integer";
+
+TEST(BridgeWithheld, MissingColourReaderKeepsThePresetAndIsResolvedAgain) {
+  IN_FRESH_PROCESS({
+    simhost::Options options;
+    options.withheld = {"REALGetPropValueColor"};
+    simhost::Host host(options);
+    bridge_test::ConnectLibrary();
+    REALobject run = host.NewObject("StyleRun");
+    ok = ok && REALSetPropValueUInt32(run, "TextColor", 0x00123456);
+    uint32_t color = 0xDEADBEEF;
+    EXPECT_FALSE(REALGetPropValueColor(run, "TextColor", &color));
+    EXPECT_FALSE(REALGetPropValueColor(run, "TextColor", &color));
+    EXPECT_EQ(color, 0xDEADBEEFu) << "the preset stays";
+    EXPECT_EQ(host.Lookups("REALGetPropValueColor"), 2u) << "looked up on every read";
+    EXPECT_EQ(host.Calls("REALGetPropValueColor"), 0u);
+
+    host.options().withheld.clear();
+    EXPECT_TRUE(REALGetPropValueColor(run, "TextColor", &color));
+    EXPECT_EQ(color, 0x00123456u);
+    EXPECT_TRUE(REALGetPropValueColor(run, "TextColor", &color));
+    EXPECT_EQ(host.Lookups("REALGetPropValueColor"), 3u) << "found once, then cached";
+    EXPECT_EQ(host.Calls("REALGetPropValueColor"), 2u);
+    REALUnlockObject(run);
+    EXPECT_EQ(host.LiveObjects(), 0u);
+  });
+}
+
+TEST(BridgeWithheld, StringContentsKeepsItsOwnLenBCache) {
+  IN_FRESH_PROCESS({
+    simhost::Host host;
+    bridge_test::ConnectLibrary();
+    REALstring s = host.NewStringUTF8("caf\xC3\xA9");
+    for (int round = 0; round < 3; ++round) {
+      int64_t length = -1;
+      const char* bytes = REALGetStringContents(s, &length);
+      EXPECT_EQ(length, 5);
+      ASSERT_NE(bytes, nullptr);
+      EXPECT_EQ(std::string(bytes, 5), "caf\xC3\xA9");
+    }
+    EXPECT_EQ(host.Lookups(kLenBDecl), 1u) << "LenB is looked up once and kept";
+    EXPECT_EQ(host.Lookups("StringGetCString"), 1u);
+    EXPECT_EQ(host.Lookups("REALLoadGlobalMethod"), 1u);
+    EXPECT_EQ(host.Calls(kLenBDecl), 3u);
+    // Len is a separate lookup: the LenB cache does not answer it.
+    void* len = REALLoadFrameworkMethod(nullptr, kLenDecl);
+    EXPECT_NE(len, nullptr);
+    EXPECT_EQ(host.Lookups(kLenDecl), 1u);
+    EXPECT_EQ(host.Lookups("REALLoadGlobalMethod"), 1u) << "the global-method service is shared";
+    host.Release(s);
+  });
+}
+
+TEST(BridgeWithheld, MissingLenBIsLookedUpOnEveryRead) {
+  IN_FRESH_PROCESS({
+    simhost::Options options;
+    options.withheld = {kLenBDecl};
+    simhost::Host host(options);
+    bridge_test::ConnectLibrary();
+    REALstring s = host.NewStringUTF8("abc");
+    for (int round = 0; round < 2; ++round) {
+      int64_t length = -1;
+      EXPECT_NE(REALGetStringContents(s, &length), nullptr) << "the bytes still come";
+      EXPECT_EQ(length, 0);
+    }
+    EXPECT_EQ(host.Lookups(kLenBDecl), 2u);
+    host.options().withheld.clear();
+    int64_t length = -1;
+    REALGetStringContents(s, &length);
+    EXPECT_EQ(length, 3);
+    host.Release(s);
+  });
+}
+
+}  // namespace
