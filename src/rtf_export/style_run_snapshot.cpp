@@ -3,6 +3,7 @@
 // whose middle it contains.
 #include "rtf_export/style_run_snapshot.h"
 
+#include <algorithm>
 #include <cstring>
 
 #include "bridge/host_string_build.h"
@@ -134,6 +135,13 @@ int64_t SnapshotRun(REALobjectStruct* run, int64_t pos, std::vector<XojoStyleRun
 // [StartPos, EndPos]; a later paragraph overrides an earlier one at a shared boundary.
 void AssignParagraphAlignment(REALobjectStruct* styledText, int64_t paragraphCount,
                               std::vector<XojoStyleRun>& runs) {
+  // Middles grow with the run index unless the host reports negative lengths; then each
+  // paragraph's records are found by binary search instead of a pass over every record, which
+  // keeps texts with many runs and many paragraphs linear.
+  const auto byMiddle = [](const XojoStyleRun& a, const XojoStyleRun& b) {
+    return a.middle < b.middle;
+  };
+  const bool sorted = std::is_sorted(runs.begin(), runs.end(), byMiddle);
   for (int64_t k = 0; k < paragraphCount; ++k) {
     REALobjectStruct* paragraph = GetParagraph(styledText, k);
     if (paragraph == nullptr) continue;
@@ -142,8 +150,15 @@ void AssignParagraphAlignment(REALobjectStruct* styledText, int64_t paragraphCou
     REALGetPropValueInteger(paragraph, "StartPos", &startPos);
     REALGetPropValueInteger(paragraph, "EndPos", &endPos);
     REALGetPropValueInteger(paragraph, "Alignment", &alignment);
-    for (XojoStyleRun& record : runs) {
-      if (startPos <= record.middle && record.middle <= endPos) record.alignment = alignment;
+    auto first = runs.begin(), last = runs.end();
+    if (sorted) {
+      first = std::lower_bound(runs.begin(), runs.end(), startPos,
+                               [](const XojoStyleRun& r, int64_t pos) { return r.middle < pos; });
+      last = std::upper_bound(first, runs.end(), endPos,
+                              [](int64_t pos, const XojoStyleRun& r) { return pos < r.middle; });
+    }
+    for (auto record = first; record != last; ++record) {
+      if (startPos <= record->middle && record->middle <= endPos) record->alignment = alignment;
     }
   }
 }

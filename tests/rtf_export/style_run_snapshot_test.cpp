@@ -37,6 +37,10 @@ struct Hooks {
   int paragraphsReleased = 0;
   int throwOnTextRead = -1;  // the n-th read of "Text" (from 0) throws
   int textReads = 0;
+  std::map<int, int64_t> lengths;  // Len answers for chosen calls (counted from 0)
+  int lenCalls = 0;
+  bool tracing = false;
+  std::vector<std::string> trace;  // property reads, Len calls and string builds, in order
 };
 Hooks gHooks;
 
@@ -44,6 +48,15 @@ typedef void*(RBCALL* LoadObjectMethodFn)(REALobject, const char*);
 typedef RBBoolean(RBCALL* GetIntegerFn)(REALobject, const char*, RBInteger*);
 typedef RBBoolean(RBCALL* GetStringFn)(REALobject, const char*, REALstring*);
 typedef void(RBCALL* UnlockObjectFn)(REALobject);
+typedef RBBoolean(RBCALL* GetBoolFn)(REALobject, const char*, RBBoolean*);
+typedef RBBoolean(RBCALL* GetColorFn)(REALobject, const char*, RBColor*);
+typedef void*(RBCALL* LoadGlobalMethodFn)(const char*, const char*);
+typedef REALstring(RBCALL* BuildWithEncodingFn)(const char*, int, uint32_t);
+typedef REALstring(RBCALL* BuildFn)(const char*, int);
+
+void Trace(const std::string& what) {
+  if (gHooks.tracing) gHooks.trace.push_back(what);
+}
 
 template <typename Fn>
 Fn Real(const char* name) {
@@ -86,6 +99,7 @@ void* RBCALL LoadObjectMethodHook(REALobject obj, const char* declaration) {
 }
 
 RBBoolean RBCALL GetIntegerHook(REALobject obj, const char* name, RBInteger* out) {
+  Trace(name);
   if (const FakeParagraph* p = AsFake(obj)) {
     ++gHooks.paragraphReads;
     const std::string property = name;
@@ -108,9 +122,46 @@ RBBoolean RBCALL GetIntegerHook(REALobject obj, const char* name, RBInteger* out
 }
 
 RBBoolean RBCALL GetStringHook(REALobject obj, const char* name, REALstring* out) {
+  Trace(name);
   if (std::strcmp(name, "Text") == 0 && gHooks.textReads++ == gHooks.throwOnTextRead)
     throw std::runtime_error("property read failed");
   return Real<GetStringFn>("REALGetPropValueString")(obj, name, out);
+}
+
+RBBoolean RBCALL GetBoolHook(REALobject obj, const char* name, RBBoolean* out) {
+  Trace(name);
+  return Real<GetBoolFn>("REALGetPropValueBool")(obj, name, out);
+}
+
+RBBoolean RBCALL GetColorHook(REALobject obj, const char* name, RBColor* out) {
+  Trace(name);
+  return Real<GetColorFn>("REALGetPropValueColor")(obj, name, out);
+}
+
+REALstring RBCALL BuildWithEncodingHook(const char* data, int length, uint32_t encoding) {
+  Trace("REALBuildStringWithEncoding");
+  return Real<BuildWithEncodingFn>("REALBuildStringWithEncoding")(data, length, encoding);
+}
+
+REALstring RBCALL BuildHook(const char* data, int length) {
+  Trace("REALBuildString");
+  return Real<BuildFn>("REALBuildString")(data, length);
+}
+
+RBInteger RBCALL LenHook(REALstring s) {
+  Trace("Len");
+  auto forced = gHooks.lengths.find(gHooks.lenCalls++);
+  if (forced != gHooks.lengths.end()) return forced->second;
+  auto real = reinterpret_cast<HostStringMeasure>(
+      Real<LoadGlobalMethodFn>("REALLoadGlobalMethod")(nullptr, "Len(s as string) as integer"));
+  return real != nullptr ? real(s) : 0;
+}
+
+void* RBCALL LoadGlobalMethodHook(const char* module, const char* declaration) {
+  void* found = Real<LoadGlobalMethodFn>("REALLoadGlobalMethod")(module, declaration);
+  if (found != nullptr && std::strcmp(declaration, "Len(s as string) as integer") == 0)
+    return reinterpret_cast<void*>(&LenHook);
+  return found;
 }
 
 void RBCALL UnlockObjectHook(REALobject obj) {
@@ -128,6 +179,12 @@ void* RBCALL TestResolve(const char* name) {
   if (service == "REALGetPropValueInteger") return reinterpret_cast<void*>(&GetIntegerHook);
   if (service == "REALGetPropValueString") return reinterpret_cast<void*>(&GetStringHook);
   if (service == "REALUnlockObject") return reinterpret_cast<void*>(&UnlockObjectHook);
+  if (service == "REALGetPropValueBool") return reinterpret_cast<void*>(&GetBoolHook);
+  if (service == "REALGetPropValueColor") return reinterpret_cast<void*>(&GetColorHook);
+  if (service == "REALLoadGlobalMethod") return reinterpret_cast<void*>(&LoadGlobalMethodHook);
+  if (service == "REALBuildString") return reinterpret_cast<void*>(&BuildHook);
+  if (service == "REALBuildStringWithEncoding")
+    return reinterpret_cast<void*>(&BuildWithEncodingHook);
   return simhost::Host::Resolve(name);
 }
 
@@ -344,6 +401,81 @@ TEST_F(Paragraphs, NegativeParagraphCountSkipsAssignment) {
   EXPECT_EQ(gHooks.paragraphsFetched, 0);
   ASSERT_EQ(runs.size(), 1u);
   EXPECT_EQ(runs[0].alignment, 0);
+}
+
+TEST_F(Snapshot, PropertiesReadInOrder) {
+  simhost::RunSpec run = Text("abc");
+  run.font = "Arial";
+  REALobject st = Make({run, Text("de")});
+  gHooks.tracing = true;
+  const auto runs = Take(st, true);
+  ASSERT_EQ(runs.size(), 2u);
+  const std::vector<std::string> perRun = {"Font",   "Text",      "TextColor", "Bold",
+                                           "Italic", "Underline", "Size",      "Len"};
+  std::vector<std::string> expected = {"StyleRunCount", "ParagraphCount"};
+  for (int i = 0; i < 2; ++i) expected.insert(expected.end(), perRun.begin(), perRun.end());
+  EXPECT_EQ(gHooks.trace, expected);
+}
+
+TEST_F(Snapshot, UTF16FontRepairComesBeforeTheText) {
+  std::string utf16;
+  for (char c : std::string("Arial")) utf16 += std::string{c, '\0'};
+  simhost::RunSpec run = Text("abc");
+  run.font = utf16;
+  run.fontEncoding = kREALTextEncodingUTF16LE;
+  REALobject st = Make({run});
+  gHooks.tracing = true;
+  const auto runs = Take(st, true);
+  ASSERT_EQ(runs.size(), 1u);
+  EXPECT_EQ(host_.UTF8Of(runs[0].font), "Arial");
+  ASSERT_GE(gHooks.trace.size(), 5u);
+  EXPECT_EQ(gHooks.trace[2], "Font");
+  // The rebuild of the name as UTF-16 text, by whichever builder the host version calls for.
+  EXPECT_EQ(gHooks.trace[3].rfind("REALBuildString", 0), 0u) << gHooks.trace[3];
+  EXPECT_EQ(gHooks.trace[4], "Text");
+}
+
+TEST_F(Snapshot, NoParagraphCountReadWithoutRuns) {
+  REALobject st = host_.NewStyledText();
+  gHooks.tracing = true;
+  Take(st, false, false);
+  EXPECT_EQ(gHooks.trace, std::vector<std::string>{"StyleRunCount"});
+}
+
+TEST_F(Paragraphs, ReversedRangeHoldsNoMiddle) {
+  Use({{0, 100, 2}, {6, 1, 3}});
+  REALobject st = Make({Text("abcd"), Text("efghijkl")});  // middles 2 and 8
+  const auto runs = Take(st, false);
+  ASSERT_EQ(runs.size(), 2u);
+  EXPECT_EQ(runs[0].alignment, 2);
+  EXPECT_EQ(runs[1].alignment, 2);
+}
+
+TEST_F(Paragraphs, NegativeLengthsStillReachEveryRecord) {
+  // A host answering a negative Len makes middles go backwards: 3, then 6 + (-10) / 2 = 1,
+  // then -4 + 1 = -3.
+  Use({{0, 2, 2}, {3, 3, 3}, {-3, -3, 1}});
+  gHooks.lengths = {{1, -10}};
+  REALobject st = Make({Text("abcdef"), Text("ghi"), Text("jk")});
+  const auto runs = Take(st, false);
+  ASSERT_EQ(runs.size(), 3u);
+  EXPECT_EQ(runs[1].length, -10);
+  EXPECT_EQ(runs[0].middle, 3);
+  EXPECT_EQ(runs[1].middle, 1);
+  EXPECT_EQ(runs[2].middle, -3);
+  EXPECT_EQ(runs[0].alignment, 3);
+  EXPECT_EQ(runs[1].alignment, 2);
+  EXPECT_EQ(runs[2].alignment, 1);
+}
+
+TEST_F(Paragraphs, BoundsReadInOrder) {
+  Use({{0, 3, 2}, {4, 9, 3}});
+  REALobject st = Make({Text("abc")});
+  gHooks.tracing = true;
+  Take(st, false);
+  const std::vector<std::string> tail(gHooks.trace.end() - 6, gHooks.trace.end());
+  EXPECT_EQ(tail, (std::vector<std::string>{"StartPos", "EndPos", "Alignment", "StartPos", "EndPos",
+                                            "Alignment"}));
 }
 
 TEST_F(Snapshot, StyleRunsStayAliveStringsDoNot) {
