@@ -1,0 +1,114 @@
+#!/usr/bin/env bash
+# Renders `pendlow import --html` of an RTF document in headless Chromium, saves a screenshot,
+# and checks that the text the browser shows is the document's text (`pendlow import --text`).
+#
+# usage: scripts/html_screenshot.sh [-t TOOL] [-o OUT.png] [-s WIDTH,HEIGHT] [-e EXPECTED.txt] FILE.rtf
+#   -t TOOL      the pendlow executable (default: $PENDLOW_TOOL or build/default/pendlow)
+#   -o OUT.png   where to put the screenshot (default: FILE's name with .png, in the current
+#                directory)
+#   -s W,H       window size in pixels (default 1000,700)
+#   -e FILE      compare the visible text with FILE instead of `pendlow import --text`
+# Environment: CHROMIUM (default /usr/bin/chromium).
+# Exit status: 0 when the page rendered and its text matches; 1 when the text differs;
+# 2 for a usage error or a failure of the tool or the browser.
+set -euo pipefail
+
+tool=${PENDLOW_TOOL:-build/default/pendlow}
+out=""
+size="1000,700"
+expected=""
+while getopts "t:o:s:e:h" opt; do
+  case $opt in
+    t) tool=$OPTARG ;;
+    o) out=$OPTARG ;;
+    s) size=$OPTARG ;;
+    e) expected=$OPTARG ;;
+    h) sed -n '2,14p' "$0"; exit 0 ;;
+    *) exit 2 ;;
+  esac
+done
+shift $((OPTIND - 1))
+if [ $# -ne 1 ]; then
+  echo "usage: $0 [-t TOOL] [-o OUT.png] [-s WIDTH,HEIGHT] [-e EXPECTED.txt] FILE.rtf" >&2
+  exit 2
+fi
+input=$1
+[ -n "$out" ] || out=$(basename "${input%.*}").png
+chromium=${CHROMIUM:-/usr/bin/chromium}
+if [ ! -x "$chromium" ]; then
+  echo "html_screenshot: no Chromium at $chromium" >&2
+  exit 2
+fi
+
+work=$(mktemp -d)
+trap 'rm -rf "$work"' EXIT
+
+"$tool" import --html "$input" -o "$work/page.html" || exit 2
+if [ -n "$expected" ]; then
+  cp "$expected" "$work/expected.txt"
+else
+  "$tool" import --text "$input" -o "$work/expected.txt" || exit 2
+fi
+
+flags=(--headless --no-sandbox --disable-gpu --disable-quic --no-first-run
+  --disable-background-networking --disable-component-update --disable-sync
+  --hide-scrollbars)
+timeout 120 "$chromium" "${flags[@]}" --user-data-dir="$(mktemp -d -p "$work")" \
+  --screenshot="$work/shot.png" --window-size="$size" "file://$work/page.html" \
+  >"$work/chromium.log" 2>&1 || { cat "$work/chromium.log" >&2; exit 2; }
+if [ ! -s "$work/shot.png" ]; then
+  cat "$work/chromium.log" >&2
+  echo "html_screenshot: Chromium wrote no screenshot" >&2
+  exit 2
+fi
+cp "$work/shot.png" "$out"
+
+timeout 120 "$chromium" "${flags[@]}" --user-data-dir="$(mktemp -d -p "$work")" \
+  --dump-dom "file://$work/page.html" >"$work/dom.html" 2>"$work/chromium.log" ||
+  { cat "$work/chromium.log" >&2; exit 2; }
+
+# The visible text: each paragraph of the styled text on a line of its own, as --text has it.
+python3 - "$work/dom.html" "$work/visible.txt" <<'PY'
+import sys
+from html.parser import HTMLParser
+
+class Paragraphs(HTMLParser):
+    def __init__(self):
+        super().__init__(convert_charrefs=True)
+        self.depth = 0        # inside div.styled-text
+        self.in_p = False
+        self.lines = []
+
+    def handle_starttag(self, tag, attrs):
+        if tag == "div" and ("class", "styled-text") in attrs:
+            self.depth = 1
+        elif self.depth and tag == "div":
+            self.depth += 1
+        elif self.depth and tag == "p":
+            self.in_p = True
+            self.lines.append("")
+
+    def handle_endtag(self, tag):
+        if self.depth and tag == "div":
+            self.depth -= 1
+        elif tag == "p":
+            self.in_p = False
+
+    def handle_data(self, data):
+        if self.in_p:
+            self.lines[-1] += data
+
+parser = Paragraphs()
+with open(sys.argv[1], encoding="utf-8") as f:
+    parser.feed(f.read())
+with open(sys.argv[2], "w", encoding="utf-8") as f:
+    f.write("".join(line + "\n" for line in parser.lines))
+PY
+
+if cmp -s "$work/expected.txt" "$work/visible.txt"; then
+  echo "html_screenshot: $out: the page shows the document's text ($(wc -l <"$work/visible.txt") paragraphs)"
+else
+  echo "html_screenshot: the page's visible text differs from the document's text:" >&2
+  diff "$work/expected.txt" "$work/visible.txt" >&2 || true
+  exit 1
+fi

@@ -1,0 +1,88 @@
+// The HTML page in a real browser: scripts/html_screenshot.sh renders it in headless Chromium,
+// saves a screenshot and compares the text the browser shows with the document's text.
+#include <gtest/gtest.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <cstdint>
+#include <cstdio>
+#include <cstdlib>
+
+#include "tool_runner.h"
+
+namespace tooltest {
+namespace {
+
+constexpr const char* kChromium = "/usr/bin/chromium";
+
+struct ScriptResult {
+  int status = -1;
+  std::string output;
+};
+
+ScriptResult RunScript(const std::string& arguments) {
+  std::string command = "PENDLOW_TOOL='" + ToolPath() + "' CHROMIUM='" + kChromium + "' '" +
+                        std::string(PENDLOW_SOURCE_DIR) + "/scripts/html_screenshot.sh' " +
+                        arguments + " 2>&1";
+  ScriptResult result;
+  FILE* pipe = ::popen(command.c_str(), "r");
+  if (pipe == nullptr) return result;
+  char buffer[4096];
+  size_t got;
+  while ((got = std::fread(buffer, 1, sizeof buffer, pipe)) > 0) result.output.append(buffer, got);
+  int status = ::pclose(pipe);
+  result.status = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+  return result;
+}
+
+uint32_t BigEndian32(const std::string& bytes, size_t at) {
+  uint32_t value = 0;
+  for (size_t i = 0; i < 4; ++i) value = (value << 8) | static_cast<unsigned char>(bytes[at + i]);
+  return value;
+}
+
+class HtmlInChromium : public ::testing::TestWithParam<const char*> {
+ protected:
+  void SetUp() override {
+    if (::access(kChromium, X_OK) != 0) {
+      GTEST_SKIP() << "Chromium is not installed at " << kChromium
+                   << " (apt-get install chromium); the HTML page was not rendered";
+    }
+  }
+};
+
+TEST_P(HtmlInChromium, RendersAndShowsTheDocumentsText) {
+  TempDir dir;
+  std::string png = dir.File("shot.png");
+  ScriptResult r = RunScript("-o '" + png + "' -s 900,600 '" + SamplePath(GetParam()) + "'");
+  ASSERT_EQ(r.status, 0) << r.output;
+  EXPECT_NE(r.output.find("the page shows the document's text"), std::string::npos) << r.output;
+  std::string image = ReadFile(png);
+  ASSERT_GT(image.size(), 24u);
+  EXPECT_EQ(image.substr(0, 8), "\x89PNG\r\n\x1a\n");
+  EXPECT_EQ(image.substr(12, 4), "IHDR");
+  EXPECT_EQ(BigEndian32(image, 16), 900u);  // width
+  EXPECT_EQ(BigEndian32(image, 20), 600u);  // height
+}
+
+INSTANTIATE_TEST_SUITE_P(Samples, HtmlInChromium, ::testing::Values("welcome.rtf", "codepages.rtf"),
+                         [](const ::testing::TestParamInfo<const char*>& info) {
+                           return std::string(info.param).substr(0, 7) == "welcome"
+                                      ? std::string("Welcome")
+                                      : std::string("Codepages");
+                         });
+
+TEST(HtmlInChromiumCheck, WrongExpectedTextIsReported) {
+  if (::access(kChromium, X_OK) != 0) {
+    GTEST_SKIP() << "Chromium is not installed at " << kChromium;
+  }
+  TempDir dir;
+  WriteFile(dir.File("expected.txt"), "Welcome to Pendlow\nsomething else\n");
+  ScriptResult r = RunScript("-o '" + dir.File("shot.png") + "' -e '" + dir.File("expected.txt") +
+                             "' '" + SamplePath("welcome.rtf") + "'");
+  EXPECT_EQ(r.status, 1) << r.output;
+  EXPECT_NE(r.output.find("the page's visible text differs"), std::string::npos) << r.output;
+}
+
+}  // namespace
+}  // namespace tooltest

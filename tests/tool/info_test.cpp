@@ -1,0 +1,115 @@
+// `pendlow info`: what the library registers for a host version, checked against the
+// registration records the simulated host decodes in-process.
+#include <gtest/gtest.h>
+
+#include <cstdio>
+
+#include "simhost/host.h"
+#include "tool_runner.h"
+
+namespace tooltest {
+namespace {
+
+std::string Hex(uint32_t value) {
+  char buffer[16];
+  std::snprintf(buffer, sizeof buffer, "0x%X", value);
+  return buffer;
+}
+
+std::vector<simhost::Registration> RegistrationsFor(std::optional<double> version) {
+  simhost::Options options;
+  options.version = version;
+  simhost::Host host(options);
+  std::vector<simhost::Registration> result;
+  {
+    simhost::Plugin plugin(host, LibraryPath());
+    result = host.Registrations();
+  }
+  return result;
+}
+
+struct Case {
+  const char* argument;
+  std::optional<double> version;
+};
+
+class InfoForVersion : public ::testing::TestWithParam<Case> {};
+
+TEST_P(InfoForVersion, ShowsEveryRecordTheHostReceived) {
+  const Case& c = GetParam();
+  ToolResult r = RunTool({"info", "--host-version", c.argument});
+  ASSERT_EQ(r.status, 0) << r.err;
+  EXPECT_EQ(r.out.rfind("Host version " + std::string(c.argument) + "\n", 0), 0u) << r.out;
+  std::vector<simhost::Registration> registrations = RegistrationsFor(c.version);
+  ASSERT_EQ(registrations.size(), 1u);
+  const simhost::Registration& reg = registrations[0];
+  bool module = reg.kind == simhost::Registration::Kind::kModule;
+  // A module record older than version 14 has no flags word.
+  std::string flags = module && reg.version < 14 ? ", no flags word" : ", flags " + Hex(reg.flags);
+  EXPECT_NE(r.out.find(std::string(module ? "\nModule " : "\nClass extension of ") + reg.name +
+                       "\n  record version " + std::to_string(reg.version) + flags),
+            std::string::npos)
+      << r.out;
+  for (const simhost::MethodRecord& m : reg.methods) {
+    EXPECT_NE(r.out.find("  method    " + m.declaration + "\n            flags " + Hex(m.flags)),
+              std::string::npos)
+        << m.declaration << "\n"
+        << r.out;
+  }
+  for (const simhost::PropertyRecord& p : reg.properties) {
+    EXPECT_NE(r.out.find("  property  " + p.name + " as " + p.type + "\n            flags " +
+                         Hex(p.flags)),
+              std::string::npos)
+        << r.out;
+  }
+  EXPECT_EQ(r.out.find("Debugging") != std::string::npos, module);
+}
+
+INSTANTIATE_TEST_SUITE_P(Versions, InfoForVersion,
+                         ::testing::Values(Case{"2012.01", 2012.01}, Case{"2013.0", 2013.0},
+                                           Case{"2019.03", 2019.03}, Case{"2021.03", 2021.03},
+                                           Case{"3000", 3000.0}, Case{"none", std::nullopt}));
+
+TEST(Info, ModuleHostSeesExtensionMethodsAndTheHiddenDebuggingProperty) {
+  ToolResult r = RunTool({"info", "--host-version", "2021.03"});
+  ASSERT_EQ(r.status, 0) << r.err;
+  EXPECT_NE(r.out.find("Module StyledTextPendlowExtensionZVK\n"), std::string::npos);
+  EXPECT_NE(r.out.find("RTFDataZVK(extends ref as StyledText, SkipParagraphs as boolean = false, "
+                       "assigns value as string)\n"),
+            std::string::npos);
+  EXPECT_NE(r.out.find("RTFDataZVK(extends ref as StyledText, SkipParagraphs as boolean = false) "
+                       "as string\n"),
+            std::string::npos);
+  EXPECT_NE(r.out.find("  property  Debugging as Boolean\n            flags 0x26 (RuntimeOnly | "
+                       "All | Public); getter and setter; attributes: Hidden\n"),
+            std::string::npos)
+      << r.out;
+  EXPECT_NE(r.out.find("  announced control version: 13\n"), std::string::npos);
+}
+
+TEST(Info, OldHostSeesAClassExtensionWithGetterAndSetter) {
+  ToolResult r = RunTool({"info", "--host-version", "2012.01"});
+  ASSERT_EQ(r.status, 0) << r.err;
+  EXPECT_NE(r.out.find("Class extension of StyledText\n"), std::string::npos);
+  EXPECT_NE(r.out.find("  method    RTFDataZVK(SkipParagraphs as boolean = false) as string\n"
+                       "            flags 0x4 (All); function and setter\n"),
+            std::string::npos)
+      << r.out;
+  EXPECT_NE(r.out.find("  announced control version: 10\n"), std::string::npos);
+}
+
+TEST(Info, DefaultHostVersionIsTheSimulatedHostsDefault) {
+  ToolResult plain = RunTool({"info"});
+  ToolResult explicitVersion = RunTool({"info", "--host-version", "2021.03"});
+  ASSERT_EQ(plain.status, 0) << plain.err;
+  EXPECT_EQ(plain.out, explicitVersion.out);
+}
+
+TEST(Info, ShowsTheLibraryItLoaded) {
+  ToolResult r = RunTool({"info", "--library", LibraryPath()});
+  ASSERT_EQ(r.status, 0) << r.err;
+  EXPECT_NE(r.out.find("  library: " + LibraryPath() + "\n"), std::string::npos) << r.out;
+}
+
+}  // namespace
+}  // namespace tooltest

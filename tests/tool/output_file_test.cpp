@@ -1,0 +1,144 @@
+// -o FILE: the output goes to a temporary file beside the target and is renamed over it; the
+// input is never written to.
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include "tool_runner.h"
+
+namespace tooltest {
+namespace {
+
+struct stat StatOf(const std::string& path) {
+  struct stat info {};
+  EXPECT_EQ(::stat(path.c_str(), &info), 0) << path;
+  return info;
+}
+
+TEST(OutputFile, HoldsExactlyWhatStandardOutputWouldGet) {
+  TempDir dir;
+  for (const char* format : {"--table", "--json", "--text", "--html"}) {
+    std::string target = dir.File(std::string("out") + format);
+    ToolResult toFile = RunTool({"import", format, SamplePath("welcome.rtf"), "-o", target});
+    ToolResult toStdout = RunTool({"import", format, SamplePath("welcome.rtf")});
+    ASSERT_EQ(toFile.status, 0) << toFile.err;
+    EXPECT_EQ(toFile.out, "");
+    EXPECT_EQ(ReadFile(target), toStdout.out) << format;
+  }
+  ToolResult rtf = RunTool({"export", SamplePath("welcome.json"), "--output", dir.File("w.rtf")});
+  ASSERT_EQ(rtf.status, 0) << rtf.err;
+  EXPECT_EQ(ReadFile(dir.File("w.rtf")), RunTool({"export", SamplePath("welcome.json")}).out);
+  ToolResult report =
+      RunTool({"roundtrip", SamplePath("welcome.rtf"), "--output=" + dir.File("report.txt")});
+  EXPECT_EQ(report.status, 0);
+  EXPECT_NE(ReadFile(dir.File("report.txt")).find("no differences"), std::string::npos);
+}
+
+TEST(OutputFile, LeavesTheInputUntouchedAndNoTemporaryFiles) {
+  TempDir dir;
+  std::string input = dir.File("doc.rtf");
+  std::string original = ReadFile(SamplePath("welcome.rtf"));
+  WriteFile(input, original);
+  ::chmod(input.c_str(), 0444);
+  struct stat before = StatOf(input);
+  ToolResult r = RunTool({"import", "--json", input, "-o", dir.File("doc.json")});
+  ASSERT_EQ(r.status, 0) << r.err;
+  ToolResult rt = RunTool({"roundtrip", input});
+  EXPECT_EQ(rt.status, 0);
+  struct stat after = StatOf(input);
+  EXPECT_EQ(ReadFile(input), original);
+  EXPECT_EQ(after.st_mtim.tv_sec, before.st_mtim.tv_sec);
+  EXPECT_EQ(after.st_mtim.tv_nsec, before.st_mtim.tv_nsec);
+  EXPECT_EQ(after.st_mode, before.st_mode);
+  EXPECT_EQ(dir.Entries(), (std::vector<std::string>{"doc.json", "doc.rtf"}));
+}
+
+TEST(OutputFile, ReplacesTheTargetByRenameNotInPlace) {
+  // A second name for the old file keeps the old content: the new content arrived in a new
+  // file that took the target's name, so nobody ever saw a half-written target.
+  TempDir dir;
+  std::string target = dir.File("out.txt");
+  WriteFile(target, "old content\n");
+  ::chmod(target.c_str(), 0640);
+  ASSERT_EQ(::link(target.c_str(), dir.File("old-link.txt").c_str()), 0);
+  ToolResult r = RunTool({"import", "--text", SamplePath("welcome.rtf"), "-o", target});
+  ASSERT_EQ(r.status, 0) << r.err;
+  EXPECT_EQ(ReadFile(dir.File("old-link.txt")), "old content\n");
+  EXPECT_EQ(ReadFile(target), RunTool({"import", "--text", SamplePath("welcome.rtf")}).out);
+  EXPECT_EQ(StatOf(target).st_mode & 07777, 0640u);  // the replaced file's mode is kept
+  EXPECT_EQ(dir.Entries(), (std::vector<std::string>{"old-link.txt", "out.txt"}));
+}
+
+TEST(OutputFile, NewFileGetsTheUsualMode) {
+  TempDir dir;
+  mode_t mask = ::umask(022);
+  ToolResult r = RunTool({"import", "--text", SamplePath("welcome.rtf"), "-o", dir.File("n.txt")});
+  ::umask(mask);
+  ASSERT_EQ(r.status, 0) << r.err;
+  EXPECT_EQ(StatOf(dir.File("n.txt")).st_mode & 07777, 0644u);
+}
+
+TEST(OutputFile, SymbolicLinkKeepsPointingAtTheUpdatedFile) {
+  TempDir dir;
+  WriteFile(dir.File("real.txt"), "old\n");
+  ASSERT_EQ(::symlink("real.txt", dir.File("link.txt").c_str()), 0);
+  ToolResult r =
+      RunTool({"import", "--text", SamplePath("codepages.rtf"), "-o", dir.File("link.txt")});
+  ASSERT_EQ(r.status, 0) << r.err;
+  struct stat info {};
+  ASSERT_EQ(::lstat(dir.File("link.txt").c_str(), &info), 0);
+  EXPECT_TRUE(S_ISLNK(info.st_mode));
+  EXPECT_EQ(ReadFile(dir.File("real.txt")),
+            RunTool({"import", "--text", SamplePath("codepages.rtf")}).out);
+}
+
+TEST(OutputFile, RefusesToWriteOverTheInput) {
+  TempDir dir;
+  std::string input = dir.File("doc.rtf");
+  std::string original = ReadFile(SamplePath("welcome.rtf"));
+  WriteFile(input, original);
+  ToolResult r = RunTool({"import", "--text", input, "-o", input});
+  EXPECT_EQ(r.status, 2);
+  EXPECT_EQ(r.err, "pendlow: refusing to write the output over the input file '" + input + "'\n");
+  EXPECT_EQ(ReadFile(input), original);
+  // Also through another name for the same file.
+  ASSERT_EQ(::link(input.c_str(), dir.File("alias.rtf").c_str()), 0);
+  ToolResult alias = RunTool({"import", "--text", input, "-o", dir.File("alias.rtf")});
+  EXPECT_EQ(alias.status, 2);
+  EXPECT_EQ(ReadFile(input), original);
+}
+
+TEST(OutputFile, UnwritablePlaceIsAnErrorAndLeavesNothingBehind) {
+  TempDir dir;
+  ToolResult r = RunTool({"import", SamplePath("welcome.rtf"), "-o", dir.File("no/such/dir.txt")});
+  EXPECT_EQ(r.status, 2);
+  EXPECT_EQ(r.err, "pendlow: cannot write '" + dir.File("no/such/dir.txt") +
+                       "': No such file or directory\n");
+  ToolResult isDir = RunTool({"import", SamplePath("welcome.rtf"), "-o", dir.path()});
+  EXPECT_EQ(isDir.status, 2);
+  EXPECT_EQ(isDir.err, "pendlow: cannot write '" + dir.path() + "': Is a directory\n");
+  EXPECT_TRUE(dir.Entries().empty());
+}
+
+TEST(OutputFile, FailedConversionLeavesAnExistingTargetAlone) {
+  TempDir dir;
+  WriteFile(dir.File("out.rtf"), "previous\n");
+  RunOptions in;
+  in.input = "{\"version\": 1, \"runs\": [{\"text\": 5}]}";
+  ToolResult r = RunTool({"export", "-", "-o", dir.File("out.rtf")}, in);
+  EXPECT_EQ(r.status, 2);
+  EXPECT_EQ(ReadFile(dir.File("out.rtf")), "previous\n");
+  EXPECT_EQ(dir.Entries(), (std::vector<std::string>{"out.rtf"}));
+}
+
+TEST(OutputFile, RelativeNameLandsInTheWorkingDirectory) {
+  TempDir dir;
+  RunOptions options;
+  options.workingDirectory = dir.path();
+  ToolResult r = RunTool({"import", "--json", SamplePath("welcome.rtf"), "-o", "w.json"}, options);
+  ASSERT_EQ(r.status, 0) << r.err;
+  EXPECT_EQ(dir.Entries(), (std::vector<std::string>{"w.json"}));
+}
+
+}  // namespace
+}  // namespace tooltest

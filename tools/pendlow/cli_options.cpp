@@ -1,0 +1,236 @@
+#include "cli_options.h"
+
+#include <cerrno>
+#include <cmath>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <string_view>
+#include <vector>
+
+#include "simhost/host.h"
+#include "tool_error.h"
+
+#ifndef PENDLOW_VERSION
+#define PENDLOW_VERSION "unknown"
+#endif
+
+namespace pendlow {
+
+const char* ToolVersion() {
+  return PENDLOW_VERSION;
+}
+
+namespace {
+
+// The simulated host's own default, so the tool sees what a test host sees.
+std::string DefaultHostVersionText() {
+  std::optional<double> version = simhost::Options().version;
+  if (!version) return "none";
+  char buffer[32];
+  std::snprintf(buffer, sizeof buffer, "%.2f", *version);
+  return buffer;
+}
+
+const char* CommandName(Command command) {
+  switch (command) {
+    case Command::kImport:
+      return "import";
+    case Command::kExport:
+      return "export";
+    case Command::kRoundtrip:
+      return "roundtrip";
+    case Command::kInfo:
+      return "info";
+    case Command::kNone:
+      break;
+  }
+  return "";
+}
+
+[[noreturn]] void Usage(const std::string& message) {
+  throw ToolError(kExitUsage, message + " (see 'pendlow --help')");
+}
+
+std::optional<double> ParseHostVersion(const std::string& text) {
+  if (text == "none") return std::nullopt;
+  errno = 0;
+  char* end = nullptr;
+  double value = std::strtod(text.c_str(), &end);
+  if (text.empty() || errno != 0 || end == nullptr || *end != '\0' || !std::isfinite(value)) {
+    Usage("invalid host version '" + text + "': expected a number such as 2021.03, or 'none'");
+  }
+  return value;
+}
+
+}  // namespace
+
+std::string ShortUsage() {
+  return "usage: pendlow import FILE.rtf [--json|--text|--html] [-o OUT]\n"
+         "       pendlow export FILE.json [--skip-paragraphs] [-o OUT]\n"
+         "       pendlow roundtrip FILE.rtf [--skip-paragraphs]\n"
+         "       pendlow info\n"
+         "       pendlow --help | --version\n";
+}
+
+std::string HelpText() {
+  return "pendlow " + std::string(ToolVersion()) +
+         ": what the StyledText member RTFDataZVK does with a document.\n"
+         "\n" +
+         ShortUsage() +
+         "\n"
+         "The tool loads the real plug-in library into a simulated Xojo host: what it shows is\n"
+         "what the IDE gets.\n"
+         "\n"
+         "Commands:\n"
+         "  import FILE     assign the RTF document to a fresh StyledText and print the result\n"
+         "  export FILE     build a StyledText from a JSON document and print the RTF the member\n"
+         "                  returns\n"
+         "  roundtrip FILE  import, export and import again; report every character whose text\n"
+         "                  or formatting changed (exit status 1 when there is one)\n"
+         "  info            what the library registers with the host, as the IDE sees it\n"
+         "  FILE may be '-' for standard input.\n"
+         "\n"
+         "Import formats:\n"
+         "  --table         runs and paragraphs as a table (the default)\n"
+         "  --json          the JSON document described in tools/pendlow/SCHEMA.md\n"
+         "  --text          the plain text, one line per paragraph\n"
+         "  --html          a self-contained HTML page showing the styled text\n"
+         "\n"
+         "Options:\n"
+         "  --skip-paragraphs     export with SkipParagraphs = true (no alignment is written)\n"
+         "  -o, --output FILE     write the output to FILE (atomically) instead of standard "
+         "output\n"
+         "  --host-version V      the host version the library is told, e.g. 2012.01 or 2021.03;\n"
+         "                        'none' for a host that cannot tell (default " +
+         DefaultHostVersionText() +
+         ")\n"
+         "  --debug               switch the library's Debugging property on (where the host has\n"
+         "                        the module) and show the library's log on standard error\n"
+         "  --library PATH        the plug-in library to load (default: libPendlow.so beside\n"
+         "                        this program)\n"
+         "  --time                print the time taken on standard error\n"
+         "  -h, --help            show this help\n"
+         "  --version             show the tool's version\n"
+         "\n"
+         "Exit status: 0 success; 1 roundtrip found differences; 2 usage, input or output\n"
+         "error; 3 the library did not load or does not offer the member.\n";
+}
+
+Options ParseOptions(int argc, char** argv) {
+  Options options;
+  options.hostVersion = simhost::Options().version;
+  options.hostVersionText = DefaultHostVersionText();
+  std::optional<Format> format;
+  std::string formatOption;
+  bool endOfOptions = false;
+  std::vector<std::string> positional;
+
+  for (int i = 1; i < argc; ++i) {
+    std::string arg = argv[i];
+    if (endOfOptions || arg == "-" || arg.empty() || arg[0] != '-') {
+      positional.push_back(arg);
+      continue;
+    }
+    if (arg == "--") {
+      endOfOptions = true;
+      continue;
+    }
+    // "--name=value" and "--name value" are both accepted for options with a value.
+    std::string name = arg;
+    std::optional<std::string> inlineValue;
+    if (arg.rfind("--", 0) == 0) {
+      size_t eq = arg.find('=');
+      if (eq != std::string::npos) {
+        name = arg.substr(0, eq);
+        inlineValue = arg.substr(eq + 1);
+      }
+    }
+    auto value = [&]() -> std::string {
+      if (inlineValue) return *inlineValue;
+      if (i + 1 >= argc) Usage("option " + name + " needs a value");
+      return argv[++i];
+    };
+    auto noValue = [&]() {
+      if (inlineValue) Usage("option " + name + " takes no value");
+    };
+    auto setFormat = [&](Format f) {
+      noValue();
+      if (format && *format != f) Usage("options " + formatOption + " and " + name + " conflict");
+      format = f;
+      formatOption = name;
+    };
+
+    if (name == "-h" || name == "--help") {
+      noValue();
+      options.help = true;
+    } else if (name == "--version") {
+      noValue();
+      options.version = true;
+    } else if (name == "--json") {
+      setFormat(Format::kJson);
+    } else if (name == "--text") {
+      setFormat(Format::kText);
+    } else if (name == "--html") {
+      setFormat(Format::kHtml);
+    } else if (name == "--table") {
+      setFormat(Format::kTable);
+    } else if (name == "-o" || name == "--output") {
+      if (options.output) Usage("option " + name + " given twice");
+      options.output = value();
+      if (options.output->empty()) Usage("option " + name + " needs a file name");
+    } else if (name == "--host-version") {
+      options.hostVersionText = value();
+      options.hostVersion = ParseHostVersion(options.hostVersionText);
+    } else if (name == "--library") {
+      options.library = value();
+      if (options.library->empty()) Usage("option --library needs a path");
+    } else if (name == "--debug") {
+      noValue();
+      options.debug = true;
+    } else if (name == "--skip-paragraphs") {
+      noValue();
+      options.skipParagraphs = true;
+    } else if (name == "--time") {
+      noValue();
+      options.time = true;
+    } else {
+      Usage("unknown option '" + arg + "'");
+    }
+  }
+  if (options.help || options.version) return options;
+
+  if (positional.empty()) Usage("no command given");
+  const std::string& command = positional[0];
+  if (command == "import") {
+    options.command = Command::kImport;
+  } else if (command == "export") {
+    options.command = Command::kExport;
+  } else if (command == "roundtrip") {
+    options.command = Command::kRoundtrip;
+  } else if (command == "info") {
+    options.command = Command::kInfo;
+  } else {
+    Usage("unknown command '" + command + "'");
+  }
+  const std::string name = CommandName(options.command);
+
+  if (options.command == Command::kInfo) {
+    if (positional.size() > 1) Usage("info takes no file");
+  } else {
+    if (positional.size() < 2) Usage(name + " needs a file name (or '-' for standard input)");
+    if (positional.size() > 2) Usage(name + " takes one file, not '" + positional[2] + "' too");
+    options.input = positional[1];
+  }
+  if (format) {
+    if (options.command != Command::kImport) Usage(formatOption + " applies to import only");
+    options.format = *format;
+  }
+  if (options.skipParagraphs && options.command != Command::kExport &&
+      options.command != Command::kRoundtrip) {
+    Usage("--skip-paragraphs applies to export and roundtrip only");
+  }
+  return options;
+}
+
+}  // namespace pendlow

@@ -1,0 +1,17 @@
+// The four commands. Each returns the exit status or throws ToolError.
+#pragma once
+
+#include "cli_options.h"
+#include "input_output.h"
+
+namespace pendlow {
+
+int RunImport(const Options& options);
+int RunExport(const Options& options);
+int RunRoundtrip(const Options& options);
+int RunInfo(const Options& options);
+
+// One note on standard error saying why the member left the StyledText empty.
+void NoteEmptyResult(const Input& input);
+
+}  // namespace pendlow

@@ -1,0 +1,170 @@
+#include "host_session.h"
+
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <climits>
+#include <cstring>
+
+#include "console.h"
+#include "tool_error.h"
+
+namespace pendlow {
+
+std::string LibraryBesideTool() {
+  char buffer[PATH_MAX];
+  ssize_t length = ::readlink("/proc/self/exe", buffer, sizeof buffer - 1);
+  if (length <= 0) return "libPendlow.so";
+  std::string self(buffer, static_cast<size_t>(length));
+  size_t slash = self.rfind('/');
+  return (slash == std::string::npos ? std::string(".") : self.substr(0, slash)) + "/libPendlow.so";
+}
+
+HostSession::HostSession(const Options& options) : options_(options) {
+  libraryPath_ = options.library ? *options.library : LibraryBesideTool();
+
+  // Say plainly what is wrong with the file before the loader's own wording gets a chance.
+  struct stat info {};
+  if (::stat(libraryPath_.c_str(), &info) != 0) {
+    throw ToolError(kExitLibrary,
+                    "cannot load library '" + libraryPath_ + "': " + std::strerror(errno));
+  }
+  if (S_ISDIR(info.st_mode)) {
+    throw ToolError(kExitLibrary,
+                    "cannot load library '" + libraryPath_ + "': " + std::strerror(EISDIR));
+  }
+  if (::access(libraryPath_.c_str(), R_OK) != 0) {
+    throw ToolError(kExitLibrary,
+                    "cannot load library '" + libraryPath_ + "': " + std::strerror(errno));
+  }
+
+  simhost::Options hostOptions;
+  hostOptions.version = options.hostVersion;
+  hostOptions.captureLog = true;  // the library's log is shown only with --debug
+  host_ = std::make_unique<simhost::Host>(hostOptions);
+  plugin_ = std::make_unique<simhost::Plugin>(*host_, libraryPath_);
+  if (!plugin_->loaded()) {
+    throw ToolError(kExitLibrary, "cannot use the library: " + plugin_->error());
+  }
+  if (options.debug) {
+    if (plugin_->HasDebugging()) {
+      plugin_->SetDebugging(true);
+    } else {
+      console::Note("host version " + options.hostVersionText +
+                    " gets no Debugging property from the library (it registers a class "
+                    "extension there), so the library's log stays off");
+    }
+  }
+  ShowLog();
+}
+
+HostSession::~HostSession() {
+  plugin_.reset();  // the library goes before the host it talks to
+  host_.reset();
+}
+
+void HostSession::ShowLog() {
+  if (options_.debug) {
+    for (const std::string& line : host_->Log()) console::Write(line + "\n");
+  }
+  host_->ClearLog();
+}
+
+void HostSession::RequireMember() const {
+  if (!plugin_->HasMember()) {
+    throw ToolError(kExitLibrary, "library '" + libraryPath_ +
+                                      "' registered no RTFDataZVK member for host version " +
+                                      options_.hostVersionText);
+  }
+}
+
+void HostSession::Assign(REALobject styledText, std::string_view rtf) {
+  RequireMember();
+  plugin_->Set(styledText, rtf);
+  ShowLog();
+}
+
+std::string HostSession::Member(REALobject styledText, bool skipParagraphs) {
+  RequireMember();
+  REALstring result = plugin_->GetRaw(styledText, skipParagraphs);
+  ShowLog();
+  if (result == nullptr) return std::string();
+  std::string bytes = host_->BytesOf(result);
+  host_->Release(result);
+  return bytes;
+}
+
+StyledDocument HostSession::Read(REALobject styledText) {
+  StyledDocument document;
+  for (const simhost::Run& run : host_->RunsOf(styledText)) {
+    StyledRun out;
+    out.text = run.text;
+    out.font = run.font;
+    out.size = run.size;
+    out.color = run.color;
+    out.bold = run.bold;
+    out.italic = run.italic;
+    out.underline = run.underline;
+    document.runs.push_back(std::move(out));
+  }
+  for (const simhost::Paragraph& p : host_->ParagraphsOf(styledText)) {
+    document.paragraphs.push_back({p.start, p.end, p.alignment});
+  }
+  return document;
+}
+
+void HostSession::Fill(REALobject styledText, const StyledDocument& document,
+                       const std::string& sourceName) {
+  for (const StyledRun& run : document.runs) {
+    simhost::RunSpec spec;
+    spec.text = run.text;
+    spec.font = run.font;
+    spec.size = run.size;
+    spec.color = run.color;
+    spec.bold = run.bold;
+    spec.italic = run.italic;
+    spec.underline = run.underline;
+    host_->AppendRun(styledText, spec);
+  }
+  std::vector<simhost::Paragraph> paragraphs = host_->ParagraphsOf(styledText);
+  for (size_t i = 0; i < document.requests.size(); ++i) {
+    const ParagraphRequest& request = document.requests[i];
+    auto where = [&](const ParagraphRequest::Place& place) {
+      return sourceName + ":" + std::to_string(place.line) + ":" + std::to_string(place.column) +
+             ": " + place.path + ": ";
+    };
+    if (i >= paragraphs.size()) {
+      throw ToolError(kExitUsage, where(request.place) + "the runs' text has only " +
+                                      std::to_string(paragraphs.size()) + " paragraph" +
+                                      (paragraphs.size() == 1 ? "" : "s"));
+    }
+    if (request.start && *request.start != paragraphs[i].start) {
+      throw ToolError(kExitUsage, where(request.startPlace) + "paragraph " + std::to_string(i) +
+                                      " starts at " + std::to_string(paragraphs[i].start) +
+                                      " in the runs' text, not at " +
+                                      std::to_string(*request.start));
+    }
+    if (request.end && *request.end != paragraphs[i].end) {
+      throw ToolError(kExitUsage, where(request.endPlace) + "paragraph " + std::to_string(i) +
+                                      " ends at " + std::to_string(paragraphs[i].end) +
+                                      " in the runs' text, not at " + std::to_string(*request.end));
+    }
+    host_->SetParagraphAlignment(styledText, static_cast<int64_t>(i), request.alignment);
+  }
+}
+
+StyledDocument HostSession::Import(std::string_view rtf) {
+  StyledTextRef styledText(*host_, NewStyledText());
+  Assign(styledText.get(), rtf);
+  return Read(styledText.get());
+}
+
+std::string HostSession::Export(const StyledDocument& document, bool skipParagraphs,
+                                const std::string& sourceName) {
+  StyledTextRef styledText(*host_, NewStyledText());
+  Fill(styledText.get(), document, sourceName);
+  return Member(styledText.get(), skipParagraphs);
+}
+
+}  // namespace pendlow

@@ -1,0 +1,54 @@
+// pendlow: shows what the StyledText member RTFDataZVK does with a document, by loading the
+// built plug-in library into the simulated host.
+#include <cstdio>
+#include <exception>
+#include <new>
+#include <string>
+
+#include "cli_options.h"
+#include "commands.h"
+#include "console.h"
+#include "host_session.h"
+#include "tool_error.h"
+
+int main(int argc, char** argv) {
+  using namespace pendlow;
+  console::Init();
+  try {
+    Options options = ParseOptions(argc, argv);
+    if (options.help) {
+      std::fputs(HelpText().c_str(), stdout);
+      return kExitOk;
+    }
+    if (options.version) {
+      std::printf("pendlow %s\nlibrary: %s\n", ToolVersion(), LibraryBesideTool().c_str());
+      return kExitOk;
+    }
+    switch (options.command) {
+      case Command::kImport:
+        return RunImport(options);
+      case Command::kExport:
+        return RunExport(options);
+      case Command::kRoundtrip:
+        return RunRoundtrip(options);
+      case Command::kInfo:
+        return RunInfo(options);
+      case Command::kNone:
+        break;
+    }
+    console::Write(ShortUsage());
+    return kExitUsage;
+  } catch (const ToolError& e) {
+    console::Write("pendlow: " + std::string(e.what()) + "\n");
+    if (e.status() == kExitUsage && std::string(e.what()).find("--help") != std::string::npos) {
+      console::Write(ShortUsage());
+    }
+    return e.status();
+  } catch (const std::bad_alloc&) {
+    console::Write("pendlow: out of memory\n");
+    return kExitUsage;
+  } catch (const std::exception& e) {
+    console::Write("pendlow: " + std::string(e.what()) + "\n");
+    return kExitUsage;
+  }
+}
