@@ -128,5 +128,3 @@ void BM_ExportText(benchmark::State& state) {
 BENCHMARK(BM_ExportText)->Arg(1 << 20)->Arg(10 << 20)->Unit(benchmark::kMillisecond);
 
 }  // namespace
-
-BENCHMARK_MAIN();
