@@ -26,12 +26,12 @@ const char* const kAppendDecl = "AppendStyleRun(Run as StyleRun)";
 const char* const kAlignDecl = "ParagraphAlignment(Index As Integer, assigns _value as Integer)";
 const char* const kLenDecl = "Len(s as string) as integer";
 
-simhost::RunSpec Spec(const std::string& text) {
-  simhost::RunSpec spec;
-  spec.text = text;
-  spec.font = "Helvetica";
-  spec.size = 12;
-  return spec;
+simhost::RunSpec TextRun(const std::string& text) {
+  simhost::RunSpec runSpec;
+  runSpec.text = text;
+  runSpec.font = "Helvetica";
+  runSpec.size = 12;
+  return runSpec;
 }
 
 class StyledTextAccess : public BridgeTest {
@@ -41,7 +41,7 @@ class StyledTextAccess : public BridgeTest {
     // The method caches outlive every test; point them all at an object of this test that stays
     // alive, so the first call on any other object is a fresh lookup.
     other = host.NewStyledText();
-    host.AppendRun(other, Spec("x"));
+    host.AppendRun(other, TextRun("x"));
     REALobject run = NewStyleRun();
     StyledTextAppendStyleRun(other, run);
     REALUnlockObject(run);
@@ -62,7 +62,7 @@ class StyledTextAccess : public BridgeTest {
   // A StyledText holding runs with the given texts.
   REALobject StyledTextWith(const std::vector<std::string>& texts) {
     REALobject st = host.NewStyledText();
-    for (const auto& text : texts) host.AppendRun(st, Spec(text));
+    for (const auto& text : texts) host.AppendRun(st, TextRun(text));
     return st;
   }
 
@@ -532,7 +532,7 @@ TEST(BridgeWithheld, WithoutIntegerPropertiesNothingIsRemovedOrAligned) {
     simhost::Host host(options);
     bridge_test::ConnectLibrary();
     REALobject st = host.NewStyledText();
-    host.AppendRun(st, Spec("a\r"));
+    host.AppendRun(st, TextRun("a\r"));
     StyledTextClear(st);
     EXPECT_EQ(host.RunsOf(st).size(), 1u) << "the count reads as 0";
     REALobject run = NewStyleRun();
@@ -553,7 +553,7 @@ TEST(BridgeWithheld, WithoutObjectMethodServiceNothingIsFound) {
     simhost::Host host(options);
     bridge_test::ConnectLibrary();
     REALobject st = host.NewStyledText();
-    host.AppendRun(st, Spec("a"));
+    host.AppendRun(st, TextRun("a"));
     EXPECT_EQ(GetStyleRun(st, 0), nullptr);
     EXPECT_EQ(GetParagraph(st, 0), nullptr);
     Log log = LogOf(host, [&] { StyledTextClear(st); });

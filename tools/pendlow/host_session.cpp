@@ -117,15 +117,15 @@ StyledDocument HostSession::Read(REALobject styledText) {
 void HostSession::Fill(REALobject styledText, const StyledDocument& document,
                        const std::string& sourceName) {
   for (const StyledRun& run : document.runs) {
-    simhost::RunSpec spec;
-    spec.text = run.text;
-    spec.font = run.font;
-    spec.size = run.size;
-    spec.color = run.color;
-    spec.bold = run.bold;
-    spec.italic = run.italic;
-    spec.underline = run.underline;
-    host_->AppendRun(styledText, spec);
+    simhost::RunSpec runSpec;
+    runSpec.text = run.text;
+    runSpec.font = run.font;
+    runSpec.size = run.size;
+    runSpec.color = run.color;
+    runSpec.bold = run.bold;
+    runSpec.italic = run.italic;
+    runSpec.underline = run.underline;
+    host_->AppendRun(styledText, runSpec);
   }
   std::vector<simhost::Paragraph> paragraphs = host_->ParagraphsOf(styledText);
   for (size_t i = 0; i < document.requests.size(); ++i) {
