@@ -102,7 +102,8 @@ TEST(FixFlags, NullListOrNonPositiveCountDoesNothing) {
 
 TEST(DeclarationRewriting, WorkedExample) {
   std::string g = Getter("RTFDataZVK(SkipParagraphs as boolean = false) as string");
-  EXPECT_EQ(g, "RTFDataZVK(extends ref as StyledText, SkipParagraphs as boolean = false) as string");
+  EXPECT_EQ(g,
+            "RTFDataZVK(extends ref as StyledText, SkipParagraphs as boolean = false) as string");
   EXPECT_EQ(Setter(g),
             "RTFDataZVK(extends ref as StyledText, SkipParagraphs as boolean = false, assigns "
             "value as string)");

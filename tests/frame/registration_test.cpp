@@ -4,6 +4,7 @@
 
 #include <cstdio>
 #include <memory>
+#include <set>
 #include <string>
 
 #include "simhost/host.h"
@@ -188,6 +189,27 @@ TEST(Registration, LibraryExportsOnlyItsEntryPoint) {
   }
   ASSERT_EQ(symbols.size(), 1u) << output;
   EXPECT_EQ(symbols[0], "REALPluginMain");
+}
+
+TEST(Registration, LibraryNeedsOnlyTheCAndCxxRuntimes) {
+  std::string command = std::string("readelf -d '") + PENDLOW_LIBRARY_PATH + "'";
+  std::unique_ptr<FILE, int (*)(FILE*)> pipe(popen(command.c_str(), "r"), pclose);
+  ASSERT_NE(pipe, nullptr);
+  const std::set<std::string> allowed = {
+      "libstdc++.so.6", "libgcc_s.so.1",        "libc.so.6",
+      "libm.so.6",      "ld-linux-x86-64.so.2", "ld-linux-aarch64.so.1"};
+  std::vector<std::string> needed;
+  char line[512];
+  while (fgets(line, sizeof line, pipe.get()) != nullptr) {
+    std::string entry = line;
+    if (entry.find("(NEEDED)") == std::string::npos) continue;
+    size_t open = entry.find('[');
+    size_t close = entry.find(']', open);
+    ASSERT_NE(close, std::string::npos) << entry;
+    needed.push_back(entry.substr(open + 1, close - open - 1));
+  }
+  ASSERT_FALSE(needed.empty()) << "readelf gave no dynamic section";
+  for (const std::string& library : needed) EXPECT_TRUE(allowed.count(library)) << library;
 }
 
 }  // namespace

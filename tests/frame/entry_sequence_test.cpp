@@ -1,0 +1,121 @@
+// What the entry point asks the host for, and in which order: the host version first, then the
+// record version announcement, then the one registration service of that host generation.
+// The library is loaded here with a recording resolver in front of the simulated host's.
+#include <dlfcn.h>
+#include <unistd.h>
+
+#include <cstdlib>
+#include <fstream>
+#include <string>
+#include <vector>
+
+#include <gtest/gtest.h>
+
+#include "simhost/host.h"
+
+namespace {
+
+typedef void(RBCALL* PluginMainFn)(REALResolver);
+
+std::vector<std::string>* gAsked = nullptr;
+
+void* RBCALL RecordingResolver(const char* name) {
+  if (gAsked != nullptr) gAsked->push_back(name);
+  return simhost::Host::Resolve(name);
+}
+
+// Loads a private copy of the library (fresh globals and caches) and returns its entry point.
+PluginMainFn LoadFreshCopy() {
+  const char* dir = std::getenv("TMPDIR");
+  std::string path =
+      std::string(dir != nullptr && *dir != '\0' ? dir : "/tmp") + "/pendlow-entry-XXXXXX.so";
+  int fd = mkstemps(path.data(), 3);
+  if (fd < 0) return nullptr;
+  close(fd);
+  {
+    std::ifstream in(PENDLOW_LIBRARY_PATH, std::ios::binary);
+    std::ofstream out(path, std::ios::binary | std::ios::trunc);
+    out << in.rdbuf();
+  }
+  void* handle = dlopen(path.c_str(), RTLD_NOW | RTLD_LOCAL);
+  unlink(path.c_str());
+  // Never closed: the host keeps pointers into the registration records.
+  return handle != nullptr ? reinterpret_cast<PluginMainFn>(dlsym(handle, "REALPluginMain"))
+                           : nullptr;
+}
+
+std::vector<std::string> Enter(simhost::Host& host, REALResolver resolver) {
+  PluginMainFn pluginMain = LoadFreshCopy();
+  EXPECT_NE(pluginMain, nullptr);
+  if (pluginMain == nullptr) return {};
+  std::vector<std::string> asked;
+  gAsked = &asked;
+  host.BeginLogCapture();
+  pluginMain(resolver);
+  host.EndLogCapture();
+  gAsked = nullptr;
+  return asked;
+}
+
+TEST(EntrySequence, ModuleHostIsAskedVersionThenAnnouncementThenModuleRegistration) {
+  simhost::Options options;
+  options.version = 2019.0;
+  simhost::Host host(options);
+  std::vector<std::string> expected = {"REALGetRBVersion", "RegisterPluginVersion",
+                                       "PluginRegisterModule"};
+  EXPECT_EQ(Enter(host, &RecordingResolver), expected);
+  EXPECT_EQ(host.Calls("REALGetRBVersion"), 1u);
+  EXPECT_EQ(host.Calls("RegisterPluginVersion"), 1u);
+  EXPECT_EQ(host.Calls("PluginRegisterModule"), 1u);
+  EXPECT_EQ(host.AnnouncedVersion(), 13);
+  EXPECT_EQ(host.Registrations().size(), 1u);
+  EXPECT_TRUE(host.Log().empty());
+}
+
+TEST(EntrySequence, OldHostIsAskedForClassExtensionRegistration) {
+  simhost::Options options;
+  options.version = 2012.0;
+  simhost::Host host(options);
+  std::vector<std::string> expected = {"REALGetRBVersion", "RegisterPluginVersion",
+                                       "PluginRegisterClassExtension"};
+  EXPECT_EQ(Enter(host, &RecordingResolver), expected);
+  EXPECT_EQ(host.Calls("PluginRegisterClassExtension"), 1u);
+  EXPECT_EQ(host.AnnouncedVersion(), 10);
+}
+
+TEST(EntrySequence, HostWithoutVersionServiceIsTreatedAsOld) {
+  simhost::Options options;
+  options.version = std::nullopt;
+  simhost::Host host(options);
+  std::vector<std::string> expected = {"REALGetRBVersion", "RegisterPluginVersion",
+                                       "PluginRegisterClassExtension"};
+  EXPECT_EQ(Enter(host, &RecordingResolver), expected);
+  EXPECT_EQ(host.AnnouncedVersion(), 9);
+  ASSERT_EQ(host.Registrations().size(), 1u);
+  EXPECT_EQ(host.Registrations()[0].kind, simhost::Registration::Kind::kClassExtension);
+  EXPECT_EQ(host.Registrations()[0].version, 9u);
+}
+
+TEST(EntrySequence, MissingRegistrationServiceIsAskedOnceAndNothingIsLogged) {
+  simhost::Options options;
+  options.version = 3000.0;
+  options.withheld = {"PluginRegisterClassExtension"};
+  simhost::Host host(options);
+  std::vector<std::string> expected = {"REALGetRBVersion", "RegisterPluginVersion",
+                                       "PluginRegisterClassExtension"};
+  EXPECT_EQ(Enter(host, &RecordingResolver), expected);
+  EXPECT_EQ(host.AnnouncedVersion(), 13);
+  EXPECT_TRUE(host.Registrations().empty());
+  EXPECT_TRUE(host.Log().empty());
+}
+
+TEST(EntrySequence, NullResolverRegistersNothing) {
+  simhost::Host host;
+  EXPECT_TRUE(Enter(host, nullptr).empty());
+  EXPECT_FALSE(host.AnnouncedVersion().has_value());
+  EXPECT_TRUE(host.Registrations().empty());
+  EXPECT_TRUE(host.Log().empty());
+  EXPECT_EQ(host.Calls("REALGetRBVersion"), 0u);
+}
+
+}  // namespace
