@@ -15,6 +15,7 @@
 #include <vector>
 
 #include "simhost/host.h"
+#include "support/utf8.h"
 
 namespace roundtrip {
 
@@ -60,25 +61,7 @@ inline std::u32string DecodeUTF8(const std::string& s) {
 }
 
 inline std::string EncodeUTF8(const std::u32string& text) {
-  std::string out;
-  for (char32_t c : text) {
-    if (c < 0x80) {
-      out += static_cast<char>(c);
-    } else if (c < 0x800) {
-      out += static_cast<char>(0xC0 | (c >> 6));
-      out += static_cast<char>(0x80 | (c & 0x3F));
-    } else if (c < 0x10000) {
-      out += static_cast<char>(0xE0 | (c >> 12));
-      out += static_cast<char>(0x80 | ((c >> 6) & 0x3F));
-      out += static_cast<char>(0x80 | (c & 0x3F));
-    } else {
-      out += static_cast<char>(0xF0 | (c >> 18));
-      out += static_cast<char>(0x80 | ((c >> 12) & 0x3F));
-      out += static_cast<char>(0x80 | ((c >> 6) & 0x3F));
-      out += static_cast<char>(0x80 | (c & 0x3F));
-    }
-  }
-  return out;
+  return test_support::Utf8(text);
 }
 
 inline std::string Printable(const std::string& utf8) {

@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "simhost/host.h"
+#include "support/utf8.h"
 
 namespace simhost {
 inline void PrintTo(const Run& r, std::ostream* os) {
@@ -55,26 +56,7 @@ inline std::vector<std::string> TextsOf(const std::vector<simhost::Run>& runs) {
   return texts;
 }
 
-// UTF-8 of one code point.
-inline std::string Utf8(char32_t c) {
-  std::string out;
-  if (c < 0x80) {
-    out += static_cast<char>(c);
-  } else if (c < 0x800) {
-    out += static_cast<char>(0xC0 | (c >> 6));
-    out += static_cast<char>(0x80 | (c & 0x3F));
-  } else if (c < 0x10000) {
-    out += static_cast<char>(0xE0 | (c >> 12));
-    out += static_cast<char>(0x80 | ((c >> 6) & 0x3F));
-    out += static_cast<char>(0x80 | (c & 0x3F));
-  } else {
-    out += static_cast<char>(0xF0 | (c >> 18));
-    out += static_cast<char>(0x80 | ((c >> 12) & 0x3F));
-    out += static_cast<char>(0x80 | ((c >> 6) & 0x3F));
-    out += static_cast<char>(0x80 | (c & 0x3F));
-  }
-  return out;
-}
+using test_support::Utf8;
 
 class ImportTest : public ::testing::Test {
  protected:
