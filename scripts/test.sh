@@ -18,6 +18,15 @@ cmake --preset asan >/dev/null
 cmake --build --preset asan -j"$jobs"
 ASAN_OPTIONS=detect_leaks=1 UBSAN_OPTIONS=print_stacktrace=1 ctest --preset asan
 
+if echo 'int main(){}' | g++ -m32 -x c++ - -o /dev/null 2>/dev/null; then
+  step "32-bit build of the library (record layouts and host Integer width)"
+  cmake --preset i686 >/dev/null
+  cmake --build --preset i686 -j"$jobs"
+  exports=$(nm -D --defined-only build/i686/libPendlow.so | awk '{print $3}')
+  [ "$exports" = "REALPluginMain" ] || { echo "unexpected exports: $exports"; exit 1; }
+  echo "32-bit library exports only REALPluginMain"
+fi
+
 if [ -x build/default/bench/pendlow_bench ]; then
   step "benchmark smoke run"
   # One short iteration of each benchmark, with the 1 MiB import documents only.
