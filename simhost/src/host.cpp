@@ -294,6 +294,14 @@ Host::~Host() {
   if (gCurrent == this) {
     gCurrent = state_->previous;
     gCurrentState = gCurrent != nullptr ? gCurrent->state_ : nullptr;
+  } else {
+    // Destroyed before a host made after it: that host falls back to this one's predecessor.
+    for (Host* h = gCurrent; h != nullptr; h = h->state_->previous) {
+      if (h->state_->previous == this) {
+        h->state_->previous = state_->previous;
+        break;
+      }
+    }
   }
   delete state_;
 }
