@@ -48,7 +48,7 @@ simhost::Host& TheHost();
 // 2012.02 or 2011.04.
 double HostVersion(uint8_t choice);
 
-// Every text encoding the host knows, by index % kEncodingCount (the seed corpus script uses
+// Every text encoding the host knows, by index % kEncodingCount (the starting-corpus script uses
 // the same order).
 constexpr size_t kEncodingCount = 36;
 uint32_t EncodingAt(uint8_t index);
