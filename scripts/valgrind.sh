@@ -3,7 +3,8 @@
 # test in its own process, as CTest runs them, so that what one process registers for its whole
 # life (the host's registration records) is not taken for a leak of the next test. Invalid reads
 # and writes, uses of uninitialised values, invalid frees and definite or indirect leaks make the
-# test fail (--error-exitcode); the script exits non-zero when any test fails.
+# test fail (--error-exitcode); the script exits non-zero when any test fails. valgrind.supp
+# holds the one false report of the system's dynamic loader.
 #
 #   scripts/valgrind.sh [CTEST_REGEX]      e.g. scripts/valgrind.sh 'Hostile|Limits'
 #
@@ -32,6 +33,7 @@ fi
 # The tests' own child processes (the command-line tool, death tests) run natively.
 options="--error-exitcode=99 --leak-check=full --show-leak-kinds=definite,indirect"
 options+=" --errors-for-leak-kinds=definite,indirect --num-callers=40"
+options+=" --suppressions=$root/scripts/valgrind.supp"
 log="$build/valgrind.log"
 status=0
 ctest --test-dir "$build" -T memcheck -j"$jobs" --output-on-failure \
