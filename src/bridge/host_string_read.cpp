@@ -411,10 +411,7 @@ void rbText::ConvertUTF16() {
 
 std::string GetStringInUTF8(REALstringStruct* s) {
   rbText text(s);
-  const char* utf8 = text.UTF8();
-  size_t length = static_cast<size_t>(text.UTF8Length());
-  // Cut at the first zero byte, like the C string the view also is.
-  const void* zero = std::memchr(utf8, 0, length);
-  if (zero != nullptr) length = static_cast<size_t>(static_cast<const char*>(zero) - utf8);
-  return std::string(utf8, length);
+  // The view is a C string: read it up to its first zero byte, not by its recorded length,
+  // which is 0 on a host without the byte-count method although the bytes are there.
+  return std::string(text.UTF8());
 }

@@ -113,6 +113,19 @@ TEST_F(RTFExport, TwoRunsOfArialInRedAndBlack) {
             "\\blue0;\\red0\\green0\\blue0;}\\uc0 \\b\\f0\\cf0\\fs24 Hello\\b0\\cf1  world}");
 }
 
+// Without the host's global byte-count method every string reads with length 0 although its
+// bytes are there. A font name is read as a C string, so it still reaches the font table.
+TEST_F(RTFExport, FontNamesReachTheFontTableWithoutTheByteCountMethod) {
+  simhost::Options options;
+  options.withheld = {"LenB( s as string ) as integer"};
+  Start(options);
+  const std::string rtf = Export({Styled("Hello", "Arial", 12, 0x00FF0000, true)});
+  // The run's text is read by its length, so it is empty; its formatting is still written.
+  EXPECT_EQ(rtf,
+            "{\\rtf1\\ansi\\ansicpg1252{\\fonttbl{\\f0\\fnil Arial;}}{\\colortbl\\red255\\green0"
+            "\\blue0;}\\uc0 \\b\\f0\\cf0\\fs24 }");
+}
+
 TEST_F(RTFExport, SpecialCharactersInDefaultFormatting) {
   Start();
   EXPECT_EQ(Export({Text("a{b}\\c")}),
