@@ -19,8 +19,13 @@ class Report:
 
 
 def _near_miss(folder):
+    """The known folder a misspelt one was meant to be: same letters and digits, any case."""
+
+    def key(name):
+        return "".join(c for c in name.lower() if c.isalnum())
+
     for known in BY_FOLDER:
-        if known.lower() == folder.lower() or known.replace(" ", "") == folder.replace(" ", ""):
+        if key(known) == key(folder):
             return known
     return None
 
