@@ -41,8 +41,8 @@ def find_tool(name):
     return None
 
 
-MINGW64 = find_tool("x86_64-w64-mingw32-gcc")
-MINGW32 = find_tool("i686-w64-mingw32-gcc")
+MINGW64 = find_tool("x86_64-w64-mingw32-gcc-posix") or find_tool("x86_64-w64-mingw32-gcc")
+MINGW32 = find_tool("i686-w64-mingw32-gcc-posix") or find_tool("i686-w64-mingw32-gcc")
 CLANG = find_tool("clang")
 LD_LLD = find_tool("ld.lld")
 LLD_LINK = find_tool("lld-link")
