@@ -57,20 +57,6 @@ trap 'rm -rf "$stage"' EXIT
 resources="$stage/Pendlow/Build Resources"
 required=()
 
-for target in "${targets[@]}"; do
-  IFS='|' read -r preset folder library <<<"$target"
-  if [ "$build" = 1 ]; then
-    printf '\n=== %s: configure and build preset %s\n' "$folder" "$preset"
-    cmake --preset "$preset" >/dev/null
-    cmake --build "build/$preset" --target Pendlow -j"$(nproc 2>/dev/null || echo 2)"
-  fi
-  file="build/$preset/$library"
-  [ -f "$file" ] || die "$file is missing (build the '$preset' preset, or drop --no-build)"
-  mkdir -p "$resources/$folder"
-  cp "$file" "$resources/$folder/$library"
-  required+=(--require "$folder")
-done
-
 if [ -n "$prebuilt" ]; then
   [ -d "$prebuilt" ] || die "--prebuilt $prebuilt is not a folder"
   # Every folder in DIR must be one of the two; a misspelt one would silently be left out.
@@ -88,6 +74,27 @@ if [ -n "$prebuilt" ]; then
     [ -f "$prebuilt/$folder/$library" ] || die "$prebuilt/$folder holds no $library"
     extra=$(find "$prebuilt/$folder" -mindepth 1 ! -name "$library" | head -1)
     [ -z "$extra" ] || die "$extra: $prebuilt/$folder must hold only $library"
+  done
+fi
+
+for target in "${targets[@]}"; do
+  IFS='|' read -r preset folder library <<<"$target"
+  if [ "$build" = 1 ]; then
+    printf '\n=== %s: configure and build preset %s\n' "$folder" "$preset"
+    cmake --preset "$preset" >/dev/null
+    cmake --build "build/$preset" --target Pendlow -j"$(nproc 2>/dev/null || echo 2)"
+  fi
+  file="build/$preset/$library"
+  [ -f "$file" ] || die "$file is missing (build the '$preset' preset, or drop --no-build)"
+  mkdir -p "$resources/$folder"
+  cp "$file" "$resources/$folder/$library"
+  required+=(--require "$folder")
+done
+
+if [ -n "$prebuilt" ]; then
+  for target in "${prebuilt_targets[@]}"; do
+    IFS='|' read -r folder library <<<"$target"
+    [ -e "$prebuilt/$folder" ] || continue
     mkdir -p "$resources/$folder"
     cp "$prebuilt/$folder/$library" "$resources/$folder/$library"
     required+=(--require "$folder")
