@@ -6,6 +6,10 @@
 
 #include "tool_runner.h"
 
+#if defined(__APPLE__)
+#define st_mtim st_mtimespec  // the same timespec under macOS's name
+#endif
+
 namespace tooltest {
 namespace {
 

@@ -1,0 +1,1 @@
+"""Writing and checking the plug-in's distribution file (.xojo_plugin)."""
