@@ -69,6 +69,14 @@ REALmethodDefinition MakeModuleMethod(const REALmethodDefinition& m, REALproc fu
   return r;
 }
 
+// A heap copy of a C string that std::free releases (strdup is POSIX, not standard C++).
+char* CopyString(const char* text) {
+  const size_t size = std::strlen(text) + 1;
+  char* copy = static_cast<char*>(std::malloc(size));
+  if (copy != nullptr) std::memcpy(copy, text, size);
+  return copy;
+}
+
 void FreeModuleMethods(REALmethodDefinition* methods, size_t count) {
   for (size_t i = 0; i < count; i++) std::free(const_cast<char*>(methods[i].declaration));
   std::free(methods);
@@ -112,7 +120,7 @@ void RegisterClassAsModule(const REALclassDefinition& cls, ZeroAllocator allocat
         FreeModuleMethods(methods, count);
         return;
       }
-      char* copy = strdup(setter);
+      char* copy = CopyString(setter);
       if (copy == nullptr) {
         FreeModuleMethods(methods, count);
         return;
@@ -120,7 +128,7 @@ void RegisterClassAsModule(const REALclassDefinition& cls, ZeroAllocator allocat
       methods[count++] = MakeModuleMethod(m, m.setterFunction, copy);
     }
     if (m.function != nullptr) {
-      char* copy = strdup(getter);
+      char* copy = CopyString(getter);
       if (copy == nullptr) {
         FreeModuleMethods(methods, count);
         return;
@@ -131,7 +139,7 @@ void RegisterClassAsModule(const REALclassDefinition& cls, ZeroAllocator allocat
 
   REALmoduleDefinition* module = NewModule;
   module->version = static_cast<uint32_t>(CurrentREALControlVersion);
-  module->name = strdup(moduleName);
+  module->name = CopyString(moduleName);
   module->methods = methods;
   module->methodCount = count;
   module->properties = DebuggingSharedProperties;
