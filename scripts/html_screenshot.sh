@@ -8,12 +8,14 @@
 #                directory)
 #   -s W,H       window size in pixels (default 1000,700)
 #   -e FILE      compare the visible text with FILE instead of `pendlow import --text`
-# Environment: CHROMIUM (default /usr/bin/chromium).
+# Environment: CHROMIUM (default /usr/bin/chromium); PENDLOW_TOOL_EMULATOR, words put in front
+# of the tool (a cross build's emulator, e.g. "cmake/qemu-run.sh aarch64").
 # Exit status: 0 when the page rendered and its text matches; 1 when the text differs;
 # 2 for a usage error or a failure of the tool or the browser.
 set -euo pipefail
 
 tool=${PENDLOW_TOOL:-build/default/pendlow}
+read -r -a emulator <<<"${PENDLOW_TOOL_EMULATOR-}"
 out=""
 size="1000,700"
 expected=""
@@ -43,11 +45,11 @@ fi
 work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
 
-"$tool" import --html "$input" -o "$work/page.html" || exit 2
+"${emulator[@]}" "$tool" import --html "$input" -o "$work/page.html" || exit 2
 if [ -n "$expected" ]; then
   cp "$expected" "$work/expected.txt"
 else
-  "$tool" import --text "$input" -o "$work/expected.txt" || exit 2
+  "${emulator[@]}" "$tool" import --text "$input" -o "$work/expected.txt" || exit 2
 fi
 
 flags=(--headless --no-sandbox --disable-gpu --disable-quic --no-first-run

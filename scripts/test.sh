@@ -19,10 +19,11 @@ cmake --build --preset asan -j"$jobs"
 ASAN_OPTIONS=detect_leaks=1 UBSAN_OPTIONS=print_stacktrace=1 ctest --preset asan
 
 if echo 'int main(){}' | g++ -m32 -x c++ - -o /dev/null 2>/dev/null; then
-  step "32-bit build of the library (record layouts and host Integer width)"
-  cmake --preset i686 >/dev/null
-  cmake --build --preset i686 -j"$jobs"
-  exports=$(nm -D --defined-only build/i686/libPendlow.so | awk '{print $3}')
+  step "Linux X86 (32-bit i386) build and tests"
+  cmake --preset linux-x86 >/dev/null
+  cmake --build --preset linux-x86 -j"$jobs"
+  ctest --preset linux-x86
+  exports=$(nm -D --defined-only build/linux-x86/libPendlow.so | awk '{print $3}')
   [ "$exports" = "REALPluginMain" ] || { echo "unexpected exports: $exports"; exit 1; }
   echo "32-bit library exports only REALPluginMain"
 fi

@@ -6,12 +6,17 @@
 
 #include <errno.h>
 #include <iconv.h>
+#include <unistd.h>
 
 #include <array>
+#include <cstdlib>
+#include <cstring>
 #include <map>
 #include <memory>
 #include <mutex>
 #include <unordered_map>
+
+#include "host_state.h"
 
 namespace simhost {
 namespace {
@@ -225,6 +230,20 @@ const Codec* FindCodec(uint32_t encoding) {
 
 std::mutex gIconvMutex;
 
+// Every encoding in the table has a converter in a complete C library. Without one (the
+// target's gconv modules missing or not found, as under an emulator without the target's C
+// library) the host could only give empty or wrong text, so it stops and says why, on the real
+// standard error as standard error may be redirected into the log capture.
+[[noreturn]] void NoConverter(const char* to, const char* from) {
+  const std::string line = std::string("simhost: no converter from ") + from + " to " + to +
+                           " (iconv_open: " + std::strerror(errno) +
+                           "): the C library's text converters (gconv modules) for this "
+                           "architecture are missing or not found (GCONV_PATH)\n";
+  const Host::State* s = CurrentState();
+  (void)!write(s != nullptr && s->savedStderr >= 0 ? s->savedStderr : 2, line.data(), line.size());
+  std::abort();
+}
+
 // Cached converters, one per (to, from) pair, reset before each use. Guarded by gIconvMutex.
 iconv_t Converter(const char* to, const char* from) {
   // Closes the converters at exit, so that leak checkers find nothing left open.
@@ -238,9 +257,13 @@ iconv_t Converter(const char* to, const char* from) {
   static Cache cache;
   auto key = std::make_pair(std::string(to), std::string(from));
   auto it = cache.find(key);
-  if (it == cache.end()) it = cache.emplace(key, iconv_open(to, from)).first;
+  if (it == cache.end()) {
+    iconv_t cd = iconv_open(to, from);
+    if (cd == reinterpret_cast<iconv_t>(-1)) NoConverter(to, from);
+    it = cache.emplace(key, cd).first;
+  }
   iconv_t cd = it->second;
-  if (cd != reinterpret_cast<iconv_t>(-1)) iconv(cd, nullptr, nullptr, nullptr, nullptr);
+  iconv(cd, nullptr, nullptr, nullptr, nullptr);
   return cd;
 }
 

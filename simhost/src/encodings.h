@@ -9,6 +9,7 @@
 //   other target.
 // - No byte-order mark is read or written; U+FEFF is an ordinary character.
 // - Only an encoding value the host does not know makes a conversion fail.
+// - A known encoding whose converter the C library lacks stops the program with a message.
 #pragma once
 
 #include <cstdint>

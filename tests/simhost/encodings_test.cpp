@@ -1,6 +1,8 @@
 // Conversions of the simulated host between its text encodings, including the encodings that
 // glibc lacks and the host replaces by documented approximations.
 #include <gtest/gtest.h>
+#include <sys/resource.h>
+#include <unistd.h>
 
 #include <string>
 
@@ -185,6 +187,26 @@ TEST(SimhostEncodings, EveryListedEncodingRoundTripsText) {
     ASSERT_TRUE(bytes.has_value()) << std::hex << e;
     EXPECT_EQ(Host::Convert(*bytes, e, kUTF8), text) << std::hex << e;
   }
+}
+
+// A C library without the converter of a known encoding (the target's gconv modules missing)
+// stops the host with a message, also while standard error is being captured into the log,
+// rather than give empty text. Here no further file can be opened, so glibc finds no module.
+TEST(SimhostEncodingsDeathTest, MissingConverterStopsTheHostWithAMessage) {
+  GTEST_FLAG_SET(death_test_style, "threadsafe");  // a fresh process, no converter opened yet
+  EXPECT_DEATH(
+      {
+        Host host;
+        host.BeginLogCapture();
+        const int lowestFree = dup(0);
+        close(lowestFree);
+        rlimit files{};
+        getrlimit(RLIMIT_NOFILE, &files);
+        files.rlim_cur = static_cast<rlim_t>(lowestFree);
+        setrlimit(RLIMIT_NOFILE, &files);
+        Host::Convert("caf\xE9", kREALTextEncodingWindowsLatin1, kUTF8);
+      },
+      "simhost: no converter from CP1252 to UTF-32LE .*gconv modules");
 }
 
 }  // namespace

@@ -7,6 +7,8 @@
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
+#include <string>
+#include <vector>
 
 #include "tool_runner.h"
 
@@ -24,6 +26,13 @@ ScriptResult RunScript(const std::string& arguments) {
   std::string command = "PENDLOW_TOOL='" + ToolPath() + "' CHROMIUM='" + kChromium + "' '" +
                         std::string(PENDLOW_SOURCE_DIR) + "/scripts/html_screenshot.sh' " +
                         arguments + " 2>&1";
+#ifdef PENDLOW_TOOL_EMULATOR
+  // A cross build's tool runs through the emulator that runs the tests.
+  const std::vector<std::string> words = PENDLOW_TOOL_EMULATOR;
+  std::string emulator;
+  for (const std::string& word : words) emulator += (emulator.empty() ? "" : " ") + word;
+  command = "PENDLOW_TOOL_EMULATOR='" + emulator + "' " + command;
+#endif
   ScriptResult result;
   FILE* pipe = ::popen(command.c_str(), "r");
   if (pipe == nullptr) return result;

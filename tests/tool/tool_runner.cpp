@@ -83,6 +83,11 @@ ToolResult RunTool(const std::vector<std::string>& arguments, const RunOptions& 
   if (options.stdoutTerminal) outTerminal = OpenTerminal();
 
   std::vector<std::string> args = {options.program.empty() ? ToolPath() : options.program};
+#ifdef PENDLOW_TOOL_EMULATOR
+  // A cross build's programs start only through the emulator that runs the tests.
+  const std::vector<std::string> emulator = PENDLOW_TOOL_EMULATOR;
+  args.insert(args.begin(), emulator.begin(), emulator.end());
+#endif
   args.insert(args.end(), arguments.begin(), arguments.end());
   std::vector<char*> argv;
   for (std::string& a : args) argv.push_back(a.data());
