@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 
 #include <cstdint>
+#include <cstdio>
 #include <random>
 #include <set>
 #include <string>
@@ -27,18 +28,6 @@ using simhost::Converters;
 // know them. The library never asks for them (they are no "\ansicpg" code page).
 const std::set<uint32_t> kIconvOnly = {0x0632, 0x0920, 0x0930, 0x0940, 0x0A01, 0x0A03};
 
-// Every encoding value the host could know: the host's numbers and the Windows code pages.
-std::vector<uint32_t> Candidates() {
-  std::vector<uint32_t> all;
-  for (uint32_t e = 0; e <= 0xFFFF; ++e) all.push_back(e);
-  for (uint32_t cp = 0; cp <= 0xFFFE; ++cp) all.push_back(0xFFFF0000u | cp);
-  for (uint32_t form :
-       {0x0100u, 0x08000100u, 0x0C000100u, 0x10000100u, 0x14000100u, 0x18000100u, 0x1C000100u}) {
-    all.push_back(form);
-  }
-  return all;
-}
-
 // The code-page encodings both converters know (the Unicode forms do not use either).
 std::vector<uint32_t> CodePages() {
   std::vector<uint32_t> pages;
@@ -53,6 +42,20 @@ std::u32string Decoded(Converters converters, const std::string& bytes, uint32_t
   std::u32string out;
   if (!simhost::DecodeTextWith(converters, bytes, encoding, &out)) return U"<failed>";
   return out;
+}
+
+#if SIMHOST_HAVE_ICONV
+
+// Every encoding value the host could know: the host's numbers and the Windows code pages.
+std::vector<uint32_t> Candidates() {
+  std::vector<uint32_t> all;
+  for (uint32_t e = 0; e <= 0xFFFF; ++e) all.push_back(e);
+  for (uint32_t cp = 0; cp <= 0xFFFE; ++cp) all.push_back(0xFFFF0000u | cp);
+  for (uint32_t form :
+       {0x0100u, 0x08000100u, 0x0C000100u, 0x10000100u, 0x14000100u, 0x18000100u, 0x1C000100u}) {
+    all.push_back(form);
+  }
+  return all;
 }
 
 std::string Encoded(Converters converters, const std::u32string& text, uint32_t encoding) {
@@ -70,8 +73,6 @@ std::string Hex(const std::string& bytes) {
   }
   return out;
 }
-
-#if SIMHOST_HAVE_ICONV
 
 TEST(CodePageTables, KnowTheSameEncodingsAsIconv) {
   std::set<uint32_t> onlyIconv;
@@ -106,41 +107,50 @@ TEST(CodePageTables, EveryByteAndPairDecodesAsThroughIconv) {
   }
 }
 
-TEST(CodePageTables, EveryCharacterEncodesAsThroughIconv) {
+// One test per code page (the multi-byte ones take seconds each), so they can run side by side.
+class EveryCharacter : public ::testing::TestWithParam<uint32_t> {};
+
+TEST_P(EveryCharacter, EncodesAsThroughIconv) {
   constexpr char32_t kChunk = 4096;
-  for (uint32_t e : CodePages()) {
-    // The Mac Japanese, Chinese and Korean scripts are their Windows code page (932, 950, 949,
-    // 936) with single-byte changes in the BMP; above it they encode exactly like that code
-    // page, which is checked on its own. (iconv is slow at refusing characters: about 2 s per
-    // code page for the planes above the BMP.)
-    bool macScript = e == 0x0001 || e == 0x0002 || e == 0x0003 || e == 0x0019;
-    char32_t end = macScript ? 0x10000 : 0x110000;
-    size_t mismatches = 0;
-    for (char32_t first = 0; first < end && mismatches < 5; first += kChunk) {
-      std::u32string chunk;
-      for (char32_t c = first; c < first + kChunk; ++c) chunk.push_back(c);
-      std::string expected = Encoded(Converters::kIconv, chunk, e);
-      // Through the tables every character gives at least one byte ("?" at worst) except the
-      // tag characters U+E0000-U+E007F, which the CJK converters drop. So outside those, N
-      // bytes for N characters means one byte each, and the same N bytes from iconv mean the
-      // same byte for each character. Any other chunk is compared one character at a time.
-      bool tags = first <= 0xE007F && first + kChunk > 0xE0000;
-      if (!tags && expected.size() == chunk.size() &&
-          Encoded(Converters::kTables, chunk, e) == expected) {
-        continue;
-      }
-      for (char32_t c : chunk) {
-        std::u32string one(1, c);
-        std::string want = Encoded(Converters::kIconv, one, e);
-        if (Encoded(Converters::kTables, one, e) != want) {
-          ADD_FAILURE() << std::hex << "encoding " << e << ": U+" << static_cast<uint32_t>(c)
-                        << " gives " << Hex(want) << " through iconv";
-          if (++mismatches == 5) break;
-        }
+  const uint32_t e = GetParam();
+  // The Mac Japanese, Chinese and Korean scripts are their Windows code page (932, 950, 949,
+  // 936) with single-byte changes in the BMP; above it they encode exactly like that code
+  // page, which is checked on its own. (iconv is slow at refusing characters: about 2 s per
+  // code page for the planes above the BMP.)
+  bool macScript = e == 0x0001 || e == 0x0002 || e == 0x0003 || e == 0x0019;
+  char32_t end = macScript ? 0x10000 : 0x110000;
+  size_t mismatches = 0;
+  for (char32_t first = 0; first < end && mismatches < 5; first += kChunk) {
+    std::u32string chunk;
+    for (char32_t c = first; c < first + kChunk; ++c) chunk.push_back(c);
+    std::string expected = Encoded(Converters::kIconv, chunk, e);
+    // Through the tables every character gives at least one byte ("?" at worst) except the
+    // tag characters U+E0000-U+E007F, which the CJK converters drop. So outside those, N
+    // bytes for N characters means one byte each, and the same N bytes from iconv mean the
+    // same byte for each character. Any other chunk is compared one character at a time.
+    bool tags = first <= 0xE007F && first + kChunk > 0xE0000;
+    if (!tags && expected.size() == chunk.size() &&
+        Encoded(Converters::kTables, chunk, e) == expected) {
+      continue;
+    }
+    for (char32_t c : chunk) {
+      std::u32string one(1, c);
+      std::string want = Encoded(Converters::kIconv, one, e);
+      if (Encoded(Converters::kTables, one, e) != want) {
+        ADD_FAILURE() << std::hex << "encoding " << e << ": U+" << static_cast<uint32_t>(c)
+                      << " gives " << Hex(want) << " through iconv";
+        if (++mismatches == 5) break;
       }
     }
   }
 }
+
+INSTANTIATE_TEST_SUITE_P(CodePageTables, EveryCharacter, ::testing::ValuesIn(CodePages()),
+                         [](const ::testing::TestParamInfo<uint32_t>& info) {
+                           char name[16];
+                           std::snprintf(name, sizeof name, "x%04X", info.param);
+                           return std::string(name);
+                         });
 
 TEST(CodePageTables, RandomTextsConvertAsThroughIconv) {
   // Longer inputs catch any dependence on what came before.
