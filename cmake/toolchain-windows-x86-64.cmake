@@ -5,7 +5,3 @@ set(CMAKE_SYSTEM_PROCESSOR AMD64)
 set(PENDLOW_MINGW_TRIPLET x86_64-w64-mingw32)
 include(${CMAKE_CURRENT_LIST_DIR}/mingw-common.cmake)
 set(CMAKE_CROSSCOMPILING_EMULATOR ${CMAKE_CURRENT_LIST_DIR}/wine-run.sh)
-# Paths compiled into the tests and the simulated host, as the programs see them under wine:
-# drive Z: is the Unix root (a bare "/work/..." would name the current drive, C: in a
-# temporary folder).
-set(PENDLOW_RUN_PATH_PREFIX "Z:")
