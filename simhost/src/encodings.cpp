@@ -1,12 +1,15 @@
 // Host text encodings. Unicode forms are converted here directly; single-byte encodings use a
 // 256-entry table (built once from glibc's iconv, or embedded where glibc has no converter);
-// multi-byte encodings (the CJK code pages) stream through iconv. See README.md for the list of
-// approximations.
+// multi-byte encodings (the CJK code pages) stream through iconv. Without iconv (Windows) the
+// code pages come from tables generated out of glibc's iconv (code_page_tables.h), which give
+// the same answers. See README.md for the list of approximations.
 #include "encodings.h"
 
+#if SIMHOST_HAVE_ICONV
 #include <errno.h>
 #include <iconv.h>
 #include <unistd.h>
+#endif
 
 #include <array>
 #include <cstdlib>
@@ -17,6 +20,7 @@
 #include <unordered_map>
 
 #include "host_state.h"
+#include "code_page_tables.h"
 
 namespace simhost {
 namespace {
@@ -226,9 +230,33 @@ const Codec* FindCodec(uint32_t encoding) {
   return it == kCodecs.end() ? nullptr : &it->second;
 }
 
-// --- iconv plumbing -------------------------------------------------------------------------
+const Patch* FindPatchByte(const Codec& codec, uint8_t byte) {
+  for (size_t i = 0; i < codec.patchCount; ++i) {
+    if (codec.patches[i].byte == byte) return &codec.patches[i];
+  }
+  return nullptr;
+}
 
+const Patch* FindPatchCharacter(const Codec& codec, char32_t c) {
+  for (size_t i = 0; i < codec.patchCount; ++i) {
+    if (codec.patches[i].encodable && codec.patches[i].character == c) return &codec.patches[i];
+  }
+  return nullptr;
+}
+
+void WonSignToBackslash(const Codec& codec, size_t start, std::u32string* out) {
+  if (codec.wonSignToBackslash) {
+    for (size_t i = start; i < out->size(); ++i) {
+      if ((*out)[i] == 0x20A9) (*out)[i] = '\\';
+    }
+  }
+}
+
+// Guards the iconv converters and the byte-table cache.
 std::mutex gIconvMutex;
+
+// --- iconv plumbing -------------------------------------------------------------------------
+#if SIMHOST_HAVE_ICONV
 
 // Every encoding in the table has a converter in a complete C library. Without one (the
 // target's gconv modules missing or not found, as under an emulator without the target's C
@@ -275,29 +303,24 @@ void AppendUTF32LE(const char* p, size_t n, std::u32string* out) {
   }
 }
 
-const Patch* FindPatchByte(const Codec& codec, uint8_t byte) {
-  for (size_t i = 0; i < codec.patchCount; ++i) {
-    if (codec.patches[i].byte == byte) return &codec.patches[i];
-  }
-  return nullptr;
-}
-
-const Patch* FindPatchCharacter(const Codec& codec, char32_t c) {
-  for (size_t i = 0; i < codec.patchCount; ++i) {
-    if (codec.patches[i].encodable && codec.patches[i].character == c) return &codec.patches[i];
-  }
-  return nullptr;
+// glibc's UHC converter (CP949) rejects the pair A2 E8 only after stepping over it, so its error
+// points at the byte after the pair (or at the end of the input): the pair is what is bad.
+// (A2 E8 cannot end any other unit there: E8 is a lead byte, so it is the pair's trail.)
+bool SteppedOverPair(const Codec& codec, const char* begin, const char* at) {
+  return at - begin >= 2 && std::string_view(codec.iconvName) == "CP949" && at[-2] == '\xA2' &&
+         at[-1] == '\xE8';
 }
 
 // Multi-byte decoding through iconv. An undecodable byte becomes U+FFFD (or its patch) and the
 // scan resumes at the next byte; a sequence cut off at the end becomes one U+FFFD.
-bool DecodeMultiByte(const Codec& codec, std::string_view bytes, std::u32string* out) {
+bool DecodeMultiByteIconv(const Codec& codec, std::string_view bytes, std::u32string* out) {
   std::lock_guard<std::mutex> lock(gIconvMutex);
   iconv_t cd = Converter("UTF-32LE", codec.iconvName);
   if (cd == reinterpret_cast<iconv_t>(-1)) return false;
   char* in = const_cast<char*>(bytes.data());
   size_t inLeft = bytes.size();
   size_t start = out->size();
+  const char* steppedOver = nullptr;  // where the last stepped-over pair was reported
   char buffer[4096];
   while (true) {
     char* o = buffer;
@@ -310,7 +333,14 @@ bool DecodeMultiByte(const Codec& codec, std::string_view bytes, std::u32string*
       continue;
     }
     if (error == E2BIG) continue;
-    if (error == EILSEQ) {
+    if (error == EILSEQ && in != steppedOver && SteppedOverPair(codec, bytes.data(), in)) {
+      out->push_back(kReplacement);
+      steppedOver = in;
+      iconv(cd, nullptr, nullptr, nullptr, nullptr);
+      if (inLeft == 0) break;
+      continue;
+    }
+    if (error == EILSEQ && inLeft > 0) {
       const Patch* patch = FindPatchByte(codec, static_cast<uint8_t>(*in));
       out->push_back(patch != nullptr ? patch->character : kReplacement);
       ++in;
@@ -319,20 +349,16 @@ bool DecodeMultiByte(const Codec& codec, std::string_view bytes, std::u32string*
       if (inLeft == 0) break;
       continue;
     }
-    // EINVAL: an incomplete sequence at the end.
+    // EINVAL: an incomplete sequence at the end (or an error reported past the last byte).
     out->push_back(kReplacement);
     break;
   }
-  if (codec.wonSignToBackslash) {
-    for (size_t i = start; i < out->size(); ++i) {
-      if ((*out)[i] == 0x20A9) (*out)[i] = '\\';
-    }
-  }
+  WonSignToBackslash(codec, start, out);
   return true;
 }
 
 // Multi-byte encoding through iconv; characters without a byte form become "?".
-bool EncodeMultiByte(const Codec& codec, std::u32string_view text, std::string* out) {
+bool EncodeMultiByteIconv(const Codec& codec, std::u32string_view text, std::string* out) {
   std::lock_guard<std::mutex> lock(gIconvMutex);
   iconv_t cd = Converter(codec.iconvName, "UTF-32LE");
   if (cd == reinterpret_cast<iconv_t>(-1)) return false;
@@ -375,14 +401,6 @@ bool EncodeMultiByte(const Codec& codec, std::u32string_view text, std::string* 
   return true;
 }
 
-// --- single-byte tables ---------------------------------------------------------------------
-
-struct ByteTable {
-  std::array<char32_t, 256> decode;
-  std::unordered_map<char32_t, uint8_t> encode;
-  bool asciiIdentity = true;
-};
-
 // One byte through iconv, flushed so that converters that hold back a base letter (waiting for
 // a combining mark) give it out. kInvalid when the byte does not decode to one character.
 char32_t DecodeOneByte(iconv_t cd, uint8_t byte) {
@@ -400,24 +418,115 @@ char32_t DecodeOneByte(iconv_t cd, uint8_t byte) {
   return cps.size() == 1 ? cps[0] : kInvalid;
 }
 
-const ByteTable* TableFor(const Codec& codec) {
+#endif  // SIMHOST_HAVE_ICONV
+
+// --- generated tables -----------------------------------------------------------------------
+
+// Multi-byte decoding through the tables, with the same outcome as through iconv.
+bool DecodeMultiByteTables(const Codec& codec, std::string_view bytes, std::u32string* out) {
+  const tables::MultiByteCodec* table = tables::FindMultiByte(codec.iconvName);
+  if (table == nullptr) return false;
+  size_t start = out->size();
+  for (size_t i = 0; i < bytes.size();) {
+    tables::MultiByteCodec::Step step = table->Decode(bytes.substr(i));
+    if (step.kind == tables::MultiByteCodec::Step::kCharacter) {
+      out->push_back(step.character);
+    } else if (step.kind == tables::MultiByteCodec::Step::kIncomplete) {
+      out->push_back(kReplacement);
+      break;
+    } else if (step.length == 2) {
+      out->push_back(kReplacement);  // a pair iconv steps over
+    } else {
+      const Patch* patch = FindPatchByte(codec, static_cast<uint8_t>(bytes[i]));
+      out->push_back(patch != nullptr ? patch->character : kReplacement);
+    }
+    i += step.length;
+  }
+  WonSignToBackslash(codec, start, out);
+  return true;
+}
+
+bool EncodeMultiByteTables(const Codec& codec, std::u32string_view text, std::string* out) {
+  const tables::MultiByteCodec* table = tables::FindMultiByte(codec.iconvName);
+  if (table == nullptr) return false;
+  for (char32_t c : text) {
+    if (const Patch* patch = FindPatchCharacter(codec, c)) {
+      out->push_back(static_cast<char>(patch->byte));
+    } else if (!table->Encode(c, out)) {
+      out->push_back('?');
+    }
+  }
+  return true;
+}
+
+// --- the converters in use ------------------------------------------------------------------
+
+bool DecodeMultiByte(const Codec& codec, Converters converters, std::string_view bytes,
+                     std::u32string* out) {
+#if SIMHOST_HAVE_ICONV
+  if (converters == Converters::kIconv) return DecodeMultiByteIconv(codec, bytes, out);
+#endif
+  return converters == Converters::kTables && DecodeMultiByteTables(codec, bytes, out);
+}
+
+bool EncodeMultiByte(const Codec& codec, Converters converters, std::u32string_view text,
+                     std::string* out) {
+#if SIMHOST_HAVE_ICONV
+  if (converters == Converters::kIconv) return EncodeMultiByteIconv(codec, text, out);
+#endif
+  return converters == Converters::kTables && EncodeMultiByteTables(codec, text, out);
+}
+
+bool HasMultiByte(const Codec& codec, Converters converters) {
+#if SIMHOST_HAVE_ICONV
+  if (converters == Converters::kIconv) {
+    std::lock_guard<std::mutex> lock(gIconvMutex);
+    return Converter("UTF-32LE", codec.iconvName) != reinterpret_cast<iconv_t>(-1);
+  }
+#endif
+  return converters == Converters::kTables && tables::FindMultiByte(codec.iconvName) != nullptr;
+}
+
+// What each byte of a single-byte code page decodes to on its own; false when the converters
+// do not have the code page. Called under gIconvMutex.
+bool DecodeEachByte(const Codec& codec, Converters converters, std::array<char32_t, 256>* decode) {
+#if SIMHOST_HAVE_ICONV
+  if (converters == Converters::kIconv) {
+    iconv_t cd = Converter("UTF-32LE", codec.iconvName);
+    if (cd == reinterpret_cast<iconv_t>(-1)) return false;
+    for (int b = 0; b < 256; ++b) (*decode)[b] = DecodeOneByte(cd, static_cast<uint8_t>(b));
+    return true;
+  }
+#endif
+  return converters == Converters::kTables && tables::SingleByteTable(codec.iconvName, decode);
+}
+
+// --- single-byte tables ---------------------------------------------------------------------
+
+struct ByteTable {
+  std::array<char32_t, 256> decode;
+  std::unordered_map<char32_t, uint8_t> encode;
+  bool asciiIdentity = true;
+};
+
+const ByteTable* TableFor(const Codec& codec, Converters converters) {
   // Tables live for the whole process; each thread remembers the last one it used.
   thread_local const Codec* lastCodec = nullptr;
+  thread_local Converters lastConverters = kPlatformConverters;
   thread_local const ByteTable* lastTable = nullptr;
-  if (lastCodec == &codec) return lastTable;
-  static std::map<const Codec*, std::unique_ptr<ByteTable>> tables;
+  if (lastCodec == &codec && lastConverters == converters) return lastTable;
+  static std::map<std::pair<const Codec*, Converters>, std::unique_ptr<ByteTable>> tables;
   std::lock_guard<std::mutex> lock(gIconvMutex);
-  auto it = tables.find(&codec);
+  auto it = tables.find({&codec, converters});
   if (it != tables.end()) {
     lastCodec = &codec;
+    lastConverters = converters;
     lastTable = it->second.get();
     return lastTable;
   }
   auto table = std::make_unique<ByteTable>();
   if (codec.iconvName != nullptr) {
-    iconv_t cd = Converter("UTF-32LE", codec.iconvName);
-    if (cd == reinterpret_cast<iconv_t>(-1)) return nullptr;
-    for (int b = 0; b < 256; ++b) table->decode[b] = DecodeOneByte(cd, static_cast<uint8_t>(b));
+    if (!DecodeEachByte(codec, converters, &table->decode)) return nullptr;
   } else {
     for (int b = 0; b < 256; ++b) {
       table->decode[b] = b < 0x80 ? char32_t(b) : codec.upper ? codec.upper[b - 0x80] : kInvalid;
@@ -431,7 +540,9 @@ const ByteTable* TableFor(const Codec& codec) {
     if (table->decode[b] != kInvalid) table->encode.emplace(table->decode[b], uint8_t(b));
   }
   lastCodec = &codec;
-  lastTable = tables.emplace(&codec, std::move(table)).first->second.get();
+  lastConverters = converters;
+  lastTable =
+      tables.emplace(std::make_pair(&codec, converters), std::move(table)).first->second.get();
   return lastTable;
 }
 
@@ -547,13 +658,14 @@ void AppendUTF8(char32_t c, std::string* out) {
 }
 
 bool IsKnownEncoding(uint32_t encoding) {
+  return IsKnownEncodingWith(kPlatformConverters, encoding);
+}
+
+bool IsKnownEncodingWith(Converters converters, uint32_t encoding) {
   const Codec* codec = FindCodec(encoding);
   if (codec == nullptr) return false;
-  if (codec->form == Form::kSingleByte) return TableFor(*codec) != nullptr;
-  if (codec->form == Form::kMultiByte) {
-    std::lock_guard<std::mutex> lock(gIconvMutex);
-    return Converter("UTF-32LE", codec->iconvName) != reinterpret_cast<iconv_t>(-1);
-  }
+  if (codec->form == Form::kSingleByte) return TableFor(*codec, converters) != nullptr;
+  if (codec->form == Form::kMultiByte) return HasMultiByte(*codec, converters);
   return true;
 }
 
@@ -562,11 +674,16 @@ bool IsAsciiCompatible(uint32_t encoding) {
   if (codec == nullptr) return false;
   if (codec->form == Form::kUTF8) return true;
   if (codec->form != Form::kSingleByte) return false;
-  const ByteTable* table = TableFor(*codec);
+  const ByteTable* table = TableFor(*codec, kPlatformConverters);
   return table != nullptr && table->asciiIdentity;
 }
 
 bool DecodeText(std::string_view bytes, uint32_t encoding, std::u32string* out) {
+  return DecodeTextWith(kPlatformConverters, bytes, encoding, out);
+}
+
+bool DecodeTextWith(Converters converters, std::string_view bytes, uint32_t encoding,
+                    std::u32string* out) {
   const Codec* codec = FindCodec(encoding);
   if (codec == nullptr) return false;
   auto push = [out](char32_t c) { out->push_back(c); };
@@ -582,7 +699,7 @@ bool DecodeText(std::string_view bytes, uint32_t encoding, std::u32string* out) 
       ForEachUTF32(bytes, codec->bigEndian, push);
       return true;
     case Form::kSingleByte: {
-      const ByteTable* table = TableFor(*codec);
+      const ByteTable* table = TableFor(*codec, converters);
       if (table == nullptr) return false;
       out->reserve(out->size() + bytes.size());
       for (unsigned char b : bytes) {
@@ -592,12 +709,17 @@ bool DecodeText(std::string_view bytes, uint32_t encoding, std::u32string* out) 
       return true;
     }
     case Form::kMultiByte:
-      return DecodeMultiByte(*codec, bytes, out);
+      return DecodeMultiByte(*codec, converters, bytes, out);
   }
   return false;
 }
 
 bool EncodeText(std::u32string_view text, uint32_t encoding, std::string* out) {
+  return EncodeTextWith(kPlatformConverters, text, encoding, out);
+}
+
+bool EncodeTextWith(Converters converters, std::u32string_view text, uint32_t encoding,
+                    std::string* out) {
   const Codec* codec = FindCodec(encoding);
   if (codec == nullptr) return false;
   switch (codec->form) {
@@ -619,7 +741,7 @@ bool EncodeText(std::u32string_view text, uint32_t encoding, std::string* out) {
       for (char32_t c : text) AppendUnit(c, 4, codec->bigEndian, out);
       return true;
     case Form::kSingleByte: {
-      const ByteTable* table = TableFor(*codec);
+      const ByteTable* table = TableFor(*codec, converters);
       if (table == nullptr) return false;
       out->reserve(out->size() + text.size());
       for (char32_t c : text) {
@@ -633,7 +755,7 @@ bool EncodeText(std::u32string_view text, uint32_t encoding, std::string* out) {
       return true;
     }
     case Form::kMultiByte:
-      return EncodeMultiByte(*codec, text, out);
+      return EncodeMultiByte(*codec, converters, text, out);
   }
   return false;
 }
@@ -653,10 +775,11 @@ int64_t CountCharacters(std::string_view bytes, uint32_t encoding) {
     case Form::kUTF32:
       return static_cast<int64_t>((bytes.size() + 3) / 4);
     case Form::kSingleByte:
-      return TableFor(*codec) != nullptr ? static_cast<int64_t>(bytes.size()) : -1;
+      return TableFor(*codec, kPlatformConverters) != nullptr ? static_cast<int64_t>(bytes.size())
+                                                              : -1;
     case Form::kMultiByte: {
       std::u32string decoded;
-      if (!DecodeMultiByte(*codec, bytes, &decoded)) return -1;
+      if (!DecodeMultiByte(*codec, kPlatformConverters, bytes, &decoded)) return -1;
       return static_cast<int64_t>(decoded.size());
     }
   }

@@ -16,7 +16,21 @@
 #include <string>
 #include <string_view>
 
+// glibc's iconv where the C library has it (Linux); Windows has none.
+#if !defined(_WIN32)
+#define SIMHOST_HAVE_ICONV 1
+#else
+#define SIMHOST_HAVE_ICONV 0
+#endif
+
 namespace simhost {
+
+// What the code pages are converted with: glibc's iconv (the Linux host), or tables generated
+// from it that give the same answers (code_page_tables.h; the host without iconv). The plain
+// functions below use the platform's own; tests on Linux run both and compare.
+enum class Converters { kIconv, kTables };
+constexpr Converters kPlatformConverters =
+    SIMHOST_HAVE_ICONV ? Converters::kIconv : Converters::kTables;
 
 // Decodes bytes of `encoding` into code points, appended to *out. False: unknown encoding.
 bool DecodeText(std::string_view bytes, uint32_t encoding, std::u32string* out);
@@ -26,6 +40,13 @@ bool EncodeText(std::u32string_view text, uint32_t encoding, std::string* out);
 
 // Whether the host knows the encoding.
 bool IsKnownEncoding(uint32_t encoding);
+
+// The same three with the given converters (false when these are not on this platform).
+bool DecodeTextWith(Converters converters, std::string_view bytes, uint32_t encoding,
+                    std::u32string* out);
+bool EncodeTextWith(Converters converters, std::u32string_view text, uint32_t encoding,
+                    std::string* out);
+bool IsKnownEncodingWith(Converters converters, uint32_t encoding);
 
 // Number of characters (code points) the bytes decode to; -1 for an unknown encoding.
 // Cheap for single-byte encodings (the byte count) and for the Unicode forms.

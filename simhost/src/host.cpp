@@ -8,6 +8,7 @@
 #include <locale.h>
 #include <wctype.h>
 
+#include "code_page_tables.h"
 #include "encodings.h"
 #include "host_state.h"
 
@@ -21,13 +22,17 @@ Host::State* gCurrentState = nullptr;
 constexpr size_t kQuarantine = 4096;
 
 // Simple case folding: ASCII and Latin-1 directly, the rest of the BMP through the C.UTF-8
-// locale's towlower when the system has it.
+// locale's towlower when the system has it (on Windows, through a table generated from it).
 char32_t Fold(char32_t c) {
   if (c < 0x80) return c >= 'A' && c <= 'Z' ? c + 32 : c;
   if (c >= 0xC0 && c <= 0xDE && c != 0xD7) return c + 32;
   if (c > 0xFFFF) return c;
+#if defined(_WIN32)
+  return tables::LowerCase(c);
+#else
   static locale_t utf8 = newlocale(LC_CTYPE_MASK, "C.UTF-8", static_cast<locale_t>(0));
   if (utf8 != static_cast<locale_t>(0)) return static_cast<char32_t>(towlower_l(c, utf8));
+#endif
   if ((c >= 0x391 && c <= 0x3A9 && c != 0x3A2) || (c >= 0x410 && c <= 0x42F)) return c + 32;
   if (c >= 0x400 && c <= 0x40F) return c + 80;
   if (c >= 0x100 && c <= 0x17F && c % 2 == 0 && c != 0x130 && c != 0x138) return c + 1;

@@ -25,6 +25,8 @@ struct REALstringStruct {
 
 namespace simhost {
 
+struct DebugOutputMonitor;  // Windows log capture (log_capture_win.cpp)
+
 enum class ObjectKind { kStyledText, kStyleRun, kParagraph, kException };
 
 // A style run as the host stores it: text and font keep their bytes and encoding.
@@ -159,8 +161,9 @@ struct Host::State {
 
   std::vector<std::string> log;
   int captureDepth = 0;
-  int captureFd = -1;
-  int savedStderr = -1;
+  int captureFd = -1;                     // POSIX: the file standard error points at
+  int savedStderr = -1;                   // POSIX: the real standard error
+  DebugOutputMonitor* monitor = nullptr;  // Windows: the debug-output monitor
 
   ~State();
 

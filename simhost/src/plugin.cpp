@@ -1,17 +1,16 @@
 // Loading the built library the way the IDE does: open it, call REALPluginMain with the
 // resolver, and find the member it registered.
-#include <dlfcn.h>
-#include <fcntl.h>
-#include <unistd.h>
-
-#include <cerrno>
 #include <cstdlib>
-#include <cstring>
 
 #include "host_state.h"
+#include "plugin_loader.h"
 
 #ifndef PENDLOW_DEFAULT_LIBRARY
+#if defined(_WIN32)
+#define PENDLOW_DEFAULT_LIBRARY "Pendlow.dll"
+#else
 #define PENDLOW_DEFAULT_LIBRARY "libPendlow.so"
+#endif
 #endif
 
 namespace simhost {
@@ -22,33 +21,6 @@ typedef REALstring(RBCALL* GetterFn)(REALobject, RBBoolean);
 typedef void(RBCALL* SetterFn)(REALobject, RBBoolean, REALstring);
 typedef RBBoolean(RBCALL* DebugGetterFn)();
 typedef void(RBCALL* DebugSetterFn)(RBBoolean);
-
-// Copies a file; "" on success, else the reason.
-std::string CopyFile(const std::string& from, int toFd) {
-  int in = open(from.c_str(), O_RDONLY | O_CLOEXEC);
-  if (in < 0) return "cannot open " + from + ": " + std::strerror(errno);
-  char buffer[1 << 16];
-  std::string error;
-  for (ssize_t n; (n = read(in, buffer, sizeof buffer)) != 0;) {
-    if (n < 0) {
-      if (errno == EINTR) continue;
-      error = "cannot read " + from + ": " + std::strerror(errno);
-      break;
-    }
-    for (ssize_t done = 0; done < n;) {
-      ssize_t w = write(toFd, buffer + done, static_cast<size_t>(n - done));
-      if (w < 0 && errno == EINTR) continue;
-      if (w <= 0) {
-        error = std::string("cannot write the library copy: ") + std::strerror(errno);
-        break;
-      }
-      done += w;
-    }
-    if (!error.empty()) break;
-  }
-  close(in);
-  return error;
-}
 
 // Runs a call into the library inside a log capture when the host wants one.
 template <typename F>
@@ -75,28 +47,10 @@ std::string Plugin::DefaultLibraryPath() {
 Plugin::Plugin(Host& host, const std::string& libraryPath) : host_(host) {
   // A private copy: the dynamic loader shares one instance per file, and each Plugin must start
   // with fresh globals and service caches.
-  const char* dir = std::getenv("TMPDIR");
-  std::string path =
-      std::string(dir != nullptr && *dir != '\0' ? dir : "/tmp") + "/pendlow-plugin-XXXXXX.so";
-  int fd = mkstemps(path.data(), 3);
-  if (fd < 0) {
-    error_ = std::string("cannot create a copy of the library: ") + std::strerror(errno);
-    return;
-  }
-  copyPath_ = path;
-  error_ = CopyFile(libraryPath, fd);
-  close(fd);
-  if (error_.empty()) {
-    handle_ = dlopen(copyPath_.c_str(), RTLD_NOW | RTLD_LOCAL);
-    if (handle_ == nullptr) {
-      const char* why = dlerror();
-      error_ = "cannot load " + libraryPath + ": " + (why != nullptr ? why : "unknown error");
-    }
-  }
-  unlink(copyPath_.c_str());
+  handle_ = LoadPrivateCopy(libraryPath, &error_);
   if (handle_ == nullptr) return;
 
-  auto pluginMain = reinterpret_cast<PluginMainFn>(dlsym(handle_, "REALPluginMain"));
+  auto pluginMain = reinterpret_cast<PluginMainFn>(FindSymbol(handle_, "REALPluginMain"));
   if (pluginMain == nullptr) {
     error_ = libraryPath + " lacks REALPluginMain";
     return;
@@ -144,7 +98,7 @@ const std::string& Plugin::error() const {
 }
 
 void* Plugin::Symbol(const char* name) const {
-  return handle_ != nullptr ? dlsym(handle_, name) : nullptr;
+  return handle_ != nullptr ? FindSymbol(handle_, name) : nullptr;
 }
 
 bool Plugin::HasMember() const {

@@ -2,9 +2,17 @@
 // member on StyledText, as a class extension on hosts before 2013 and as a module with a
 // "Debugging" property otherwise, and reports what it is called with. It has process-wide
 // state (a call counter) so a test can tell whether two loads share one instance.
+#include <cstdarg>
 #include <cstdio>
 #include <cstring>
 #include <string>
+
+#if defined(_WIN32)
+#include <windows.h>
+#define FAKE_EXPORT __declspec(dllexport)
+#else
+#define FAKE_EXPORT __attribute__((visibility("default")))
+#endif
 
 #include "frame/host_api.h"
 
@@ -19,13 +27,31 @@ typedef void*(RBCALL* CStringFn)(REALstring);
 typedef RBInteger(RBCALL* LenBFn)(REALstring);
 typedef void*(RBCALL* LoadGlobalFn)(const char*, const char*);
 
+// Reports a call where the library writes its log: one OutputDebugStringA string on Windows, a
+// line on standard error elsewhere.
+#if defined(__GNUC__)
+__attribute__((format(printf, 1, 2)))
+#endif
+void Report(const char* format, ...) {
+  char buffer[512];
+  va_list args;
+  va_start(args, format);
+  std::vsnprintf(buffer, sizeof buffer, format, args);
+  va_end(args);
+#if defined(_WIN32)
+  OutputDebugStringA(buffer);
+#else
+  std::fputs(buffer, stderr);
+#endif
+}
+
 REALResolver gResolve = nullptr;
 int gCalls = 0;  // calls of the getter since this instance was loaded
 bool gDebugging = false;
 
 REALstring RBCALL Getter(REALobject self, RBBoolean flag) {
   ++gCalls;
-  std::fprintf(stderr, "fake: get %d\n", flag != 0 ? 1 : 0);
+  Report("fake: get %d\n", flag != 0 ? 1 : 0);
   auto build = reinterpret_cast<BuildFn>(gResolve("REALBuildStringWithEncoding"));
   std::string text = "calls=" + std::to_string(gCalls) + (self != nullptr ? " self" : " nil");
   return build(text.data(), static_cast<int>(text.size()), kREALTextEncodingUTF8);
@@ -35,8 +61,8 @@ void RBCALL Setter(REALobject, RBBoolean flag, REALstring value) {
   auto bytes = reinterpret_cast<CStringFn>(gResolve("StringGetCString"));
   auto load = reinterpret_cast<LoadGlobalFn>(gResolve("REALLoadGlobalMethod"));
   auto lenB = reinterpret_cast<LenBFn>(load(nullptr, "LenB( s as string ) as integer"));
-  std::fprintf(stderr, "fake: set %d %.*s\n", flag != 0 ? 1 : 0, static_cast<int>(lenB(value)),
-               static_cast<const char*>(bytes(value)));
+  Report("fake: set %d %.*s\n", flag != 0 ? 1 : 0, static_cast<int>(lenB(value)),
+         static_cast<const char*>(bytes(value)));
 }
 
 RBBoolean RBCALL GetDebugging() {
@@ -44,7 +70,7 @@ RBBoolean RBCALL GetDebugging() {
 }
 void RBCALL SetDebugging(RBBoolean on) {
   gDebugging = on != 0;
-  std::fprintf(stderr, "fake: debugging %d\n", gDebugging ? 1 : 0);
+  Report("fake: debugging %d\n", gDebugging ? 1 : 0);
 }
 
 REALmethodDefinition gClassMethods[] = {
@@ -86,12 +112,12 @@ REALmoduleDefinition gModule = [] {
 #define REALPluginMain SomethingElse  // a library the host cannot enter
 #endif
 
-extern "C" __attribute__((visibility("default"))) void RBCALL REALPluginMain(REALResolver resolve) {
+extern "C" FAKE_EXPORT void RBCALL REALPluginMain(REALResolver resolve) {
   gResolve = resolve;
   auto version = reinterpret_cast<VersionFn>(resolve("REALGetRBVersion"));
   double v = version != nullptr ? version() : 0.0;
   reinterpret_cast<AnnounceFn>(resolve("RegisterPluginVersion"))(v >= 2013.0 ? 13 : 9);
-  std::fprintf(stderr, "fake: main\n");
+  Report("fake: main\n");
   if (v >= 2013.0) {
     gModule.version = 13;
     reinterpret_cast<RegisterModuleFn>(resolve("PluginRegisterModule"))(&gModule);

@@ -8,6 +8,9 @@
 #if defined(__APPLE__)
 #include <CoreFoundation/CoreFoundation.h>
 extern "C" void NSLog(CFStringRef format, ...);
+#elif defined(_WIN32)
+#define WIN32_LEAN_AND_MEAN
+#include <windows.h>
 #endif
 
 bool DebuggingEnabled = false;
@@ -29,6 +32,15 @@ void LogMessageX(const char* format, ...) {
   va_end(args);
 #if defined(__APPLE__)
   NSLog(CFSTR("%s\n"), buffer);
+#elif defined(_WIN32)
+  // One string per entry, line feed included, for the developer's debugger (or the session's
+  // debug-output monitor when no debugger is attached).
+  char entry[sizeof buffer + 1];
+  size_t length = std::strlen(buffer);
+  std::memcpy(entry, buffer, length);
+  entry[length] = '\n';
+  entry[length + 1] = '\0';
+  OutputDebugStringA(entry);
 #else
   // One entry per call, flushed at once so the library's lines and the host's interleave in
   // order (glibc formats a call to unbuffered stderr into one write).
@@ -70,5 +82,18 @@ void DebugLogText(const char* message, const char* text) {
 }
 
 void DebugLogHandle(const char* message, const void* handle, const char* text) {
+#if defined(_WIN32)
+  // The C runtime writes %p as 16 upper-case digits; write the handle as the Linux and macOS
+  // builds do, so that every platform's log reads the same.
+  if (DebuggingEnabled) {
+    if (handle == nullptr) {
+      LogMessageX("%s%s (nil): %s", kDebugPrefix, message, text);
+    } else {
+      LogMessageX("%s%s 0x%llx: %s", kDebugPrefix, message,
+                  static_cast<unsigned long long>(reinterpret_cast<uintptr_t>(handle)), text);
+    }
+  }
+#else
   if (DebuggingEnabled) LogMessageX("%s%s %p: %s", kDebugPrefix, message, handle, text);
+#endif
 }

@@ -16,7 +16,8 @@ RBBoolean RBCALL getDebugging();
 void RBCALL setDebugging(RBBoolean value);
 
 // Formats into a 4096-byte local buffer (longer output is cut to 4095 characters) and writes
-// one entry to the system log: NSLog on macOS, otherwise one flushed line on standard error.
+// one entry to the system log: NSLog on macOS, one OutputDebugStringA string (with its line
+// feed) on Windows, otherwise one flushed line on standard error.
 void LogMessageX(const char* format, ...)
 #if defined(__GNUC__)
     __attribute__((format(printf, 1, 2)))

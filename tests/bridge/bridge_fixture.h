@@ -57,11 +57,21 @@ inline std::string Line(const std::string& message) {
   return "ZVK Debug: " + message;
 }
 
-// The "%p: %s" log form for a handle, as the C library prints it.
+// The "%p: %s" log form for a handle, as the C library prints it (on Windows the library writes
+// the handle the way glibc does: "0x" and lower-case digits, "(nil)" for null).
 inline std::string HandleLine(const std::string& message, const void* handle,
                               const std::string& text) {
   char address[64];
+#if defined(_WIN32)
+  if (handle == nullptr) {
+    std::snprintf(address, sizeof address, "(nil)");
+  } else {
+    std::snprintf(address, sizeof address, "0x%llx",
+                  static_cast<unsigned long long>(reinterpret_cast<uintptr_t>(handle)));
+  }
+#else
   std::snprintf(address, sizeof address, "%p", handle);
+#endif
   return "ZVK Debug: " + message + " " + address + ": " + text;
 }
 

@@ -34,8 +34,14 @@ TEST(DebugLog, LongMessageIsCutTo4095Characters) {
   LogMessageX("%s%s", kDebugPrefix, message.c_str());
   host.EndLogCapture();
   ASSERT_EQ(host.Log().size(), 1u);
+#if defined(_WIN32)
+  // The library hands OutputDebugStringA the 4095 characters and a line feed; with no debugger
+  // attached, Windows passes at most 4091 bytes of a string on to the debug-output monitor.
+  EXPECT_EQ(host.Log()[0], std::string(kDebugPrefix) + std::string(4091 - 11, 'm'));
+#else
   EXPECT_EQ(host.Log()[0].size(), 4095u);
   EXPECT_EQ(host.Log()[0], std::string(kDebugPrefix) + std::string(4095 - 11, 'm'));
+#endif
 }
 
 TEST(DebugLog, HelpersWriteOnlyWhileDebugging) {

@@ -1,16 +1,12 @@
 // What the entry point asks the host for, and in which order: the host version first, then the
 // record version announcement, then the one registration service of that host generation.
 // The library is loaded here with a recording resolver in front of the simulated host's.
-#include <dlfcn.h>
-#include <unistd.h>
-
-#include <cstdlib>
-#include <fstream>
 #include <string>
 #include <vector>
 
 #include <gtest/gtest.h>
 
+#include "../../simhost/src/plugin_loader.h"  // the host's own loader, for a private copy
 #include "simhost/host.h"
 
 namespace {
@@ -26,22 +22,13 @@ void* RBCALL RecordingResolver(const char* name) {
 
 // Loads a private copy of the library (fresh globals and caches) and returns its entry point.
 PluginMainFn LoadFreshCopy() {
-  const char* dir = std::getenv("TMPDIR");
-  std::string path =
-      std::string(dir != nullptr && *dir != '\0' ? dir : "/tmp") + "/pendlow-entry-XXXXXX.so";
-  int fd = mkstemps(path.data(), 3);
-  if (fd < 0) return nullptr;
-  close(fd);
-  {
-    std::ifstream in(PENDLOW_LIBRARY_PATH, std::ios::binary);
-    std::ofstream out(path, std::ios::binary | std::ios::trunc);
-    out << in.rdbuf();
-  }
-  void* handle = dlopen(path.c_str(), RTLD_NOW | RTLD_LOCAL);
-  unlink(path.c_str());
-  // Never closed: the host keeps pointers into the registration records.
-  return handle != nullptr ? reinterpret_cast<PluginMainFn>(dlsym(handle, "REALPluginMain"))
-                           : nullptr;
+  std::string error;
+  // Never unloaded: the host keeps pointers into the registration records.
+  void* handle = simhost::LoadPrivateCopy(PENDLOW_LIBRARY_PATH, &error);
+  EXPECT_NE(handle, nullptr) << error;
+  return handle != nullptr
+             ? reinterpret_cast<PluginMainFn>(simhost::FindSymbol(handle, "REALPluginMain"))
+             : nullptr;
 }
 
 std::vector<std::string> Enter(simhost::Host& host, REALResolver resolver) {

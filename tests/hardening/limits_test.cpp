@@ -13,10 +13,10 @@
 #include <iterator>
 #include <sstream>
 #include <string>
-#include <unistd.h>
 
 #include "hardening.h"
 #include "peak_memory.h"
+#include "support/generated_document.h"
 
 namespace hardening {
 namespace {
@@ -171,20 +171,7 @@ TEST(Limits, LargestDocumentExported) {
 
 // A document of the benchmark generator, or "" when the generator cannot run here.
 std::string Generated(const std::string& profile, const std::string& sizeMb) {
-  char path[] = "/tmp/pendlow-hardening-XXXXXX";
-  const int fd = mkstemp(path);
-  if (fd < 0) return "";
-  close(fd);
-  const std::string command = std::string("python3 '") + PENDLOW_SHARED_DIR +
-                              "/bench/gen_rtf.py' --profile " + profile + " --size-mb " + sizeMb +
-                              " --seed 7 -o " + path + " 2>/dev/null";
-  std::string rtf;
-  if (std::system(command.c_str()) == 0) {
-    std::ifstream in(path, std::ios::binary);
-    rtf.assign(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
-  }
-  unlink(path);
-  return rtf;
+  return test_support::GeneratedDocument(profile, 7, sizeMb);
 }
 
 void ImportGenerated(const std::string& profile) {

@@ -7,9 +7,9 @@
 #include <fstream>
 #include <sstream>
 #include <string>
-#include <unistd.h>
 
 #include "import_fixture.h"
+#include "support/generated_document.h"
 
 namespace import_test {
 namespace {
@@ -89,27 +89,10 @@ TEST_F(ImportTest, BinCountsAtTheEdgesOfTheRange) {
   }
 }
 
-std::string ReadFile(const std::string& path) {
-  std::ifstream in(path, std::ios::binary);
-  std::ostringstream bytes;
-  bytes << in.rdbuf();
-  return bytes.str();
-}
-
-// A document of the generator's hostile profile, made in a temporary file.
+// A document of the generator's hostile profile.
 std::string GenerateHostile(int seed, const char* sizeMb) {
-  char path[] = "/tmp/pendlow_hostile_XXXXXX";
-  const int fd = mkstemp(path);
-  EXPECT_GE(fd, 0);
-  if (fd < 0) return {};
-  close(fd);
-  const std::string command = std::string("python3 '") + PENDLOW_SHARED_DIR +
-                              "/bench/gen_rtf.py' --profile hostile --size-mb " + sizeMb +
-                              " --seed " + std::to_string(seed) + " -o '" + path + "'";
-  const int status = std::system(command.c_str());
-  EXPECT_EQ(status, 0) << command;
-  std::string rtf = ReadFile(path);
-  std::remove(path);
+  std::string rtf = test_support::GeneratedDocument("hostile", seed, sizeMb);
+  EXPECT_FALSE(rtf.empty()) << "the generator gave no hostile document for seed " << seed;
   return rtf;
 }
 

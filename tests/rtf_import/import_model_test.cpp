@@ -14,6 +14,7 @@
 #include <vector>
 
 #include "import_fixture.h"
+#include "support/generated_document.h"
 
 namespace model {
 
@@ -681,12 +682,8 @@ TEST_F(ImportTest, ModelAgreesOnGeneratedDocuments) {
   for (const char* profile :
        {"plain", "styled", "unicode", "codepage", "wordlike", "export", "hostile"}) {
     for (int seed = 1; seed <= 2; ++seed) {
-      std::string path = testing::TempDir() + "pendlow_model_generated.rtf";
-      std::string cmd = std::string("python3 ") + PENDLOW_SHARED_DIR +
-                        "/bench/gen_rtf.py --profile " + profile + " --size-mb 0.1 --seed " +
-                        std::to_string(seed) + " -o " + path;
-      ASSERT_EQ(std::system(cmd.c_str()), 0);
-      std::string doc = Slurp(path);
+      std::string doc = test_support::GeneratedDocument(profile, seed, "0.1");
+      ASSERT_FALSE(doc.empty()) << "the generator gave no " << profile << " document";
       host_.ResetCounters();
       auto runs = Import(doc);
       SCOPED_TRACE(std::string(profile) + " " + std::to_string(seed));

@@ -118,6 +118,15 @@ TEST(SimhostEncodings, MultiByteEncodings) {
   EXPECT_EQ(To("\u0E01a", 0x0420), "?a");  // Thai has no Shift-JIS form
 }
 
+TEST(SimhostEncodings, UndecodableKoreanPairIsOneReplacement) {
+  // glibc's CP949 refuses A2 E8 only after stepping over it; the pair still counts as one bad
+  // sequence, wherever it stands.
+  EXPECT_EQ(U8("\xA2\xE8", 0x0422), "\uFFFD");
+  EXPECT_EQ(U8("\xA2\xE8\x41", 0x0422), "\uFFFD\x41");
+  EXPECT_EQ(U8("a\xA2\xE8\xFF\xB0\xA1", 0x0422), "a\uFFFD\uFFFD\uAC00");
+  EXPECT_EQ(U8("\xA2\xE8\xA2\xE8", 0x0003), "\uFFFD\uFFFD");
+}
+
 TEST(SimhostEncodings, MacJapaneseIsShiftJisWithAppleSingleBytes) {
   EXPECT_EQ(U8("\x82\xA0", 0x0001), "\u3042");
   EXPECT_EQ(U8("\xA0\xFD\xFE\xFF", 0x0001), "\u00A0\u00A9\u2122\u2026");

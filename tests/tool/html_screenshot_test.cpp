@@ -1,8 +1,10 @@
 // The HTML page in a real browser: scripts/html_screenshot.sh renders it in headless Chromium,
 // saves a screenshot and compares the text the browser shows with the document's text.
 #include <gtest/gtest.h>
+#if !defined(_WIN32)
 #include <sys/wait.h>
 #include <unistd.h>
+#endif
 
 #include <cstdint>
 #include <cstdio>
@@ -14,6 +16,15 @@
 
 namespace tooltest {
 namespace {
+
+#if defined(_WIN32)
+
+TEST(HtmlInChromium, RendersAndShowsTheDocumentsText) {
+  GTEST_SKIP() << "the check drives Linux's headless Chromium through a shell script, which a "
+                  "Windows program (under wine) cannot start; the page is checked on Linux";
+}
+
+#else
 
 constexpr const char* kChromium = "/usr/bin/chromium";
 
@@ -92,6 +103,8 @@ TEST(HtmlInChromiumCheck, WrongExpectedTextIsReported) {
   EXPECT_EQ(r.status, 1) << r.output;
   EXPECT_NE(r.output.find("the page's visible text differs"), std::string::npos) << r.output;
 }
+
+#endif  // _WIN32
 
 }  // namespace
 }  // namespace tooltest

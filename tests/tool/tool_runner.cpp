@@ -1,5 +1,6 @@
 #include "tool_runner.h"
 
+#if !defined(_WIN32)  // Windows: tool_runner_win.cpp
 #include <dirent.h>
 #include <fcntl.h>
 #include <poll.h>
@@ -7,6 +8,7 @@
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
+#endif
 
 #include <algorithm>
 #include <cerrno>
@@ -16,9 +18,13 @@
 #include <sstream>
 #include <stdexcept>
 
+#if !defined(_WIN32)
 extern char** environ;
+#endif
 
 namespace tooltest {
+
+#if !defined(_WIN32)  // the POSIX process runner and temporary directories
 
 namespace {
 
@@ -207,6 +213,8 @@ std::vector<std::string> TempDir::Entries() const {
   std::sort(names.begin(), names.end());
   return names;
 }
+
+#endif  // !_WIN32
 
 std::string ReadFile(const std::string& path) {
   std::ifstream in(path, std::ios::binary);

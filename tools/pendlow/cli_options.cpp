@@ -8,6 +8,7 @@
 #include <string_view>
 #include <vector>
 
+#include "platform.h"
 #include "simhost/host.h"
 #include "tool_error.h"
 
@@ -107,7 +108,9 @@ std::string HelpText() {
          ")\n"
          "  --debug               switch the library's Debugging property on (where the host has\n"
          "                        the module) and show the library's log on standard error\n"
-         "  --library PATH        the plug-in library to load (default: libPendlow.so beside\n"
+         "  --library PATH        the plug-in library to load (default: " +
+         kLibraryFileName +
+         " beside\n"
          "                        this program)\n"
          "  --time                print the time taken on standard error\n"
          "  -h, --help            show this help\n"

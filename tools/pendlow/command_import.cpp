@@ -8,6 +8,7 @@
 #include "formats.h"
 #include "host_session.h"
 #include "input_output.h"
+#include "platform.h"
 #include "tool_error.h"
 
 namespace pendlow {
@@ -15,7 +16,7 @@ namespace pendlow {
 namespace {
 
 std::string BaseName(const std::string& name) {
-  size_t slash = name.rfind('/');
+  size_t slash = name.find_last_of(kPathSeparators);
   return slash == std::string::npos ? name : name.substr(slash + 1);
 }
 

@@ -2,6 +2,9 @@
 
 #include <fcntl.h>
 #include <unistd.h>
+#if defined(_WIN32)
+#include <io.h>
+#endif
 
 #include <cerrno>
 #include <cstdio>
@@ -15,7 +18,13 @@ int gErrorFd = STDERR_FILENO;
 }
 
 void Init() {
+#if defined(_WIN32)
+  // Nothing redirects standard error there, but the tool's own copy keeps it like elsewhere.
+  int fd = ::_dup(STDERR_FILENO);
+  if (fd >= 0) ::_setmode(fd, _O_BINARY);
+#else
   int fd = ::fcntl(STDERR_FILENO, F_DUPFD_CLOEXEC, 3);
+#endif
   if (fd >= 0) gErrorFd = fd;
 }
 

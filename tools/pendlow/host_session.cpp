@@ -4,21 +4,20 @@
 #include <unistd.h>
 
 #include <cerrno>
-#include <climits>
 #include <cstring>
 
 #include "console.h"
+#include "platform.h"
 #include "tool_error.h"
 
 namespace pendlow {
 
 std::string LibraryBesideTool() {
-  char buffer[PATH_MAX];
-  ssize_t length = ::readlink("/proc/self/exe", buffer, sizeof buffer - 1);
-  if (length <= 0) return "libPendlow.so";
-  std::string self(buffer, static_cast<size_t>(length));
-  size_t slash = self.rfind('/');
-  return (slash == std::string::npos ? std::string(".") : self.substr(0, slash)) + "/libPendlow.so";
+  std::string self = ExecutablePath();
+  if (self.empty()) return kLibraryFileName;
+  size_t slash = self.find_last_of(kPathSeparators);
+  return (slash == std::string::npos ? std::string("./") : self.substr(0, slash + 1)) +
+         kLibraryFileName;
 }
 
 HostSession::HostSession(const Options& options) : options_(options) {

@@ -12,7 +12,7 @@
 
 namespace pendlow {
 
-// libPendlow.so in the directory of the running executable.
+// libPendlow.so (Pendlow.dll on Windows) in the directory of the running executable.
 std::string LibraryBesideTool();
 
 class HostSession {

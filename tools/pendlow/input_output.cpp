@@ -10,6 +10,10 @@
 #include "atomic_file.h"
 #include "tool_error.h"
 
+#if defined(_WIN32)
+#define O_CLOEXEC _O_BINARY  // Windows: no descriptor inheritance flag, but no text mode either
+#endif
+
 namespace pendlow {
 
 namespace {
@@ -44,7 +48,13 @@ Input ReadInput(const std::string& path) {
   }
   input.name = path;
   int fd = ::open(path.c_str(), O_RDONLY | O_CLOEXEC);
-  if (fd < 0) CannotRead(path, errno);
+  if (fd < 0) {
+    // Windows refuses to open a directory at all ("Permission denied"); say what it is.
+    int error = errno;
+    struct stat info {};
+    if (::stat(path.c_str(), &info) == 0 && S_ISDIR(info.st_mode)) error = EISDIR;
+    CannotRead(path, error);
+  }
   struct stat info {};
   if (::fstat(fd, &info) != 0) {
     int error = errno;
@@ -56,8 +66,7 @@ Input ReadInput(const std::string& path) {
     CannotRead(path, EISDIR);
   }
   input.isFile = true;
-  input.device = info.st_dev;
-  input.inode = info.st_ino;
+  input.identity = IdentityOf(fd);
   if (S_ISREG(info.st_mode)) input.bytes.reserve(static_cast<size_t>(info.st_size));
   int error = ReadAll(fd, &input.bytes);
   ::close(fd);
@@ -67,9 +76,7 @@ Input ReadInput(const std::string& path) {
 
 void WriteOutput(const Options& options, const Input* input, std::string_view bytes) {
   if (options.output) {
-    struct stat target {};
-    if (input != nullptr && input->isFile && ::stat(options.output->c_str(), &target) == 0 &&
-        target.st_dev == input->device && target.st_ino == input->inode) {
+    if (input != nullptr && input->isFile && IdentityOfPath(*options.output) == input->identity) {
       throw ToolError(kExitUsage,
                       "refusing to write the output over the input file '" + *options.output + "'");
     }

@@ -1,12 +1,11 @@
 // Reading the input document and delivering the output: standard streams or files.
 #pragma once
 
-#include <sys/types.h>
-
 #include <string>
 #include <string_view>
 
 #include "cli_options.h"
+#include "platform.h"
 
 namespace pendlow {
 
@@ -14,8 +13,7 @@ struct Input {
   std::string name;   // for messages: the path, or "<stdin>"
   std::string bytes;  // the whole document
   bool isFile = false;
-  dev_t device = 0;  // identity of the file, to refuse -o onto it
-  ino_t inode = 0;
+  FileIdentity identity;  // to refuse -o onto it
 };
 
 // Reads a file (opened read-only) or, for "-", standard input. Throws ToolError (usage status)

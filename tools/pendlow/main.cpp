@@ -9,10 +9,12 @@
 #include "commands.h"
 #include "console.h"
 #include "host_session.h"
+#include "platform.h"
 #include "tool_error.h"
 
 int main(int argc, char** argv) {
   using namespace pendlow;
+  UseBinaryStandardStreams();
   console::Init();
   try {
     Options options = ParseOptions(argc, argv);

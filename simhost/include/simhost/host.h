@@ -208,7 +208,6 @@ class Plugin {
  private:
   Host& host_;
   void* handle_ = nullptr;
-  std::string copyPath_;
   std::string error_;
   REALproc getter_ = nullptr, setter_ = nullptr;
   REALproc debugGetter_ = nullptr, debugSetter_ = nullptr;
