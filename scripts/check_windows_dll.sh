@@ -9,7 +9,8 @@
 #     scripts/check_windows_dll.sh build/windows-x86-64/Pendlow.dll x86-64
 #     scripts/check_windows_dll.sh build/windows-x86/Pendlow.dll x86
 #
-# Needs binutils-mingw-w64 (objdump). Prints what it found; exit status 0 when all holds.
+# Needs mingw-w64's objdump (binutils-mingw-w64-x86-64 / -i686, which g++-mingw-w64-*-posix
+# pull in). Prints what it found; exit status 0 when all holds.
 set -euo pipefail
 
 if [ $# -ne 2 ] || { [ "$2" != x86-64 ] && [ "$2" != x86 ]; }; then
@@ -29,7 +30,7 @@ else
   objdump=i686-w64-mingw32-objdump
   format=pei-i386
 fi
-command -v "$objdump" >/dev/null || { echo "$objdump not found (apt-get install binutils-mingw-w64)" >&2; exit 2; }
+command -v "$objdump" >/dev/null || { echo "$objdump not found (binutils-mingw-w64)" >&2; exit 2; }
 
 failures=0
 fail() {

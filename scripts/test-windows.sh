@@ -3,7 +3,7 @@
 # wine64; "Windows" (x86) built (library, tool and every test program, -Werror) and its DLL
 # checked, but not run (see below). Prints the test counts and the time per platform.
 #
-# Needs (Debian 12): g++-mingw-w64-x86-64-posix g++-mingw-w64-i686-posix binutils-mingw-w64
+# Needs (Debian 12): g++-mingw-w64-x86-64-posix g++-mingw-w64-i686-posix (with their binutils)
 # wine64 wine googletest cmake python3 (the test documents are generated at build time).
 set -euo pipefail
 cd "$(dirname "$0")/.."
@@ -19,8 +19,8 @@ done
 [ -d /usr/src/googletest ] || missing+=(/usr/src/googletest)
 if [ ${#missing[@]} -gt 0 ]; then
   echo "missing: ${missing[*]}" >&2
-  echo "apt-get install g++-mingw-w64-x86-64-posix g++-mingw-w64-i686-posix binutils-mingw-w64" \
-    "wine64 wine googletest cmake python3" >&2
+  echo "apt-get install g++-mingw-w64-x86-64-posix g++-mingw-w64-i686-posix wine64 wine" \
+    "googletest cmake python3" >&2
   exit 2
 fi
 

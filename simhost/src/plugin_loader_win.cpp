@@ -1,11 +1,12 @@
-// Private copies through LoadLibrary. Windows keeps a loaded DLL's file open, so a copy can only
-// be deleted once no process has it loaded: copies are named "pendlow-plugin-<process>-<n>.dll"
-// in the temporary folder, the first load of a process deletes the copies that earlier
-// processes left behind (those still loaded elsewhere refuse), and a process that ends normally
-// unloads and deletes its own.
+// Private copies through LoadLibrary. Windows keeps a loaded DLL's file open and refuses to
+// delete it, and a plug-in stays loaded for the life of the process (as in the IDE). So copies
+// are named "pendlow-plugin-<process id>-<n>.dll" in the temporary folder; a process that ends
+// normally unloads and deletes its own at exit, and the first load of a process deletes the
+// copies of processes that ended otherwise.
 #include <windows.h>
 
 #include <atomic>
+#include <cstdlib>
 #include <mutex>
 #include <utility>
 #include <vector>
@@ -35,7 +36,40 @@ std::string TemporaryFolder() {
   return n > 0 && n < sizeof buffer ? std::string(buffer, n) : std::string(".\\");
 }
 
-// The copies this process loaded; unloaded and deleted when the process ends normally.
+// Whether a process of that id is running.
+bool Running(DWORD pid) {
+  HANDLE process = OpenProcess(PROCESS_QUERY_LIMITED_INFORMATION, FALSE, pid);
+  if (process == nullptr) return GetLastError() == ERROR_ACCESS_DENIED;
+  DWORD code = 0;
+  bool running = GetExitCodeProcess(process, &code) && code == STILL_ACTIVE;
+  CloseHandle(process);
+  return running;
+}
+
+// Deletes the copies left behind by processes that have ended without their exit handlers
+// (crashed, killed, or ended from inside a test).
+void DeleteStaleCopies() {
+  const std::string folder = TemporaryFolder();
+  const std::string prefix = "pendlow-plugin-";
+  WIN32_FIND_DATAA found;
+  HANDLE search = FindFirstFileA((folder + prefix + "*.dll").c_str(), &found);
+  if (search == INVALID_HANDLE_VALUE) return;
+  do {
+    const std::string name = found.cFileName;
+    char* end = nullptr;
+    unsigned long pid = std::strtoul(name.c_str() + prefix.size(), &end, 10);
+    // This process has made no copy yet: one with its id is from an earlier process.
+    if (end == nullptr || *end != '-' ||
+        (pid != GetCurrentProcessId() && Running(static_cast<DWORD>(pid)))) {
+      continue;
+    }
+    DeleteFileA((folder + name).c_str());  // fails harmlessly for a copy still loaded
+  } while (FindNextFileA(search, &found));
+  FindClose(search);
+}
+
+// The copies this process loaded, unloaded and deleted at exit (after main, when no host is
+// left to call into them).
 class Copies {
  public:
   static Copies& Get() {
@@ -54,18 +88,7 @@ class Copies {
   }
 
  private:
-  Copies() {
-    // Copies of processes that are gone (crashed, killed, or ended without running exit
-    // handlers); a copy still loaded by a live process cannot be deleted and stays.
-    WIN32_FIND_DATAA found;
-    std::string folder = TemporaryFolder();
-    HANDLE search = FindFirstFileA((folder + "pendlow-plugin-*.dll").c_str(), &found);
-    if (search == INVALID_HANDLE_VALUE) return;
-    do {
-      DeleteFileA((folder + found.cFileName).c_str());
-    } while (FindNextFileA(search, &found));
-    FindClose(search);
-  }
+  Copies() { DeleteStaleCopies(); }
   std::mutex mutex_;
   std::vector<std::pair<HMODULE, std::string>> loaded_;
 };
@@ -75,9 +98,15 @@ class Copies {
 void* LoadPrivateCopy(const std::string& libraryPath, std::string* error) {
   Copies& copies = Copies::Get();
   static std::atomic<unsigned> counter{0};
-  std::string path = TemporaryFolder() + "pendlow-plugin-" + std::to_string(GetCurrentProcessId()) +
-                     "-" + std::to_string(counter++) + ".dll";
-  if (!CopyFileA(libraryPath.c_str(), path.c_str(), TRUE)) {
+  std::string path;
+  BOOL copied = FALSE;
+  do {  // a name still taken (a copy that could not be deleted) is skipped
+    path = TemporaryFolder() + "pendlow-plugin-" + std::to_string(GetCurrentProcessId()) + "-" +
+           std::to_string(counter++) + ".dll";
+    copied = CopyFileA(libraryPath.c_str(), path.c_str(), TRUE);
+  } while (!copied &&
+           (GetLastError() == ERROR_FILE_EXISTS || GetLastError() == ERROR_ALREADY_EXISTS));
+  if (!copied) {
     DWORD code = GetLastError();
     *error = code == ERROR_FILE_NOT_FOUND || code == ERROR_PATH_NOT_FOUND
                  ? "cannot open " + libraryPath + ": " + LastErrorText(code)
