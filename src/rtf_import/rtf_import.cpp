@@ -4,7 +4,7 @@
 #include "rtf_import/rtf_import.h"
 
 #include <cstring>
-#include <memory>
+#include <deque>
 #include <string>
 #include <unordered_map>
 
@@ -18,11 +18,18 @@
 #include "rtf_import/control_word.h"
 #include "rtf_import/rtf_group_state.h"
 #include "rtf_import/rtf_tables.h"
+#include "rtf_import/text_scan.h"
 
 namespace {
 
 constexpr unsigned int kDefaultEncoding = kREALTextEncodingWindowsLatin1;
 constexpr size_t kTextReserve = 10000;
+
+// The byte at i, or NUL at and past the end (the readers see the text as NUL-terminated).
+char At(const char* text, long long length, long long i) {
+  return static_cast<unsigned long long>(i) < static_cast<unsigned long long>(length) ? text[i]
+                                                                                      : '\0';
+}
 
 // The value of "\'hh": the longest hexadecimal prefix of the two bytes, either case.
 int HexDigit(char c) {
@@ -32,10 +39,10 @@ int HexDigit(char c) {
   return -1;
 }
 
-int EscapedByte(const char* text) {
-  const int high = HexDigit(text[0]);
+int EscapedByte(const char* text, long long length, long long i) {
+  const int high = HexDigit(At(text, length, i));
   if (high < 0) return 0;
-  const int low = HexDigit(text[1]);
+  const int low = HexDigit(At(text, length, i + 1));
   return low < 0 ? high : high * 16 + low;
 }
 
@@ -72,35 +79,57 @@ class RTFImport {
   RTFImport(const RTFImport&) = delete;
   RTFImport& operator=(const RTFImport&) = delete;
 
-  // text holds length bytes followed by at least three NUL bytes.
+  // Reads length bytes of text; no terminator needed.
   void Parse(const char* text, long long length);
 
  private:
   unsigned int Encoding() const { return state_ ? state_->encoding : kDefaultEncoding; }
 
   // Appends the collected text as the pending run (dropped when there is none), empties the
-  // buffer and releases the run.
-  void Flush() { StyledTextAddStyleRun(Encoding(), text_, styledText_, run_, alignment_); }
+  // buffer and releases the run. With no text and no run that is no host call at all, only two
+  // debug log lines, so it is left out while the log is off.
+  void Flush() {
+    if (text_.empty() && run_ == nullptr && !DebuggingEnabled) return;
+    StyledTextAddStyleRun(Encoding(), text_, styledText_, run_, alignment_);
+  }
 
   void CreateRun() {
     run_ = NewStyleRun();
     ApplyState(run_, state_);
   }
 
+  // The run an ordinary text byte asks for.
+  void CreateTextRun() {
+    run_ = REALnewInstance("StyleRun");
+    if (run_ == nullptr) DebugLog("NewStyleRun failed");
+    ApplyState(run_, state_);
+  }
+
   void AddTextByte(char byte) {
     if (skipDepth_ > 0) return;
-    if (run_ == nullptr) {
-      run_ = REALnewInstance("StyleRun");
-      if (run_ == nullptr) DebugLog("NewStyleRun failed");
-      ApplyState(run_, state_);
-    }
+    if (run_ == nullptr) CreateTextRun();
     text_.push_back(byte);
   }
 
+  // The ordinary text bytes [begin, end): each is one step of the scan, so only the first
+  // can see the group-just-opened flag, and each asks for a run while none is pending (all of
+  // them only when the host cannot make one).
+  void AddText(const char* text, long long begin, long long end) {
+    if (skipDepth_ > 0) return;
+    while (run_ == nullptr && begin < end) {
+      CreateTextRun();
+      text_.push_back(text[begin++]);
+    }
+    text_.append(text + begin, static_cast<size_t>(end - begin));
+  }
+
+  void SetFontTable(std::unordered_map<int, std::string>&& table);
+
   // Returns the index at which the scan goes on.
-  long long HandleControlWord(const char* text, long long backslash, long long length,
+  long long HandleControlWord(const char* text, long long length, long long backslash,
                               bool groupJustOpened);
-  void HandleWord(const char* text, long long& position, bool groupJustOpened);
+  void HandleWord(const char* text, long long length, const ControlWord& word, long long& position,
+                  bool groupJustOpened);
 
   REALobjectStruct* styledText_;
   RTFGroupStack stack_;
@@ -109,10 +138,11 @@ class RTFImport {
   REALobjectStruct* run_ = nullptr;
   long long skipDepth_ = 0;
   long long alignment_ = 0;  // one value for the whole parse: "}" does not restore it
-  std::unordered_map<int, std::shared_ptr<const std::string>> fonts_;
+  // Every font name read, kept for the whole parse: group states point into it, also after a
+  // later "\fonttbl" replaced the table they came from.
+  std::deque<std::string> fontNames_;
+  std::unordered_map<int, const std::string*> fonts_;
   std::unordered_map<int, RTFColor> colors_;
-  std::string word_;
-  long long parameter_ = -1;
 };
 
 void RTFImport::Parse(const char* text, long long length) {
@@ -123,140 +153,187 @@ void RTFImport::Parse(const char* text, long long length) {
     const bool groupJustOpened = groupOpened;
     groupOpened = false;
     const char ch = text[i];
-    if (ch == '\n' || ch == '\r') {
-      // Source line breaks only split runs.
-      Flush();
-      ++i;
-    } else if (ch == '{') {
-      state_ = stack_.Push();
-      if (skipDepth_ > 0) ++skipDepth_;
-      groupOpened = true;
-      ++i;
-    } else if (ch == '}') {
-      Flush();
-      if (state_ == nullptr) break;  // no open group: the document ends here
-      state_ = stack_.Pop();
-      Flush();
-      if (skipDepth_ > 0) --skipDepth_;
-      ++i;
-    } else if (ch == '\\') {
-      const char ch2 = text[i + 1];
-      if (ch2 == '\n' || ch2 == '\r') {
-        // A paragraph break that needs a pending run to survive.
-        text_.push_back('\r');
+    switch (ch) {
+      case '\n':
+      case '\r':
+        // Source line breaks only split runs.
         Flush();
-        i += 2;
-      } else if (ch2 == '\'') {
-        // The byte is converted from the group's encoding when the run is flushed.
-        const int byte = EscapedByte(text + i + 2);
-        if (skipDepth_ == 0) text_.push_back(static_cast<char>(byte));
-        i += 4;
-      } else if (ch2 == '\\' || ch2 == '{' || ch2 == '}') {
-        AddTextByte(ch2);
-        i += 2;
-      } else {
-        i = HandleControlWord(text, i, length, groupJustOpened);
+        ++i;
+        break;
+      case '{':
+        state_ = stack_.Push();
+        if (skipDepth_ > 0) ++skipDepth_;
+        groupOpened = true;
+        ++i;
+        break;
+      case '}':
+        Flush();
+        if (state_ == nullptr) {
+          i = length;  // no open group: the document ends here
+          break;
+        }
+        state_ = stack_.Pop();
+        Flush();
+        if (skipDepth_ > 0) --skipDepth_;
+        ++i;
+        break;
+      case '\\': {
+        const char ch2 = At(text, length, i + 1);
+        if (ch2 == '\n' || ch2 == '\r') {
+          // A paragraph break that needs a pending run to survive.
+          text_.push_back('\r');
+          Flush();
+          i += 2;
+        } else if (ch2 == '\'') {
+          // The byte is converted from the group's encoding when the run is flushed.
+          const int byte = EscapedByte(text, length, i + 2);
+          if (skipDepth_ == 0) text_.push_back(static_cast<char>(byte));
+          i += 4;
+        } else if (ch2 == '\\' || ch2 == '{' || ch2 == '}') {
+          AddTextByte(ch2);
+          i += 2;
+        } else {
+          i = HandleControlWord(text, length, i, groupJustOpened);
+        }
+        break;
       }
-    } else {
-      AddTextByte(ch);
-      ++i;
+      default: {
+        // Plain text up to the next byte that means something else.
+        const long long end = FindTextEnd(text, i + 1, length);
+        AddText(text, i, end);
+        i = end;
+        break;
+      }
     }
   }
   Flush();
 }
 
-long long RTFImport::HandleControlWord(const char* text, long long backslash, long long length,
+long long RTFImport::HandleControlWord(const char* text, long long length, long long backslash,
                                        bool groupJustOpened) {
-  long long position = ReadCommand(text, backslash + 1, word_, parameter_);
-  if (word_ == "bin") {
+  ControlWord word;
+  long long position = ScanControlWord(text, length, backslash + 1, word);
+  if (word.word == RTFWord::kBin) {
     // The parameter counts the binary bytes behind the delimiter; they are passed over unread,
     // even while skipping. A count past the end ends the document. A negative count moves
     // back, but never to the backslash or before it, so the scan always moves forward.
     const long long next = position + 1;
-    if (parameter_ >= 0) {
-      if (next >= length || parameter_ >= length - next) return length;
-      return next + parameter_;
+    const long long parameter = word.parameter;
+    if (parameter >= 0) {
+      if (next >= length || parameter >= length - next) return length;
+      return next + parameter;
     }
-    const long long back = next + parameter_;  // next >= 0, so this cannot overflow
+    const long long back = next + parameter;  // next >= 0, so this cannot overflow
     return back > backslash ? back : backslash + 1;
   }
-  if (state_ != nullptr && skipDepth_ == 0) HandleWord(text, position, groupJustOpened);
+  if (state_ != nullptr && skipDepth_ == 0)
+    HandleWord(text, length, word, position, groupJustOpened);
   return position + 1;
 }
 
-void RTFImport::HandleWord(const char* text, long long& position, bool groupJustOpened) {
-  const std::string& w = word_;
-  const long long p = parameter_;
-  if (w == "rtf" || w == "partightenfactor" || w == "paperw" || w == "paperh" || w == "pard" ||
-      w == "pardirnatural") {
-    return;
+void RTFImport::SetFontTable(std::unordered_map<int, std::string>&& table) {
+  fonts_.clear();
+  for (auto& entry : table) {
+    fontNames_.push_back(std::move(entry.second));
+    fonts_.emplace(entry.first, &fontNames_.back());
   }
-  if (w == "ansicpg") {
-    Flush();
-    state_->encoding = FindEncoding(p);
-  } else if (w == "ansi") {
-    Flush();
-    state_->encoding = kREALTextEncodingWindowsLatin1;
-  } else if (w == "mac") {
-    Flush();
-    state_->encoding = kREALTextEncodingMacRoman;
-  } else if (w == "b") {
-    Flush();
-    state_->bold = p != 0;
-  } else if (w == "i") {
-    Flush();
-    state_->italic = p != 0;
-  } else if (w == "ul") {
-    Flush();
-    state_->underline = p != 0;
-  } else if (w == "ulnone") {
-    Flush();
-    state_->underline = false;
-  } else if (w == "u") {
-    // Every "\u" character is a run of its own, appended at once.
-    Flush();
-    if (run_ == nullptr) CreateRun();
-    StyledTextAddStyleRun(static_cast<uint16_t>(p), styledText_, run_, alignment_);
-  } else if (w == "fonttbl") {
-    // The table reader consumes the group's "}", so the state this group pushed stays.
-    std::unordered_map<int, std::string> table = ReadFontTable(text, position);
-    fonts_.clear();
-    for (auto& entry : table) {
-      fonts_.emplace(entry.first, std::make_shared<const std::string>(std::move(entry.second)));
+}
+
+void RTFImport::HandleWord(const char* text, long long length, const ControlWord& word,
+                           long long& position, bool groupJustOpened) {
+  const long long p = word.parameter;
+  switch (word.word) {
+    case RTFWord::kRtf:
+    case RTFWord::kPartightenfactor:
+    case RTFWord::kPaperw:
+    case RTFWord::kPaperh:
+    case RTFWord::kPard:
+    case RTFWord::kPardirnatural:
+      return;
+    case RTFWord::kAnsicpg:
+      Flush();
+      state_->encoding = FindEncoding(p);
+      return;
+    case RTFWord::kAnsi:
+      Flush();
+      state_->encoding = kREALTextEncodingWindowsLatin1;
+      return;
+    case RTFWord::kMac:
+      Flush();
+      state_->encoding = kREALTextEncodingMacRoman;
+      return;
+    case RTFWord::kB:
+      Flush();
+      state_->bold = p != 0;
+      return;
+    case RTFWord::kI:
+      Flush();
+      state_->italic = p != 0;
+      return;
+    case RTFWord::kUl:
+      Flush();
+      state_->underline = p != 0;
+      return;
+    case RTFWord::kUlnone:
+      Flush();
+      state_->underline = false;
+      return;
+    case RTFWord::kU:
+      // Every "\u" character is a run of its own, appended at once.
+      Flush();
+      if (run_ == nullptr) CreateRun();
+      StyledTextAddStyleRun(static_cast<uint16_t>(p), styledText_, run_, alignment_);
+      return;
+    case RTFWord::kFonttbl:
+      // The table reader consumes the group's "}", so the state this group pushed stays.
+      SetFontTable(ReadFontTable(text, length, position));
+      text_.clear();
+      return;
+    case RTFWord::kColortbl:
+      colors_ = ReadColorTable(text, length, position);
+      text_.clear();
+      return;
+    case RTFWord::kCf: {
+      Flush();
+      const auto found = colors_.find(static_cast<int>(p));
+      state_->color = found != colors_.end() ? found->second : RTFColor{0, 0, 0};
+      return;
     }
-    text_.clear();
-  } else if (w == "colortbl") {
-    colors_ = ReadColorTable(text, position);
-    text_.clear();
-  } else if (w == "cf") {
-    Flush();
-    const auto found = colors_.find(static_cast<int>(p));
-    state_->color = found != colors_.end() ? found->second : RTFColor{0, 0, 0};
-  } else if (w == "f") {
-    Flush();
-    const auto found = fonts_.find(static_cast<int>(p));
-    state_->fontName = found != fonts_.end() ? found->second : nullptr;
-  } else if (w == "par") {
-    if (run_ == nullptr) CreateRun();
-    text_.push_back('\r');
-    Flush();
-  } else if (w == "qc") {
-    Flush();
-    alignment_ = 2;
-  } else if (w == "qr") {
-    Flush();
-    alignment_ = 3;
-  } else if (w == "ql" || w == "qj") {
-    Flush();
-    alignment_ = 1;  // justified is taken as left
-  } else if (w == "fs" || w == "upr") {
-    // Half-points; "\upr" is read the same way, without a parameter as size 0.
-    Flush();
-    state_->size = p / 2;
-  } else if (groupJustOpened) {
-    // An unknown word opening its group (also "*\..." of a marked destination): the whole
-    // group is a destination this import does not read.
-    skipDepth_ = 1;
+    case RTFWord::kF: {
+      Flush();
+      const auto found = fonts_.find(static_cast<int>(p));
+      state_->fontName = found != fonts_.end() ? found->second : nullptr;
+      return;
+    }
+    case RTFWord::kPar:
+      if (run_ == nullptr) CreateRun();
+      text_.push_back('\r');
+      Flush();
+      return;
+    case RTFWord::kQc:
+      Flush();
+      alignment_ = 2;
+      return;
+    case RTFWord::kQr:
+      Flush();
+      alignment_ = 3;
+      return;
+    case RTFWord::kQl:
+    case RTFWord::kQj:
+      Flush();
+      alignment_ = 1;  // justified is taken as left
+      return;
+    case RTFWord::kFs:
+    case RTFWord::kUpr:
+      // Half-points; "\upr" is read the same way, without a parameter as size 0.
+      Flush();
+      state_->size = p / 2;
+      return;
+    default:
+      // An unknown word opening its group (also "*\..." of a marked destination): the whole
+      // group is a destination this import does not read.
+      if (groupJustOpened) skipDepth_ = 1;
+      return;
   }
 }
 
@@ -270,14 +347,10 @@ void RBCALL RTFWrite(REALobjectStruct* styledText, RBBoolean skipParagraphs,
     rbData bytes(value);
     const long long length = bytes.length;
     if (length <= 6 || bytes.data == nullptr || std::memcmp(bytes.data, "{\\rtf", 5) != 0) return;
-    // A private copy followed by three NUL bytes: the control-word and table readers stop at a
-    // NUL and look up to two bytes past a delimiter, which must stay inside the copy.
-    std::string copy;
-    copy.reserve(static_cast<size_t>(length) + 2);
-    copy.assign(bytes.data, static_cast<size_t>(length));
-    copy.append(2, '\0');
+    // The readers take the host's bytes as they are: every read is bounded by the length and
+    // sees NUL past it, as if the text were a NUL-terminated copy.
     RTFImport import(styledText);
-    import.Parse(copy.c_str(), length);
+    import.Parse(bytes.data, length);
   } catch (...) {
     // Malformed input is never reported; runs already appended stay.
   }

@@ -1,0 +1,502 @@
+// The import's fast readers against the first, literal ones kept here unchanged: the control
+// word reader compared byte for byte on every short text over an alphabet of all the bytes that
+// steer it and on random texts; the word look-up against the ordered chain of string
+// comparisons on every word of up to three letters and every near miss of a known word; the
+// length-bounded readers (which need no terminator) against the originals on padded copies; the
+// table readers likewise; the text scanner against a byte loop.
+#include <gtest/gtest.h>
+
+#include <climits>
+#include <cstring>
+#include <random>
+#include <string>
+#include <unordered_map>
+#include <vector>
+
+#include "rtf_buffer.h"
+#include "rtf_import/control_word.h"
+#include "rtf_import/rtf_tables.h"
+#include "rtf_import/text_scan.h"
+
+namespace original {
+
+bool IsDigit(char c) {
+  return c >= '0' && c <= '9';
+}
+
+int UpperHexValue(char c) {
+  if (c >= '0' && c <= '9') return c - '0';
+  if (c >= 'A' && c <= 'F') return c - 'A' + 10;
+  return -1;
+}
+
+long long ReadCommand(const char* text, long long position, std::string& word,
+                      long long& parameter) {
+  word.clear();
+  parameter = -1;
+  long long scan = position;
+  if (position >= 2 && text[position - 2] == '{' && text[position - 1] == '\\' &&
+      text[position] == '*' && text[position + 1] == '\\') {
+    scan = position + 2;
+  }
+  long long k = scan;
+  while (text[k] >= 'a' && text[k] <= 'z') ++k;
+  word.assign(text + position, static_cast<size_t>(k - position));
+  long long e = k;
+  const char c = text[k];
+  if (IsDigit(c) || c == '-') {
+    unsigned long long value = IsDigit(c) ? static_cast<unsigned long long>(c - '0')
+                                          : static_cast<unsigned long long>(parameter);
+    e = k + 1;
+    while (IsDigit(text[e])) {
+      value = value * 10u + static_cast<unsigned long long>(text[e] - '0');
+      ++e;
+    }
+    if (c == '-') value = 0u - value;
+    parameter = static_cast<long long>(value);
+  } else if (c == '\n' || c == '\r') {
+    if (word.empty()) word = "par";
+  } else if (c == '\'') {
+    if (word.empty()) {
+      word = "u";
+      unsigned long long value = static_cast<unsigned long long>(parameter);
+      long long j = k + 1;
+      for (int digit; (digit = UpperHexValue(text[j])) >= 0; ++j) {
+        value = value * 16u + static_cast<unsigned long long>(digit);
+      }
+      parameter = static_cast<long long>(value);
+      e = j + 1;
+    }
+  }
+  const char d = text[e];
+  if (d == '\\' || d == '{' || d == '}' || d == ';') return e - 1;
+  if (d == '\r' && text[e + 2] == '\n') return e + 1;
+  return e;
+}
+
+long long CloseTable(const char* text, long long j) {
+  const char next = text[j + 1];
+  if (next == '\\' || next == '{' || next == '}' || next == ';') return j;
+  if (next == '\r' && text[j + 3] == '\n') return j + 2;
+  return j + 1;
+}
+
+std::unordered_map<int, RTFColor> ReadColorTable(const char* text, long long& position) {
+  std::unordered_map<int, RTFColor> colors;
+  long long index = 0;
+  RTFColor color{0, 0, 0};
+  std::string word;
+  long long parameter = -1;
+  while (text[position] != 0) {
+    const char ch = text[++position];
+    if (ch == ';') {
+      colors[static_cast<int>(index)] = color;
+      ++index;
+      color = RTFColor{0, 0, 0};
+    } else if (ch == '\\') {
+      position = ReadCommand(text, position + 1, word, parameter);
+      if (word == "red") {
+        color.red = static_cast<int>(parameter);
+      } else if (word == "green") {
+        color.green = static_cast<int>(parameter);
+      } else if (word == "blue") {
+        color.blue = static_cast<int>(parameter);
+      }
+    } else if (ch == '}') {
+      position = CloseTable(text, position);
+      return colors;
+    }
+  }
+  return colors;
+}
+
+std::unordered_map<int, std::string> ReadFontTable(const char* text, long long& position) {
+  std::unordered_map<int, std::string> fonts;
+  std::string name;
+  long long number = 0;
+  long long skipDepth = 0;
+  long long groupDepth = 0;
+  bool entryFinished = false;
+  bool groupJustOpened = false;
+  std::string word;
+  long long parameter = -1;
+  while (text[position] != 0) {
+    const char ch = text[++position];
+    if (ch == '\\') {
+      position = ReadCommand(text, position + 1, word, parameter);
+      if (word == "f") {
+        entryFinished = false;
+        number = parameter;
+      } else if (groupJustOpened && skipDepth == 0) {
+        skipDepth = 1;
+      }
+      groupJustOpened = false;
+    } else if (ch == '{') {
+      ++groupDepth;
+      if (skipDepth > 0) ++skipDepth;
+      groupJustOpened = true;
+    } else if (ch == '}') {
+      if (groupDepth < 1) {
+        position = CloseTable(text, position);
+        break;
+      }
+      --groupDepth;
+      if (skipDepth > 0) --skipDepth;
+      groupJustOpened = false;
+    } else {
+      groupJustOpened = false;
+      if (skipDepth == 0 && !entryFinished) {
+        if (ch == ';') {
+          fonts[static_cast<int>(number)] = name;
+          name.clear();
+          entryFinished = true;
+        } else {
+          name.push_back(ch);
+        }
+      }
+    }
+  }
+  return fonts;
+}
+
+// The words every reader compares against, in the order the import, the colour table and the
+// font table compare them; the first equal entry decides.
+struct Entry {
+  const char* text;
+  RTFWord word;
+};
+const Entry kOrderedWords[] = {
+    {"bin", RTFWord::kBin},
+    {"rtf", RTFWord::kRtf},
+    {"partightenfactor", RTFWord::kPartightenfactor},
+    {"paperw", RTFWord::kPaperw},
+    {"paperh", RTFWord::kPaperh},
+    {"pard", RTFWord::kPard},
+    {"pardirnatural", RTFWord::kPardirnatural},
+    {"ansicpg", RTFWord::kAnsicpg},
+    {"ansi", RTFWord::kAnsi},
+    {"mac", RTFWord::kMac},
+    {"b", RTFWord::kB},
+    {"i", RTFWord::kI},
+    {"ul", RTFWord::kUl},
+    {"ulnone", RTFWord::kUlnone},
+    {"u", RTFWord::kU},
+    {"fonttbl", RTFWord::kFonttbl},
+    {"colortbl", RTFWord::kColortbl},
+    {"cf", RTFWord::kCf},
+    {"f", RTFWord::kF},
+    {"par", RTFWord::kPar},
+    {"qc", RTFWord::kQc},
+    {"qr", RTFWord::kQr},
+    {"ql", RTFWord::kQl},
+    {"qj", RTFWord::kQj},
+    {"fs", RTFWord::kFs},
+    {"upr", RTFWord::kUpr},
+    {"red", RTFWord::kRed},
+    {"green", RTFWord::kGreen},
+    {"blue", RTFWord::kBlue},
+};
+
+RTFWord Match(const std::string& word) {
+  for (const Entry& e : kOrderedWords) {
+    if (word == e.text) return e.word;
+  }
+  return RTFWord::kUnknown;
+}
+
+}  // namespace original
+
+namespace {
+
+// Bytes that steer the reader, plus a few that do not.
+const char kAlphabet[] = {'a', 'b', 'f',  'p', 'r', 'u', 'z', '0',  '9',  '-',  '\'', 'A', 'F',
+                          'G', 'e', '\\', '{', '}', ';', '*', '\r', '\n', '\0', ' ',  '?', '\xE9'};
+constexpr int kAlphabetSize = sizeof kAlphabet;
+
+struct Result {
+  long long end;
+  std::string word;
+  long long parameter;
+  RTFWord id;
+};
+
+Result Original(const std::string& text, long long position) {
+  RtfBuffer buffer(text);
+  Result r;
+  r.word = "junk";
+  r.parameter = 777;
+  r.end = original::ReadCommand(buffer.data(), position, r.word, r.parameter);
+  r.id = original::Match(r.word);
+  return r;
+}
+
+// The bounded reader on exactly the text's bytes (no terminator in reach of a sanitizer build),
+// or the unbounded one on a padded copy.
+Result Scanned(const std::string& text, long long position, bool bounded) {
+  std::vector<char> exact(text.begin(), text.end());
+  RtfBuffer padded(text);
+  ControlWord token;
+  Result r;
+  if (bounded) {
+    r.end = ScanControlWord(exact.data(), static_cast<long long>(exact.size()), position, token);
+    const char* base = exact.data();
+    r.word = token.rewritten ? (token.word == RTFWord::kPar ? "par" : "u")
+                             : std::string(base + position, base + token.nameEnd);
+  } else {
+    r.end = ScanControlWord(padded.data(), LLONG_MAX, position, token);
+    const char* base = padded.data();
+    r.word = token.rewritten ? (token.word == RTFWord::kPar ? "par" : "u")
+                             : std::string(base + position, base + token.nameEnd);
+  }
+  r.parameter = token.parameter;
+  r.id = token.word;
+  return r;
+}
+
+std::string Shown(const std::string& text) {
+  std::string out;
+  for (unsigned char c : text) {
+    if (c < 0x20 || c >= 0x7F) {
+      char b[8];
+      std::snprintf(b, sizeof b, "\\x%02X", c);
+      out += b;
+    } else {
+      out += static_cast<char>(c);
+    }
+  }
+  return out;
+}
+
+// Compares every reader on text at position (the backslash is at position - 1 in real use, but
+// the readers must agree wherever they start).
+::testing::AssertionResult Agree(const std::string& text, long long position) {
+  const Result want = Original(text, position);
+  std::string publicWord;
+  long long publicParameter = 0;
+  RtfBuffer buffer(text);
+  const long long publicEnd = ReadCommand(buffer.data(), position, publicWord, publicParameter);
+  for (bool bounded : {true, false}) {
+    const Result got = Scanned(text, position, bounded);
+    if (got.end != want.end || got.word != want.word || got.parameter != want.parameter ||
+        got.id != want.id) {
+      return ::testing::AssertionFailure()
+             << (bounded ? "bounded" : "unbounded") << " reader differs on \"" << Shown(text)
+             << "\" at " << position << ": end " << got.end << " vs " << want.end << ", word \""
+             << Shown(got.word) << "\" vs \"" << Shown(want.word) << "\", parameter "
+             << got.parameter << " vs " << want.parameter << ", id " << int(got.id) << " vs "
+             << int(want.id);
+    }
+  }
+  if (publicEnd != want.end || publicWord != want.word || publicParameter != want.parameter) {
+    return ::testing::AssertionFailure() << "ReadCommand differs on \"" << Shown(text) << "\"";
+  }
+  return ::testing::AssertionSuccess();
+}
+
+TEST(ScannerEquivalence, EveryWordOfUpToThreeLettersAndEveryNearMiss) {
+  std::vector<std::string> words = {""};
+  for (int length = 1; length <= 3; ++length) {
+    std::vector<std::string> next;
+    for (const std::string& w : words) {
+      if (static_cast<int>(w.size()) != length - 1) continue;
+      for (char c = 'a'; c <= 'z'; ++c) next.push_back(w + c);
+    }
+    words.insert(words.end(), next.begin(), next.end());
+  }
+  for (const original::Entry& e : original::kOrderedWords) {
+    const std::string w = e.text;
+    words.push_back(w);
+    for (size_t k = 0; k <= w.size(); ++k) {
+      for (char c = 'a'; c <= 'z'; ++c) {
+        words.push_back(w.substr(0, k) + c + w.substr(k));  // one letter more
+        if (k < w.size()) {
+          std::string changed = w;
+          changed[k] = c;
+          words.push_back(changed);  // one letter other
+        }
+      }
+      if (k < w.size()) words.push_back(w.substr(0, k) + w.substr(k + 1));  // one letter less
+    }
+    words.push_back(w + w);
+  }
+  size_t known = 0;
+  for (const std::string& w : words) {
+    const RTFWord want = original::Match(w);
+    known += want != RTFWord::kUnknown;
+    ASSERT_EQ(LookUpControlWord(w.data(), w.size()), want) << w;
+  }
+  EXPECT_GE(known, sizeof original::kOrderedWords / sizeof original::kOrderedWords[0]);
+}
+
+// Every text of up to four bytes over the alphabet, behind "{\" and behind "x\", read at the
+// byte behind the backslash; then every start position of the whole text.
+TEST(ScannerEquivalence, EveryShortTextOverTheSteeringBytes) {
+  for (int length = 0; length <= 4; ++length) {
+    long long count = 1;
+    for (int k = 0; k < length; ++k) count *= kAlphabetSize;
+    for (long long n = 0; n < count; ++n) {
+      std::string tail;
+      for (long long v = n, k = 0; k < length; ++k, v /= kAlphabetSize)
+        tail += kAlphabet[v % kAlphabetSize];
+      for (const char* head : {"{\\", "x\\"}) {
+        const std::string text = head + tail;
+        for (long long position = 0; position <= static_cast<long long>(text.size()); ++position) {
+          ASSERT_TRUE(Agree(text, position));
+        }
+      }
+    }
+  }
+}
+
+std::string RandomText(std::mt19937& rng, int maxLength) {
+  std::uniform_int_distribution<int> length(0, maxLength);
+  std::string text;
+  const int n = length(rng);
+  for (int k = 0; k < n; ++k) {
+    const unsigned r = rng() % 100;
+    if (r < 60) {
+      text += kAlphabet[rng() % kAlphabetSize];
+    } else if (r < 75) {
+      text += static_cast<char>('a' + rng() % 26);
+    } else if (r < 90) {
+      text += static_cast<char>('0' + rng() % 10);
+    } else if (r < 95) {
+      static const char* const words[] = {"\\red", "\\green", "\\blue", "\\f",   "{\\*\\",
+                                          "\\par", "\\bin",   "\\u",    "\\'E9", "\r\n"};
+      text += words[rng() % 10];
+    } else {
+      text += static_cast<char>(rng());
+    }
+  }
+  return text;
+}
+
+TEST(ScannerEquivalence, RandomTextsAtEveryPosition) {
+  std::mt19937 rng(20240611);
+  for (int round = 0; round < 20000; ++round) {
+    const std::string text = RandomText(rng, 40);
+    for (long long position = 0; position <= static_cast<long long>(text.size()); ++position) {
+      ASSERT_TRUE(Agree(text, position));
+    }
+  }
+}
+
+TEST(ScannerEquivalence, LongNumbersWrapAlike) {
+  for (const std::string& digits :
+       {std::string(25, '9'), std::string(400, '7'), std::string("18446744073709551615"),
+        std::string("18446744073709551616"), std::string("9223372036854775808")}) {
+    for (const char* sign : {"", "-"}) {
+      ASSERT_TRUE(Agree(std::string("{\\fs") + sign + digits + " x", 2));
+      ASSERT_TRUE(Agree(std::string("{\\fs") + sign + digits, 2));
+      ASSERT_TRUE(Agree("{\\'" + std::string(30, 'F'), 2));
+    }
+  }
+}
+
+bool Same(const std::unordered_map<int, RTFColor>& a, const std::unordered_map<int, RTFColor>& b) {
+  if (a.size() != b.size()) return false;
+  for (const auto& entry : b) {
+    const auto found = a.find(entry.first);
+    if (found == a.end() || found->second.red != entry.second.red ||
+        found->second.green != entry.second.green || found->second.blue != entry.second.blue)
+      return false;
+  }
+  return true;
+}
+
+bool Same(const std::unordered_map<int, std::string>& a,
+          const std::unordered_map<int, std::string>& b) {
+  return a == b;
+}
+
+// A table reader started on every position of a random text that holds table-like content.
+template <typename Map, typename Fresh, typename Original>
+void CompareTables(Fresh fresh, Original old, const char* flavour) {
+  std::mt19937 rng(4711);
+  static const char* const pieces[] = {
+      "\\red255",  "\\green", "\\blue-3", ";",    "}",         "{",       "\\f1 ",
+      "\\f",       "Arial",   " ",        "\r\n", "\r",        "\\fnil ", "{\\*\\panose 02}",
+      "\\'E9",     "\\",      "\\par",    "x",    "\\fonttbl", "\0",      "\\fcharset0 ",
+      "{\\f2 T;}", "\\u8364?"};
+  for (int round = 0; round < 4000; ++round) {
+    std::string text = flavour;
+    const int n = static_cast<int>(rng() % 30);
+    for (int k = 0; k < n; ++k) {
+      const char* piece = pieces[rng() % (sizeof pieces / sizeof pieces[0])];
+      text += *piece == '\0' ? std::string(1, '\0') : std::string(piece);
+    }
+    for (long long start = 0; start < static_cast<long long>(text.size()); ++start) {
+      RtfBuffer padded(text);
+      long long wantPosition = start;
+      const Map want = old(padded.data(), wantPosition);
+      std::vector<char> exact(text.begin(), text.end());
+      long long gotPosition = start;
+      const Map got = fresh(exact.data(), static_cast<long long>(exact.size()), gotPosition);
+      ASSERT_EQ(gotPosition, wantPosition) << Shown(text) << " from " << start;
+      ASSERT_TRUE(Same(got, want)) << Shown(text) << " from " << start;
+      long long publicPosition = start;
+      const Map same = fresh(padded.data(), LLONG_MAX, publicPosition);
+      ASSERT_EQ(publicPosition, wantPosition);
+      ASSERT_TRUE(Same(same, want)) << Shown(text) << " from " << start;
+    }
+  }
+}
+
+TEST(ScannerEquivalence, ColourTables) {
+  using Map = std::unordered_map<int, RTFColor>;
+  std::mt19937 rng(99);
+  CompareTables<Map>(
+      [](const char* t, long long n, long long& p) { return ReadColorTable(t, n, p); },
+      [](const char* t, long long& p) { return original::ReadColorTable(t, p); }, "\\colortbl");
+  for (int round = 0; round < 3000; ++round) {
+    const std::string text = "\\colortbl" + RandomText(rng, 60);
+    RtfBuffer padded(text);
+    long long a = 8, b = 8;
+    const Map want = original::ReadColorTable(padded.data(), a);
+    std::vector<char> exact(text.begin(), text.end());
+    const Map got = ReadColorTable(exact.data(), static_cast<long long>(exact.size()), b);
+    ASSERT_EQ(a, b) << Shown(text);
+    ASSERT_TRUE(Same(got, want)) << Shown(text);
+  }
+}
+
+TEST(ScannerEquivalence, FontTables) {
+  using Map = std::unordered_map<int, std::string>;
+  std::mt19937 rng(17);
+  CompareTables<Map>(
+      [](const char* t, long long n, long long& p) { return ReadFontTable(t, n, p); },
+      [](const char* t, long long& p) { return original::ReadFontTable(t, p); }, "\\fonttbl");
+  for (int round = 0; round < 3000; ++round) {
+    const std::string text = "\\fonttbl" + RandomText(rng, 60);
+    RtfBuffer padded(text);
+    long long a = 7, b = 7;
+    const Map want = original::ReadFontTable(padded.data(), a);
+    std::vector<char> exact(text.begin(), text.end());
+    const Map got = ReadFontTable(exact.data(), static_cast<long long>(exact.size()), b);
+    ASSERT_EQ(a, b) << Shown(text);
+    ASSERT_EQ(got, want) << Shown(text);
+  }
+}
+
+TEST(ScannerEquivalence, TextEndMatchesAByteLoop) {
+  std::mt19937 rng(5);
+  for (int round = 0; round < 20000; ++round) {
+    const int length = static_cast<int>(rng() % 80);
+    std::vector<char> text(static_cast<size_t>(length));
+    const unsigned density = 1 + rng() % 64;
+    for (char& c : text) {
+      c = rng() % density == 0 ? "\\{}\r\n"[rng() % 5] : static_cast<char>(rng());
+    }
+    for (long long from = 0; from <= length; ++from) {
+      long long want = from;
+      while (want < length) {
+        const char c = text[static_cast<size_t>(want)];
+        if (c == '\\' || c == '{' || c == '}' || c == '\r' || c == '\n') break;
+        ++want;
+      }
+      ASSERT_EQ(FindTextEnd(text.data(), from, length), want) << "from " << from;
+    }
+  }
+}
+
+}  // namespace
