@@ -4,6 +4,8 @@
 #include <cstdint>
 #include <string>
 
+#include "rtf_import/rtf_bytes.h"
+
 // position: first byte behind the backslash. Returns the index of the last byte of the control
 // word, its delimiter included; word and parameter (-1 when absent) are set.
 //
@@ -62,5 +64,71 @@ struct ControlWord {
 // ReadCommand without the string: the same word, parameter and result for every input, where
 // every byte at an index of length or more reads as NUL (so text needs no terminator or
 // padding; a length of LLONG_MAX reads a NUL-terminated text exactly as ReadCommand does).
-// position must lie in [0, length].
-long long ScanControlWord(const char* text, long long length, long long position, ControlWord& out);
+// position must lie in [0, length]. Inline: the import calls it for every control word.
+inline long long ScanControlWord(const char* text, long long length, long long position,
+                                 ControlWord& out) {
+  using rtf_bytes::At;
+  using rtf_bytes::IsDigit;
+  out.word = RTFWord::kUnknown;
+  out.parameter = -1;
+  out.rewritten = false;
+
+  // "{\*\name": the letters start behind the "*\", but the word keeps it in front, so it
+  // matches nothing.
+  long long scan = position;
+  if (At(text, length, position) == '*' && position >= 2 && text[position - 2] == '{' &&
+      text[position - 1] == '\\' && At(text, length, position + 1) == '\\') {
+    scan = position + 2;
+  }
+  const long long k = rtf_bytes::SkipLetters(text, scan, length);
+  out.nameEnd = k;
+  if (scan == position) {
+    out.word = LookUpControlWord(text + position, static_cast<size_t>(k - position));
+  }
+
+  // Parameters are accumulated in unsigned 64-bit arithmetic: overlong numbers wrap around
+  // instead of overflowing, and a leading "-" negates the value accumulated from -1.
+  long long e = k;
+  const char c = At(text, length, k);
+  if (IsDigit(c) || c == '-') {
+    unsigned long long value =
+        IsDigit(c) ? static_cast<unsigned long long>(c - '0') : static_cast<unsigned long long>(-1);
+    e = k + 1;
+    while (e < length && IsDigit(text[e])) {
+      value = value * 10u + static_cast<unsigned long long>(text[e] - '0');
+      ++e;
+    }
+    if (c == '-') value = 0u - value;
+    out.parameter = static_cast<long long>(value);
+  } else if ((c == '\n' || c == '\r') && k == position) {
+    // A backslash line break.
+    out.word = RTFWord::kPar;
+    out.rewritten = true;
+  } else if (c == '\'' && k == position) {
+    // "\'": hexadecimal, upper case only, and the byte that ends the digits is skipped too.
+    out.word = RTFWord::kU;
+    out.rewritten = true;
+    unsigned long long value = static_cast<unsigned long long>(-1);
+    long long j = k + 1;
+    for (;; ++j) {
+      const char h = At(text, length, j);
+      int digit;
+      if (IsDigit(h)) {
+        digit = h - '0';
+      } else if (h >= 'A' && h <= 'F') {
+        digit = h - 'A' + 10;
+      } else {
+        break;
+      }
+      value = value * 16u + static_cast<unsigned long long>(digit);
+    }
+    out.parameter = static_cast<long long>(value);
+    e = j + 1;
+  }
+
+  // The delimiter: kept for the caller when it starts the next token, consumed otherwise.
+  const char d = At(text, length, e);
+  if (rtf_bytes::StartsNextToken(d)) return e - 1;
+  if (d == '\r' && At(text, length, e + 2) == '\n') return e + 1;
+  return e;
+}

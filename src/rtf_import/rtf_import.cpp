@@ -16,8 +16,10 @@
 #include "frame/host_services.h"
 #include "rtf_import/code_pages.h"
 #include "rtf_import/control_word.h"
+#include "rtf_import/rtf_bytes.h"
 #include "rtf_import/rtf_group_state.h"
 #include "rtf_import/rtf_tables.h"
+#include "rtf_import/text_buffer.h"
 #include "rtf_import/text_scan.h"
 
 namespace {
@@ -25,24 +27,40 @@ namespace {
 constexpr unsigned int kDefaultEncoding = kREALTextEncodingWindowsLatin1;
 constexpr size_t kTextReserve = 10000;
 
-// The byte at i, or NUL at and past the end (the readers see the text as NUL-terminated).
-char At(const char* text, long long length, long long i) {
-  return static_cast<unsigned long long>(i) < static_cast<unsigned long long>(length) ? text[i]
-                                                                                      : '\0';
-}
+using rtf_bytes::At;
 
-// The value of "\'hh": the longest hexadecimal prefix of the two bytes, either case.
-int HexDigit(char c) {
-  if (c >= '0' && c <= '9') return c - '0';
-  if (c >= 'A' && c <= 'F') return c - 'A' + 10;
-  if (c >= 'a' && c <= 'f') return c - 'a' + 10;
-  return -1;
-}
+// What a byte starts in the main loop.
+enum ByteClass : unsigned char { kText, kBackslash, kOpen, kClose, kLineBreak };
 
+struct ByteClasses {
+  unsigned char of[256];
+  constexpr ByteClasses() : of() {
+    of[static_cast<unsigned char>('\\')] = kBackslash;
+    of[static_cast<unsigned char>('{')] = kOpen;
+    of[static_cast<unsigned char>('}')] = kClose;
+    of[static_cast<unsigned char>('\r')] = kLineBreak;
+    of[static_cast<unsigned char>('\n')] = kLineBreak;
+  }
+};
+constexpr ByteClasses kClasses;
+
+// Hexadecimal digits of "\'hh" in either case: their value, -1 for any other byte.
+struct HexDigits {
+  signed char of[256];
+  constexpr HexDigits() : of() {
+    for (int c = 0; c < 256; ++c) of[c] = -1;
+    for (int c = '0'; c <= '9'; ++c) of[c] = static_cast<signed char>(c - '0');
+    for (int c = 'A'; c <= 'F'; ++c) of[c] = static_cast<signed char>(c - 'A' + 10);
+    for (int c = 'a'; c <= 'f'; ++c) of[c] = static_cast<signed char>(c - 'a' + 10);
+  }
+};
+constexpr HexDigits kHex;
+
+// The value of "\'hh": the longest hexadecimal prefix of the two bytes at i, 0 if none.
 int EscapedByte(const char* text, long long length, long long i) {
-  const int high = HexDigit(At(text, length, i));
+  const int high = kHex.of[static_cast<unsigned char>(At(text, length, i))];
   if (high < 0) return 0;
-  const int low = HexDigit(At(text, length, i + 1));
+  const int low = kHex.of[static_cast<unsigned char>(At(text, length, i + 1))];
   return low < 0 ? high : high * 16 + low;
 }
 
@@ -70,7 +88,7 @@ void ApplyState(REALobjectStruct* run, const RTFGroupState* state) {
 class RTFImport {
  public:
   explicit RTFImport(REALobjectStruct* styledText) : styledText_(styledText) {
-    text_.reserve(kTextReserve);
+    runText_.reserve(kTextReserve);
   }
   // Only an exception leaves a run pending; it is given back rather than leaked.
   ~RTFImport() {
@@ -90,7 +108,8 @@ class RTFImport {
   // debug log lines, so it is left out while the log is off.
   void Flush() {
     if (text_.empty() && run_ == nullptr && !DebuggingEnabled) return;
-    StyledTextAddStyleRun(Encoding(), text_, styledText_, run_, alignment_);
+    text_.MoveTo(runText_);
+    StyledTextAddStyleRun(Encoding(), runText_, styledText_, run_, alignment_);
   }
 
   void CreateRun() {
@@ -130,11 +149,13 @@ class RTFImport {
                               bool groupJustOpened);
   void HandleWord(const char* text, long long length, const ControlWord& word, long long& position,
                   bool groupJustOpened);
+  long long HandleEscapes(const char* text, long long length, long long i);
 
   REALobjectStruct* styledText_;
   RTFGroupStack stack_;
   RTFGroupState* state_ = nullptr;
-  std::string text_;
+  TextBuffer text_;
+  std::string runText_;  // the text of the run being flushed, as the host call takes it
   REALobjectStruct* run_ = nullptr;
   long long skipDepth_ = 0;
   long long alignment_ = 0;  // one value for the whole parse: "}" does not restore it
@@ -152,21 +173,26 @@ void RTFImport::Parse(const char* text, long long length) {
     // The flag holds only for the step right behind a "{".
     const bool groupJustOpened = groupOpened;
     groupOpened = false;
-    const char ch = text[i];
-    switch (ch) {
-      case '\n':
-      case '\r':
+    switch (kClasses.of[static_cast<unsigned char>(text[i])]) {
+      case kText: {
+        // Plain text up to the next byte that means something else.
+        const long long end = FindTextEnd(text, i + 1, length);
+        AddText(text, i, end);
+        i = end;
+        break;
+      }
+      case kLineBreak:
         // Source line breaks only split runs.
         Flush();
         ++i;
         break;
-      case '{':
+      case kOpen:
         state_ = stack_.Push();
         if (skipDepth_ > 0) ++skipDepth_;
         groupOpened = true;
         ++i;
         break;
-      case '}':
+      case kClose:
         Flush();
         if (state_ == nullptr) {
           i = length;  // no open group: the document ends here
@@ -177,18 +203,15 @@ void RTFImport::Parse(const char* text, long long length) {
         if (skipDepth_ > 0) --skipDepth_;
         ++i;
         break;
-      case '\\': {
+      case kBackslash: {
         const char ch2 = At(text, length, i + 1);
-        if (ch2 == '\n' || ch2 == '\r') {
+        if (ch2 == '\'') {
+          i = HandleEscapes(text, length, i);
+        } else if (ch2 == '\n' || ch2 == '\r') {
           // A paragraph break that needs a pending run to survive.
           text_.push_back('\r');
           Flush();
           i += 2;
-        } else if (ch2 == '\'') {
-          // The byte is converted from the group's encoding when the run is flushed.
-          const int byte = EscapedByte(text, length, i + 2);
-          if (skipDepth_ == 0) text_.push_back(static_cast<char>(byte));
-          i += 4;
         } else if (ch2 == '\\' || ch2 == '{' || ch2 == '}') {
           AddTextByte(ch2);
           i += 2;
@@ -197,16 +220,38 @@ void RTFImport::Parse(const char* text, long long length) {
         }
         break;
       }
-      default: {
-        // Plain text up to the next byte that means something else.
-        const long long end = FindTextEnd(text, i + 1, length);
-        AddText(text, i, end);
-        i = end;
-        break;
-      }
     }
   }
   Flush();
+}
+
+// "\'hh" at i and every one that follows at once: each byte is converted from the group's
+// encoding when the run is flushed, and none creates a run. Returns the index behind the last.
+long long RTFImport::HandleEscapes(const char* text, long long length, long long i) {
+  // Written in place in blocks; while skipping they are written but not kept.
+  constexpr size_t kBlock = 64;
+  const bool keep = skipDepth_ == 0;
+  for (;;) {
+    char* out = text_.Reserve(kBlock);
+    size_t count = 0;
+    do {
+      int byte;
+      if (length - i >= 4) {
+        const int high = kHex.of[static_cast<unsigned char>(text[i + 2])];
+        const int low = kHex.of[static_cast<unsigned char>(text[i + 3])];
+        byte = high < 0 ? 0 : low < 0 ? high : high * 16 + low;
+      } else {
+        byte = EscapedByte(text, length, i + 2);
+      }
+      out[count++] = static_cast<char>(byte);
+      i += 4;
+      if (length - i < 2 || text[i] != '\\' || text[i + 1] != '\'') {
+        if (keep) text_.Commit(count);
+        return i;
+      }
+    } while (count < kBlock);
+    if (keep) text_.Commit(count);
+  }
 }
 
 long long RTFImport::HandleControlWord(const char* text, long long length, long long backslash,

@@ -15,6 +15,7 @@
 
 #include "rtf_buffer.h"
 #include "rtf_import/control_word.h"
+#include "rtf_import/rtf_bytes.h"
 #include "rtf_import/rtf_tables.h"
 #include "rtf_import/text_scan.h"
 
@@ -495,6 +496,37 @@ TEST(ScannerEquivalence, TextEndMatchesAByteLoop) {
         ++want;
       }
       ASSERT_EQ(FindTextEnd(text.data(), from, length), want) << "from " << from;
+    }
+  }
+}
+
+TEST(ScannerEquivalence, LetterRunMatchesAByteLoop) {
+  std::mt19937 rng(6);
+  for (int round = 0; round < 20000; ++round) {
+    const int length = static_cast<int>(rng() % 80);
+    std::vector<char> text(static_cast<size_t>(length));
+    const unsigned density = 1 + rng() % 64;
+    for (char& c : text) {
+      c = rng() % density == 0 ? static_cast<char>(rng()) : static_cast<char>('a' + rng() % 26);
+    }
+    for (long long from = 0; from <= length; ++from) {
+      long long want = from;
+      while (want < length && text[static_cast<size_t>(want)] >= 'a' &&
+             text[static_cast<size_t>(want)] <= 'z')
+        ++want;
+      ASSERT_EQ(rtf_bytes::SkipLetters(text.data(), from, length), want) << "from " << from;
+    }
+  }
+  // Every byte value right behind a run of letters, at every offset of a 16-byte block.
+  for (int value = 0; value < 256; ++value) {
+    for (int letters = 0; letters < 40; ++letters) {
+      std::string text(static_cast<size_t>(letters), 'q');
+      text += static_cast<char>(value);
+      text += "abcdefghijklmnopqrstuvwxyz";
+      const long long want =
+          value >= 'a' && value <= 'z' ? static_cast<long long>(text.size()) : letters;
+      ASSERT_EQ(rtf_bytes::SkipLetters(text.data(), 0, static_cast<long long>(text.size())), want)
+          << value << " after " << letters;
     }
   }
 }

@@ -1,0 +1,48 @@
+// Byte-level helpers of the import's readers: reads bounded by the text's length (past it every
+// byte reads as NUL, as in a NUL-terminated copy) and the character classes they test.
+#pragma once
+
+#if defined(__SSE2__)
+#include <emmintrin.h>
+#endif
+
+namespace rtf_bytes {
+
+// The byte at i, or NUL at and past the end.
+inline char At(const char* text, long long length, long long i) {
+  return static_cast<unsigned long long>(i) < static_cast<unsigned long long>(length) ? text[i]
+                                                                                      : '\0';
+}
+
+inline bool IsLower(char c) {
+  return static_cast<unsigned char>(c - 'a') < 26;
+}
+
+inline bool IsDigit(char c) {
+  return static_cast<unsigned char>(c - '0') < 10;
+}
+
+// A byte that a control word leaves for the caller instead of consuming it as its delimiter.
+inline bool StartsNextToken(char c) {
+  return c == '\\' || c == '{' || c == '}' || c == ';';
+}
+
+// Index of the first byte at or behind k that is no lower-case letter; length when the letters
+// run to the end.
+inline long long SkipLetters(const char* text, long long k, long long length) {
+#if defined(__SSE2__)
+  // 'a'..'z' moved to -128..-103, the only bytes below -102 as signed values.
+  const __m128i bias = _mm_set1_epi8(static_cast<char>(0x80 - 'a'));
+  const __m128i limit = _mm_set1_epi8(static_cast<char>(-128 + 26));
+  for (; length - k >= 16; k += 16) {
+    const __m128i block = _mm_loadu_si128(reinterpret_cast<const __m128i*>(text + k));
+    const __m128i lower = _mm_cmplt_epi8(_mm_add_epi8(block, bias), limit);
+    const unsigned others = ~static_cast<unsigned>(_mm_movemask_epi8(lower)) & 0xFFFFu;
+    if (others != 0) return k + __builtin_ctz(others);
+  }
+#endif
+  while (k < length && IsLower(text[k])) ++k;
+  return k;
+}
+
+}  // namespace rtf_bytes
