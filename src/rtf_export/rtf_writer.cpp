@@ -8,6 +8,10 @@
 #include "bridge/host_string_read.h"
 #include "frame/host_services.h"
 
+#if defined(__SSE2__)
+#include <emmintrin.h>
+#endif
+
 size_t StringHash::operator()(const std::string& name) const {
   uint32_t h = 324567;
   for (char c : name) {
@@ -22,7 +26,8 @@ char gNumberBuffer[20];
 }  // namespace
 
 std::string ToString(int32_t value) {
-  std::snprintf(gNumberBuffer, sizeof gNumberBuffer, "%d", value);
+  const size_t n = FormatDecimal(value, gNumberBuffer);
+  gNumberBuffer[n] = '\0';
   return std::string(gNumberBuffer);
 }
 
@@ -36,116 +41,240 @@ int32_t HalfPoints(double size) {
   return static_cast<int32_t>(half);
 }
 
-struct Tables {
-  std::unordered_map<uint32_t, int64_t> colorToIndex;
-  std::unordered_map<int64_t, uint32_t> indexToColor;
-  std::unordered_map<std::string, int64_t, StringHash> fontToIndex;
-  std::unordered_map<int64_t, std::string> indexToFont;
+// The indexes of the last few font names looked up: a styled text mostly alternates between a
+// handful of fonts, and a hit costs a comparison of the name instead of hashing it.
+class RecentFonts {
+ public:
+  // The index of name, looked up in fonts when it is not among the recent ones; absent names
+  // are entered with index 0 (only the empty name can be absent).
+  int64_t IndexOf(const std::string& name,
+                  std::unordered_map<std::string, int64_t, StringHash>& fonts) {
+    for (size_t k = 0; k < count_; ++k) {
+      if (names_[k] == name) return indexes_[k];
+    }
+    auto found = fonts.find(name);
+    if (found == fonts.end()) found = fonts.emplace(name, 0).first;
+    Remember(name, found->second);
+    return found->second;
+  }
+
+  void Remember(const std::string& name, int64_t index) {
+    const size_t slot = count_ < kSlots ? count_++ : next_++ % kSlots;
+    names_[slot] = name;
+    indexes_[slot] = index;
+  }
+
+  bool Contains(const std::string& name) const {
+    for (size_t k = 0; k < count_; ++k) {
+      if (names_[k] == name) return true;
+    }
+    return false;
+  }
+
+ private:
+  static constexpr size_t kSlots = 4;
+  std::string names_[kSlots];
+  int64_t indexes_[kSlots] = {};
+  size_t count_ = 0;
+  size_t next_ = 0;
 };
 
-// Fonts and colours numbered in order of first use.
+// Fonts and colours numbered in order of first use. Indexes are dense, so the index-to-entry
+// direction is an array.
+struct Tables {
+  std::unordered_map<uint32_t, int64_t> colorToIndex;
+  std::vector<uint32_t> colors;
+  std::unordered_map<std::string, int64_t, StringHash> fontToIndex;
+  std::vector<std::string> fonts;
+  std::vector<int32_t> runColor;  // each run's colour index, as the body writes it
+};
+
 void BuildTables(const std::vector<XojoStyleRun>& runs, Tables& t) {
+  t.runColor.reserve(runs.size());
+  // Neighbouring runs mostly share colour and font: the last answers are kept.
+  bool haveColor = false;
+  uint32_t lastColor = 0;
+  int64_t lastColorIndex = 0;
+  RecentFonts recent;
   for (const XojoStyleRun& run : runs) {
-    if (t.colorToIndex.find(run.textColor) == t.colorToIndex.end()) {
-      const int64_t index = static_cast<int64_t>(t.colorToIndex.size());
-      t.colorToIndex.emplace(run.textColor, index);
-      t.indexToColor.emplace(index, run.textColor);
+    if (!haveColor || run.textColor != lastColor) {
+      auto found = t.colorToIndex.find(run.textColor);
+      if (found == t.colorToIndex.end()) {
+        const int64_t index = static_cast<int64_t>(t.colors.size());
+        found = t.colorToIndex.emplace(run.textColor, index).first;
+        t.colors.push_back(run.textColor);
+      }
+      haveColor = true;
+      lastColor = run.textColor;
+      lastColorIndex = found->second;
     }
-    std::string name = GetStringInUTF8(run.font);
-    if (name.empty()) continue;
-    if (t.fontToIndex.find(name) == t.fontToIndex.end()) {
-      const int64_t index = static_cast<int64_t>(t.fontToIndex.size());
-      t.fontToIndex.emplace(name, index);
-      t.indexToFont.emplace(index, std::move(name));
+    t.runColor.push_back(static_cast<int32_t>(lastColorIndex));
+    const std::string name = GetStringInUTF8(run.font);
+    if (name.empty() || recent.Contains(name)) continue;
+    auto found = t.fontToIndex.find(name);
+    if (found == t.fontToIndex.end()) {
+      found = t.fontToIndex.emplace(name, static_cast<int64_t>(t.fonts.size())).first;
+      t.fonts.push_back(name);
     }
+    recent.Remember(name, found->second);
   }
 }
 
-void WriteHeader(const Tables& t, std::string& out) {
-  out += "{\\rtf1\\ansi\\ansicpg1252";
-  out += "{\\fonttbl";
-  const int64_t fontCount = static_cast<int64_t>(t.indexToFont.size());
-  for (int64_t i = 0; i < fontCount; ++i) {
-    out += "{\\f";
-    out += ToString(static_cast<int32_t>(i));
-    out += "\\fnil ";
-    out += t.indexToFont.at(i);  // raw UTF-8 bytes: the table is not escaped
-    out += ";}";
+void WriteHeader(const Tables& t, RTFOutput& out) {
+  out.AppendLiteral("{\\rtf1\\ansi\\ansicpg1252{\\fonttbl");
+  for (size_t i = 0; i < t.fonts.size(); ++i) {
+    out.AppendLiteral("{\\f");
+    out.AppendNumber(static_cast<int32_t>(i));
+    out.AppendLiteral("\\fnil ");
+    out.Append(t.fonts[i].data(), t.fonts[i].size());  // raw UTF-8: the table is not escaped
+    out.AppendLiteral(";}");
   }
-  out += "}";
-  out += "{\\colortbl";
-  const int64_t colorCount = static_cast<int64_t>(t.indexToColor.size());
-  for (int64_t i = 0; i < colorCount; ++i) {
-    const uint32_t v = t.indexToColor.at(i);
-    out += "\\red";
-    out += ToString(static_cast<int32_t>((v >> 16) & 0xFF));
-    out += "\\green";
-    out += ToString(static_cast<int32_t>((v >> 8) & 0xFF));
-    out += "\\blue";
-    out += ToString(static_cast<int32_t>(v & 0xFF));
-    out += ";";
+  out.AppendLiteral("}{\\colortbl");
+  for (const uint32_t v : t.colors) {
+    out.AppendLiteral("\\red");
+    out.AppendNumber(static_cast<int32_t>((v >> 16) & 0xFF));
+    out.AppendLiteral("\\green");
+    out.AppendNumber(static_cast<int32_t>((v >> 8) & 0xFF));
+    out.AppendLiteral("\\blue");
+    out.AppendNumber(static_cast<int32_t>(v & 0xFF));
+    out.Append(';');
   }
-  out += "}";
-  out += "\\uc0 ";
+  out.AppendLiteral("}\\uc0 ");
+}
+
+// What the text rules do with a code unit below 128.
+enum UnitClass : unsigned char { kPlain, kDrop, kEscape, kCR, kLF };
+
+struct UnitClasses {
+  unsigned char of[128];
+  constexpr UnitClasses() : of() {
+    for (int u = 0; u < 9; ++u) of[u] = kDrop;
+    of[10] = kLF;
+    of[13] = kCR;
+    of['\\'] = kEscape;
+    of['{'] = kEscape;
+    of['}'] = kEscape;
+  }
+};
+constexpr UnitClasses kUnits;
+
+// Index of the first byte in [i, count) that is not written as itself (classes other than
+// plain, or 128 and up).
+int64_t PlainEnd(const uint8_t* bytes, int64_t i, int64_t count) {
+#if defined(__SSE2__)
+  if (count >= 16) {
+    for (;;) {
+      // The last block overlaps the one before; bytes already looked at are masked off.
+      const int64_t at = count - i >= 16 ? i : count - 16;
+      const __m128i b = _mm_loadu_si128(reinterpret_cast<const __m128i*>(bytes + at));
+      const __m128i special =
+          _mm_or_si128(_mm_or_si128(_mm_cmpeq_epi8(_mm_min_epu8(b, _mm_set1_epi8(8)), b),
+                                    _mm_cmpeq_epi8(b, _mm_set1_epi8(10))),
+                       _mm_or_si128(_mm_or_si128(_mm_cmpeq_epi8(b, _mm_set1_epi8(13)),
+                                                 _mm_cmpeq_epi8(b, _mm_set1_epi8('\\'))),
+                                    _mm_or_si128(_mm_cmpeq_epi8(b, _mm_set1_epi8('{')),
+                                                 _mm_cmpeq_epi8(b, _mm_set1_epi8('}')))));
+      // The sign bits mark bytes from 128 up.
+      const unsigned mask =
+          static_cast<unsigned>(_mm_movemask_epi8(special) | _mm_movemask_epi8(b)) >> (i - at);
+      if (mask != 0) return i + __builtin_ctz(mask);
+      i = at + 16;
+      if (i == count) return count;
+    }
+  }
+#endif
+  for (; i < count; ++i) {
+    if (bytes[i] >= 128 || kUnits.of[bytes[i]] != kPlain) break;
+  }
+  return i;
+}
+
+// One unit that is not plain: dropped below tab, a paragraph mark for CR or LF unless it pairs
+// with the unit before, a backslash before the RTF specials, a Unicode escape from 128 up.
+void WriteSpecial(uint16_t u, uint16_t prev, RTFOutput& out) {
+  if (u >= 128) {
+    out.AppendLiteral("\\u");
+    out.AppendNumber(static_cast<int32_t>(u));
+    out.Append(' ');
+    return;
+  }
+  switch (kUnits.of[u]) {
+    case kCR:
+      if (prev != 10) out.AppendLiteral("\\par ");
+      break;
+    case kLF:
+      if (prev != 13) out.AppendLiteral("\\par ");
+      break;
+    case kEscape: {
+      char* to = out.Reserve(2);
+      to[0] = '\\';
+      to[1] = static_cast<char>(u);
+      out.Commit(2);
+      break;
+    }
+    case kPlain:
+      out.Append(static_cast<char>(u));  // tab, vertical tab, form feed and other controls
+      break;
+    default:
+      break;  // below tab: dropped
+  }
+}
+
+// Pure ASCII text, read from the host's own bytes: stretches of plain characters are copied in
+// one piece.
+void WriteASCII(const uint8_t* bytes, int64_t count, RTFOutput& out) {
+  uint16_t prev = 0;
+  int64_t i = 0;
+  while (i < count) {
+    const int64_t end = PlainEnd(bytes, i, count);
+    if (end != i) {
+      out.Append(reinterpret_cast<const char*>(bytes + i), static_cast<size_t>(end - i));
+      prev = bytes[end - 1];
+      i = end;
+      if (i == count) break;
+    }
+    const uint16_t u = bytes[i];
+    WriteSpecial(u, prev, out);
+    prev = u;
+    ++i;
+  }
+}
+
+void WriteUnits(const uint16_t* units, int64_t count, RTFOutput& out) {
+  uint16_t prev = 0;
+  for (int64_t i = 0; i < count; ++i) {
+    const uint16_t u = units[i];
+    if (u < 128 && kUnits.of[u] == kPlain) {
+      out.Append(static_cast<char>(u));
+    } else {
+      WriteSpecial(u, prev, out);
+    }
+    prev = u;
+  }
 }
 
 // The run's text as UTF-16 code units: control characters below tab vanish, each CR or LF is a
 // paragraph mark unless it pairs with the unit just before it, RTF specials are escaped and
-// everything from 0x80 becomes a Unicode escape.
-void WriteText(REALstringStruct* text, std::string& out) {
+// everything from 0x80 becomes a Unicode escape. Pure ASCII text has the same units as its
+// bytes, so it is read from them directly (the reader makes the same host calls either way).
+void WriteText(REALstringStruct* text, RTFOutput& out) {
   rbText reader(text);
+  reader.CheckASCII();
+  if (reader.state == rbText::kPureASCII) {
+    WriteASCII(static_cast<const uint8_t*>(reader.views[0]), reader.lengths[0], out);
+    return;
+  }
   const uint16_t* units = reader.UTF16();
   const int64_t count = reader.UTF16Length();
   if (count <= 0 || units == nullptr) return;
-  // Plain characters collect in a local block that is appended in one piece: long texts are
-  // mostly plain, and appending them unit by unit costs a capacity check each.
-  char plain[1024];
-  size_t pending = 0;
-  uint16_t prev = 0;
-  for (int64_t i = 0; i < count; ++i) {
-    const uint16_t u = units[i];
-    if (u >= 32 && u < 128 && u != '\\' && u != '{' && u != '}') {
-      plain[pending++] = static_cast<char>(u);
-      if (pending == sizeof plain) {
-        out.append(plain, pending);
-        pending = 0;
-      }
-      prev = u;
-      continue;
-    }
-    if (pending != 0) {
-      out.append(plain, pending);
-      pending = 0;
-    }
-    if (u >= 128) {
-      out += "\\u";
-      out += ToString(static_cast<int32_t>(u));
-      out += ' ';
-    } else if (u < 9) {
-      // dropped
-    } else if (u == 13) {
-      if (prev != 10) out += "\\par ";
-    } else if (u == 10) {
-      if (prev != 13) out += "\\par ";
-    } else if (u == '\\' || u == '{' || u == '}') {
-      out += '\\';
-      out += static_cast<char>(u);
-    } else {
-      out += static_cast<char>(u);  // tab, vertical tab, form feed and other controls
-    }
-    prev = u;
-  }
-  if (pending != 0) out.append(plain, pending);
+  WriteUnits(units, count, out);
 }
 
 }  // namespace
 
-std::string WriteRTF(const std::vector<XojoStyleRun>& runs) {
+void WriteRTF(const std::vector<XojoStyleRun>& runs, RTFOutput& out) {
   Tables tables;
   BuildTables(runs, tables);
-
-  std::string out;
-  out.reserve(1048576);
   WriteHeader(tables, out);
 
   int64_t curAlignment = 0;
@@ -153,27 +282,47 @@ std::string WriteRTF(const std::vector<XojoStyleRun>& runs) {
   REALstringStruct* curFont = nullptr;  // borrowed from the records
   uint32_t curColor = 0;
   double curSize = 0.0;
+  RecentFonts recentFonts;
 
-  for (const XojoStyleRun& run : runs) {
+  for (size_t r = 0; r < runs.size(); ++r) {
+    const XojoStyleRun& run = runs[r];
     bool wrote = false;
     if (run.alignment != curAlignment) {
-      out += run.alignment == 2 ? "\\qc" : run.alignment == 3 ? "\\qr" : "\\ql";
+      if (run.alignment == 2) {
+        out.AppendLiteral("\\qc");
+      } else if (run.alignment == 3) {
+        out.AppendLiteral("\\qr");
+      } else {
+        out.AppendLiteral("\\ql");
+      }
       curAlignment = run.alignment;
       wrote = true;
     }
     if ((run.bold != 0) != curBold) {
       curBold = run.bold != 0;
-      out += curBold ? "\\b" : "\\b0";
+      if (curBold) {
+        out.AppendLiteral("\\b");
+      } else {
+        out.AppendLiteral("\\b0");
+      }
       wrote = true;
     }
     if ((run.italic != 0) != curItalic) {
       curItalic = run.italic != 0;
-      out += curItalic ? "\\i" : "\\i0";
+      if (curItalic) {
+        out.AppendLiteral("\\i");
+      } else {
+        out.AppendLiteral("\\i0");
+      }
       wrote = true;
     }
     if ((run.underline != 0) != curUnderline) {
       curUnderline = run.underline != 0;
-      out += curUnderline ? "\\ul" : "\\ul0";
+      if (curUnderline) {
+        out.AppendLiteral("\\ul");
+      } else {
+        out.AppendLiteral("\\ul0");
+      }
       wrote = true;
     }
     if (run.font != nullptr) {
@@ -181,30 +330,35 @@ std::string WriteRTF(const std::vector<XojoStyleRun>& runs) {
       bool available = false;
       const int64_t differs = REALCompareStrings(run.font, curFont, &available);
       if (available && differs != 0) {
-        const int64_t index = tables.fontToIndex[GetStringInUTF8(run.font)];
-        out += "\\f";
-        out += ToString(static_cast<int32_t>(index));
+        const int64_t index = recentFonts.IndexOf(GetStringInUTF8(run.font), tables.fontToIndex);
+        out.AppendLiteral("\\f");
+        out.AppendNumber(static_cast<int32_t>(index));
         curFont = run.font;
         wrote = true;
       }
     }
     bool wroteValue = false;
     if (run.textColor != curColor) {
-      out += "\\cf";
-      out += ToString(static_cast<int32_t>(tables.colorToIndex.find(run.textColor)->second));
+      out.AppendLiteral("\\cf");
+      out.AppendNumber(tables.runColor[r]);
       curColor = run.textColor;
       wroteValue = true;
     }
     const double size = static_cast<double>(run.size);
     if (size != curSize) {
-      out += "\\fs";
-      out += ToString(HalfPoints(size));
+      out.AppendLiteral("\\fs");
+      out.AppendNumber(HalfPoints(size));
       curSize = size;
       wroteValue = true;
     }
-    if (wroteValue || wrote) out += ' ';
+    if (wroteValue || wrote) out.Append(' ');
     WriteText(run.text, out);
   }
-  out += "}";
-  return out;
+  out.Append('}');
+}
+
+std::string WriteRTF(const std::vector<XojoStyleRun>& runs) {
+  RTFOutput out(1024);
+  WriteRTF(runs, out);
+  return std::string(out.data(), out.size());
 }

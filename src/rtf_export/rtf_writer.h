@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "frame/host_api.h"
+#include "rtf_export/rtf_output.h"
 #include "rtf_export/style_run_snapshot.h"
 
 // Font-name hash used by the font table map.
@@ -18,7 +19,9 @@ struct StringHash {
 // Decimal text of a 32-bit signed value, formatted through one process-wide buffer.
 std::string ToString(int32_t value);
 
-// The document for a non-empty snapshot, as bytes.
+// The document for a non-empty snapshot, appended to out.
+void WriteRTF(const std::vector<XojoStyleRun>& runs, RTFOutput& out);
+// The same as a byte string.
 std::string WriteRTF(const std::vector<XojoStyleRun>& runs);
 
 // The getter of "RTFDataZVK": the styled text as an RTF host string, or null.

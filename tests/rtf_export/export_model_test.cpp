@@ -154,7 +154,9 @@ std::string Model(const std::vector<RunSpec>& runs,
   return out + "}";
 }
 
-RunSpec RandomRun(std::mt19937& rng) {
+// maxPieces bounds the text's length; asciiOnly leaves out the non-ASCII pieces (the writer
+// reads pure ASCII text from its bytes, everything else as UTF-16 units).
+RunSpec RandomRun(std::mt19937& rng, size_t maxPieces = 6, bool asciiOnly = false) {
   static const std::vector<std::string> pieces = {"a",
                                                   "Z",
                                                   " ",
@@ -180,8 +182,12 @@ RunSpec RandomRun(std::mt19937& rng) {
   static const std::vector<uint32_t> colours = {0, 0x00FF0000, 0x80000000, 0x00123456, 0xFF123456};
   auto pick = [&rng](size_t n) { return std::uniform_int_distribution<size_t>(0, n - 1)(rng); };
   RunSpec run;
-  const size_t count = pick(7);
-  for (size_t i = 0; i < count; ++i) run.text += pieces[pick(pieces.size())];
+  const size_t count = pick(maxPieces + 1);
+  for (size_t i = 0; i < count; ++i) {
+    const std::string& piece = pieces[pick(pieces.size())];
+    if (asciiOnly && static_cast<unsigned char>(piece[0]) >= 0x80) continue;
+    run.text += piece;
+  }
   run.font = fonts[pick(fonts.size())];
   run.size = sizes[pick(sizes.size())];
   run.color = colours[pick(colours.size())];
@@ -191,7 +197,7 @@ RunSpec RandomRun(std::mt19937& rng) {
   return run;
 }
 
-TEST(ExportModel, RandomDocumentsMatchByteForByte) {
+void CompareRandomDocuments(size_t maxPieces, bool asciiOnly, int documents) {
   simhost::Options options;
   options.captureLog = false;
   simhost::Host host(options);
@@ -199,9 +205,9 @@ TEST(ExportModel, RandomDocumentsMatchByteForByte) {
   ASSERT_TRUE(plugin.loaded()) << plugin.error();
   std::mt19937 rng(20240611);
   const int64_t alignments[] = {0, 1, 2, 3, 4, -1};
-  for (int doc = 0; doc < 400; ++doc) {
+  for (int doc = 0; doc < documents; ++doc) {
     std::vector<RunSpec> runs(1 + rng() % 10);
-    for (RunSpec& run : runs) run = RandomRun(rng);
+    for (RunSpec& run : runs) run = RandomRun(rng, maxPieces, asciiOnly);
     REALobject st = host.NewStyledText();
     for (const RunSpec& run : runs) host.AppendRun(st, run);
     const size_t paragraphCount = host.ParagraphsOf(st).size();
@@ -216,6 +222,17 @@ TEST(ExportModel, RandomDocumentsMatchByteForByte) {
     host.Release(st);
   }
   EXPECT_EQ(host.Misuses(), 0u);
+}
+
+TEST(ExportModel, RandomDocumentsMatchByteForByte) {
+  CompareRandomDocuments(6, false, 400);
+}
+
+// Texts long enough for the writer's block-wise scan, with the special characters at every
+// offset of a block and at its edges.
+TEST(ExportModel, LongRandomTextsMatchByteForByte) {
+  CompareRandomDocuments(60, true, 300);
+  CompareRandomDocuments(60, false, 300);
 }
 
 }  // namespace
