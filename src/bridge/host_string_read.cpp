@@ -49,6 +49,21 @@ void* ZeroedBuffer(int64_t count, size_t elementSize, size_t extra) {
   return std::calloc(static_cast<size_t>(count) * elementSize + extra, 1);
 }
 
+// No byte of count at bytes is 0x80 or above; sixteen bytes per step.
+bool AllASCII(const uint8_t* bytes, int64_t count) {
+  int64_t i = 0;
+  for (; count - i >= 16; i += 16) {
+    uint64_t a, b;
+    std::memcpy(&a, bytes + i, 8);
+    std::memcpy(&b, bytes + i + 8, 8);
+    if (((a | b) & 0x8080808080808080u) != 0) return false;
+  }
+  for (; i < count; ++i) {
+    if (bytes[i] >= 0x80) return false;
+  }
+  return true;
+}
+
 uint16_t UnitAt(const void* units, int64_t index) {
   uint16_t unit;
   std::memcpy(&unit, static_cast<const char*>(units) + index * 2, sizeof unit);
@@ -90,6 +105,11 @@ int64_t DecodeUTF8(const uint8_t* source, int64_t length, uint16_t* out) {
   int64_t i = 0;
   int64_t written = 0;
   while (i < length) {
+    if (source[i] < 0x80) {
+      // An ASCII byte is its own unit; most text is mostly ASCII.
+      out[written++] = source[i++];
+      continue;
+    }
     int n = UTF8_TRAILING_BYTES[source[i]];
     // The sequence's last byte must lie inside the buffer.
     if (n > 3 || i + n >= length || !IsLegalUTF8(source + i, n + 1)) {
@@ -158,6 +178,19 @@ rbData::~rbData() {
 }
 
 // rbText
+
+// Inline: the destructor and the ASCII check call it for every view, mostly with nothing held.
+inline void rbText::ReleaseView(int view) {
+  if (recordHeld[view]) {
+    REALDisposeStringData(&records[view]);
+    recordHeld[view] = false;
+  }
+  records[view] = REALstringData();
+  if (owned[view] != nullptr) {
+    std::free(owned[view]);
+    owned[view] = nullptr;
+  }
+}
 
 rbText::rbText(REALstringStruct* s) {
   ResetFields();
@@ -228,41 +261,32 @@ rbText::~rbText() {
   if (marker1 != kMarker) DebugLogULong("Check1 in rbText invalid", marker1);
   if (marker2 != kMarker) DebugLogULong("Check2 in rbText invalid", marker2);
   if (string != nullptr) REALUnlockString(string);
+  // Everything obtained goes back; the fields themselves end with the object, so they are not
+  // reset one by one (a reader is made for every run of a styled text).
   for (int v = 0; v < kViews; ++v) {
     if (viewStrings[v] != nullptr) REALUnlockString(viewStrings[v]);
-    ReleaseView(v);
+    if (recordHeld[v]) REALDisposeStringData(&records[v]);
+    if (owned[v] != nullptr) std::free(owned[v]);
   }
-  ResetFields();
 }
 
 void rbText::ResetFields() {
+  // Whole arrays at a time: readers are made for every run of a styled text.
   marker1 = kMarker;
   string = nullptr;
-  for (int v = 0; v < kViews; ++v) {
-    viewStrings[v] = nullptr;
-    lengths[v] = 0;
-    views[v] = EmptyBuffer;
-    owned[v] = nullptr;
-    records[v] = REALstringData();
-    recordHeld[v] = false;
-  }
+  std::memset(viewStrings, 0, sizeof viewStrings);
+  std::memset(lengths, 0, sizeof lengths);
+  views[0] = views[1] = views[2] = views[3] = views[4] = EmptyBuffer;
   views[kUTF16] = EmptyBufferUInt16;
   views[6] = EmptyBufferUInt32;
+  std::memset(owned, 0, sizeof owned);
+  std::memset(static_cast<void*>(records), 0, sizeof records);
+  std::memset(recordHeld, 0, sizeof recordHeld);
   conversionFailed = false;
   encoding = kREALTextEncodingASCII;
   state = kPureASCII;
   reserved = 0;
   marker2 = kMarker;
-}
-
-void rbText::ReleaseView(int view) {
-  if (recordHeld[view]) {
-    REALDisposeStringData(&records[view]);
-    recordHeld[view] = false;
-  }
-  records[view] = REALstringData();
-  std::free(owned[view]);
-  owned[view] = nullptr;
 }
 
 void rbText::OwnView(int view, void* buffer, int64_t length) {
@@ -276,18 +300,15 @@ void rbText::OwnView(int view, void* buffer, int64_t length) {
 void rbText::CheckASCII() {
   if (state != kUnchecked) return;
   rbData raw(string);
-  const uint8_t* bytes = reinterpret_cast<const uint8_t*>(raw.data);
-  for (int64_t i = 0; i < raw.length; ++i) {
-    if (bytes[i] >= 0x80) {
-      state = kNotASCII;
-      return;
-    }
+  if (!AllASCII(reinterpret_cast<const uint8_t*>(raw.data), raw.length)) {
+    state = kNotASCII;
+    return;
   }
   state = kPureASCII;
-  // The kept string stays locked, so its bytes outlive the reader.
+  // The kept string stays locked, so its bytes outlive the reader. The byte views hold nothing
+  // yet: every conversion checks first, so none has run while the state was unchecked.
   const void* shared = raw.data != nullptr ? static_cast<const void*>(raw.data) : EmptyBuffer;
   for (int v = 0; v <= 4; ++v) {
-    ReleaseView(v);
     views[v] = shared;
     lengths[v] = raw.length;
   }
