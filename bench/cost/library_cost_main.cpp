@@ -6,6 +6,7 @@
 //   pendlow_library_cost [--library PATH] [--trace FILE] setter DOCUMENT.rtf
 //   pendlow_library_cost [--library PATH] [--trace FILE] getter RUNS
 //   pendlow_library_cost [--library PATH] [--trace FILE] getter-varied RUNS
+//   pendlow_library_cost [--library PATH] [--trace FILE] getter-text BYTES
 #include <dlfcn.h>
 
 #include <cstdio>
@@ -52,7 +53,8 @@ int Usage() {
   std::fprintf(stderr,
                "usage: pendlow_library_cost [--library PATH] [--trace FILE] setter DOCUMENT.rtf\n"
                "       pendlow_library_cost [--library PATH] [--trace FILE] getter RUNS\n"
-               "       pendlow_library_cost [--library PATH] [--trace FILE] getter-varied RUNS\n");
+               "       pendlow_library_cost [--library PATH] [--trace FILE] getter-varied RUNS\n"
+               "       pendlow_library_cost [--library PATH] [--trace FILE] getter-text BYTES\n");
   return 2;
 }
 
@@ -125,6 +127,27 @@ void BuildVariedRuns(REALobject styledText, long count) {
   minihost::CycleParagraphAlignments(styledText);
 }
 
+// Runs of 16 KiB of mostly ASCII prose with escapes, tabs and a few non-ASCII letters, a line
+// break ending every eighth run: the text-heavy export of the export benchmark.
+void BuildLongRuns(REALobject styledText, long bytes) {
+  const std::string sentence =
+      "The quick brown fox jumps over the lazy dog {again} \\ and\tthen na\xC3\xAFve "
+      "caf\xC3\xA9 patrons cheer. ";
+  long total = 0;
+  for (long index = 0; total < bytes; ++index) {
+    minihost::RunSpec run;
+    while (run.text.size() < 16384) run.text += sentence;
+    if (index % 8 == 7) run.text += "\r\n";
+    run.font = kFonts[index % 2];
+    run.size = 12;
+    run.color = kColors[index % 3];
+    run.bold = (index % 3) == 1;
+    total += static_cast<long>(run.text.size());
+    minihost::AppendRun(styledText, run);
+  }
+  minihost::CycleParagraphAlignments(styledText);
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
@@ -143,7 +166,8 @@ int main(int argc, char** argv) {
   if (argc - a != 2) return Usage();
   const std::string mode = argv[a];
   const char* argument = argv[a + 1];
-  if (mode != "setter" && mode != "getter" && mode != "getter-varied") return Usage();
+  if (mode != "setter" && mode != "getter" && mode != "getter-varied" && mode != "getter-text")
+    return Usage();
 
   std::FILE* trace = nullptr;
   if (tracePath != nullptr) {
@@ -194,6 +218,8 @@ int main(int argc, char** argv) {
     if (runs <= 0) return Usage();
     if (mode == "getter") {
       BuildRuns(styledText, runs);
+    } else if (mode == "getter-text") {
+      BuildLongRuns(styledText, runs);  // the argument counts text bytes here
     } else {
       BuildVariedRuns(styledText, runs);
     }
@@ -201,7 +227,8 @@ int main(int argc, char** argv) {
     REALstring result = PendlowCost_MeasuredGetter(getter, styledText);
     const std::string rtf = minihost::BytesOf(result);
     minihost::ReleaseString(result);
-    std::printf("runs %ld rtf_bytes %zu\n", runs, rtf.size());
+    std::printf("%s %ld rtf_bytes %zu\n", mode == "getter-text" ? "text_bytes" : "runs", runs,
+                rtf.size());
   }
   minihost::CloseTrace();
   if (trace != nullptr) std::fclose(trace);
