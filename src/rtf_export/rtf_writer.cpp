@@ -158,6 +158,22 @@ struct UnitClasses {
 };
 constexpr UnitClasses kUnits;
 
+// Which of sixteen bytes are not written as themselves: below tab, CR, LF, the RTF specials and
+// everything from 128 up.
+#if defined(__SSE2__)
+unsigned SpecialBytes(__m128i b) {
+  const __m128i special =
+      _mm_or_si128(_mm_or_si128(_mm_cmpeq_epi8(_mm_min_epu8(b, _mm_set1_epi8(8)), b),
+                                _mm_cmpeq_epi8(b, _mm_set1_epi8(10))),
+                   _mm_or_si128(_mm_or_si128(_mm_cmpeq_epi8(b, _mm_set1_epi8(13)),
+                                             _mm_cmpeq_epi8(b, _mm_set1_epi8('\\'))),
+                                _mm_or_si128(_mm_cmpeq_epi8(b, _mm_set1_epi8('{')),
+                                             _mm_cmpeq_epi8(b, _mm_set1_epi8('}')))));
+  // The sign bits mark bytes from 128 up.
+  return static_cast<unsigned>(_mm_movemask_epi8(special) | _mm_movemask_epi8(b));
+}
+#endif
+
 // Index of the first byte in [i, count) that is not written as itself (classes other than
 // plain, or 128 and up).
 int64_t PlainEnd(const uint8_t* bytes, int64_t i, int64_t count) {
@@ -242,7 +258,33 @@ void WriteASCII(const uint8_t* bytes, int64_t count, RTFOutput& out) {
 
 void WriteUnits(const uint16_t* units, int64_t count, RTFOutput& out) {
   uint16_t prev = 0;
-  for (int64_t i = 0; i < count; ++i) {
+  int64_t i = 0;
+#if defined(__SSE2__)
+  // Sixteen units packed into bytes with unsigned saturation: units from 128 up become 0 or a
+  // byte from 128 up, so a block without special bytes is sixteen plain ASCII characters.
+  while (count - i >= 16) {
+    const __m128i low = _mm_loadu_si128(reinterpret_cast<const __m128i*>(units + i));
+    const __m128i high = _mm_loadu_si128(reinterpret_cast<const __m128i*>(units + i + 8));
+    const __m128i bytes = _mm_packus_epi16(low, high);
+    const unsigned mask = SpecialBytes(bytes);
+    char* to = out.Reserve(16);
+    _mm_storeu_si128(reinterpret_cast<__m128i*>(to), bytes);
+    if (mask == 0) {
+      out.Commit(16);
+      prev = units[i + 15];
+      i += 16;
+      continue;
+    }
+    const int plain = __builtin_ctz(mask);
+    out.Commit(static_cast<size_t>(plain));
+    if (plain != 0) prev = units[i + plain - 1];
+    i += plain;
+    WriteSpecial(units[i], prev, out);
+    prev = units[i];
+    ++i;
+  }
+#endif
+  for (; i < count; ++i) {
     const uint16_t u = units[i];
     if (u < 128 && kUnits.of[u] == kPlain) {
       out.Append(static_cast<char>(u));
