@@ -65,8 +65,11 @@ struct ControlWord {
 // every byte at an index of length or more reads as NUL (so text needs no terminator or
 // padding; a length of LLONG_MAX reads a NUL-terminated text exactly as ReadCommand does).
 // position must lie in [0, length]. Inline: the import calls it for every control word.
-inline long long ScanControlWord(const char* text, long long length, long long position,
-                                 ControlWord& out) {
+#if defined(__GNUC__)
+__attribute__((always_inline))
+#endif
+inline long long
+ScanControlWord(const char* text, long long length, long long position, ControlWord& out) {
   using rtf_bytes::At;
   using rtf_bytes::IsDigit;
   out.word = RTFWord::kUnknown;
