@@ -20,28 +20,46 @@ struct RTFGroupState {
 };
 
 // The open groups, innermost last. A "{" pushes a copy of the innermost state (or a fresh one
-// outside any group) and a "}" drops it, so the enclosing group's state is always the one
-// below: a plain array, released in one piece however many groups are open.
+// outside any group) and a "}" drops it, so the enclosing group's state is always the one below.
+// Copies are counted rather than made: a run of "{" costs a counter, and a state is copied only
+// when a control word changes it (Mutable). Deep nesting therefore costs neither time nor memory.
 class RTFGroupStack {
  public:
-  RTFGroupState* Current() { return states_.empty() ? nullptr : &states_.back(); }
+  // The innermost state, or null outside any group. Valid until the stack next changes.
+  const RTFGroupState* Current() const {
+    return entries_.empty() ? nullptr : &entries_.back().state;
+  }
+
+  // The innermost state to be changed: a state of its own for the innermost group.
+  RTFGroupState* Mutable() {
+    Entry& top = entries_.back();
+    if (top.copies > 1) {
+      --top.copies;
+      entries_.push_back(Entry{top.state, 1});
+    }
+    return &entries_.back().state;
+  }
 
   // A "{": a copy of the current state, or a fresh one outside any group.
-  RTFGroupState* Push() {
-    if (states_.empty()) {
-      states_.emplace_back();
+  const RTFGroupState* Push() {
+    if (entries_.empty()) {
+      entries_.push_back(Entry{RTFGroupState(), 1});
     } else {
-      states_.push_back(states_.back());
+      ++entries_.back().copies;
     }
-    return &states_.back();
+    return &entries_.back().state;
   }
 
   // A "}": drops the current state; the enclosing one becomes current.
-  RTFGroupState* Pop() {
-    if (!states_.empty()) states_.pop_back();
+  const RTFGroupState* Pop() {
+    if (!entries_.empty() && --entries_.back().copies == 0) entries_.pop_back();
     return Current();
   }
 
  private:
-  std::vector<RTFGroupState> states_;
+  struct Entry {
+    RTFGroupState state;
+    unsigned long long copies;  // open groups that share this state, innermost last
+  };
+  std::vector<Entry> entries_;
 };

@@ -103,6 +103,13 @@ class RTFImport {
  private:
   unsigned int Encoding() const { return state_ ? state_->encoding : kDefaultEncoding; }
 
+  // The innermost state, to be changed by a control word.
+  RTFGroupState* Mutable() {
+    RTFGroupState* state = stack_.Mutable();
+    state_ = state;
+    return state;
+  }
+
   // Appends the collected text as the pending run (dropped when there is none), empties the
   // buffer and releases the run. With no text and no run that is no host call at all, only two
   // debug log lines, so it is left out while the log is off.
@@ -153,7 +160,7 @@ class RTFImport {
 
   REALobjectStruct* styledText_;
   RTFGroupStack stack_;
-  RTFGroupState* state_ = nullptr;
+  const RTFGroupState* state_ = nullptr;  // the innermost group's state, null outside any
   TextBuffer text_;
   std::string runText_;  // the text of the run being flushed, as the host call takes it
   REALobjectStruct* run_ = nullptr;
@@ -297,31 +304,31 @@ void RTFImport::HandleWord(const char* text, long long length, const ControlWord
       return;
     case RTFWord::kAnsicpg:
       Flush();
-      state_->encoding = FindEncoding(p);
+      Mutable()->encoding = FindEncoding(p);
       return;
     case RTFWord::kAnsi:
       Flush();
-      state_->encoding = kREALTextEncodingWindowsLatin1;
+      Mutable()->encoding = kREALTextEncodingWindowsLatin1;
       return;
     case RTFWord::kMac:
       Flush();
-      state_->encoding = kREALTextEncodingMacRoman;
+      Mutable()->encoding = kREALTextEncodingMacRoman;
       return;
     case RTFWord::kB:
       Flush();
-      state_->bold = p != 0;
+      Mutable()->bold = p != 0;
       return;
     case RTFWord::kI:
       Flush();
-      state_->italic = p != 0;
+      Mutable()->italic = p != 0;
       return;
     case RTFWord::kUl:
       Flush();
-      state_->underline = p != 0;
+      Mutable()->underline = p != 0;
       return;
     case RTFWord::kUlnone:
       Flush();
-      state_->underline = false;
+      Mutable()->underline = false;
       return;
     case RTFWord::kU:
       // Every "\u" character is a run of its own, appended at once.
@@ -341,13 +348,13 @@ void RTFImport::HandleWord(const char* text, long long length, const ControlWord
     case RTFWord::kCf: {
       Flush();
       const auto found = colors_.find(static_cast<int>(p));
-      state_->color = found != colors_.end() ? found->second : RTFColor{0, 0, 0};
+      Mutable()->color = found != colors_.end() ? found->second : RTFColor{0, 0, 0};
       return;
     }
     case RTFWord::kF: {
       Flush();
       const auto found = fonts_.find(static_cast<int>(p));
-      state_->fontName = found != fonts_.end() ? found->second : nullptr;
+      Mutable()->fontName = found != fonts_.end() ? found->second : nullptr;
       return;
     }
     case RTFWord::kPar:
@@ -372,7 +379,7 @@ void RTFImport::HandleWord(const char* text, long long length, const ControlWord
     case RTFWord::kUpr:
       // Half-points; "\upr" is read the same way, without a parameter as size 0.
       Flush();
-      state_->size = p / 2;
+      Mutable()->size = p / 2;
       return;
     default:
       // An unknown word opening its group (also "*\..." of a marked destination): the whole
