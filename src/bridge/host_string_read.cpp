@@ -53,16 +53,30 @@ void* ZeroedBuffer(int64_t count, size_t elementSize, size_t extra) {
   return std::calloc(static_cast<size_t>(count) * elementSize + extra, 1);
 }
 
-// No byte of count at bytes is 0x80 or above; sixteen bytes per step.
+// No byte of count at bytes is 0x80 or above: sixteen bytes per step, and a short string or
+// the tail of a long one in one or two overlapping loads.
 bool AllASCII(const uint8_t* bytes, int64_t count) {
-  int64_t i = 0;
-  for (; count - i >= 16; i += 16) {
-    uint64_t a, b;
-    std::memcpy(&a, bytes + i, 8);
-    std::memcpy(&b, bytes + i + 8, 8);
-    if (((a | b) & 0x8080808080808080u) != 0) return false;
+  constexpr uint64_t kHigh = 0x8080808080808080u;
+  uint64_t a = 0, b = 0;
+  if (count >= 8) {
+    int64_t i = 0;
+    for (; count - i >= 16; i += 16) {
+      std::memcpy(&a, bytes + i, 8);
+      std::memcpy(&b, bytes + i + 8, 8);
+      if (((a | b) & kHigh) != 0) return false;
+    }
+    if (i == count) return true;
+    std::memcpy(&a, bytes + (count - i > 8 ? i : count - 8), 8);
+    std::memcpy(&b, bytes + count - 8, 8);
+    return ((a | b) & kHigh) == 0;
   }
-  for (; i < count; ++i) {
+  if (count >= 4) {
+    uint32_t x, y;
+    std::memcpy(&x, bytes, 4);
+    std::memcpy(&y, bytes + count - 4, 4);
+    return ((x | y) & 0x80808080u) == 0;
+  }
+  for (int64_t i = 0; i < count; ++i) {
     if (bytes[i] >= 0x80) return false;
   }
   return true;
@@ -285,7 +299,13 @@ rbText::~rbText() {
   if (marker2 != kMarker) DebugLogULong("Check2 in rbText invalid", marker2);
   if (string != nullptr) REALUnlockString(string);
   // Everything obtained goes back; the fields themselves end with the object, so they are not
-  // reset one by one (a reader is made for every run of a styled text).
+  // reset one by one. Most readers hold nothing but the string: one test over all views first.
+  uintptr_t any = 0;
+  for (int v = 0; v < kViews; ++v) {
+    any |= reinterpret_cast<uintptr_t>(viewStrings[v]) | reinterpret_cast<uintptr_t>(owned[v]) |
+           static_cast<uintptr_t>(recordHeld[v]);
+  }
+  if (any == 0) return;
   for (int v = 0; v < kViews; ++v) {
     if (viewStrings[v] != nullptr) REALUnlockString(viewStrings[v]);
     if (recordHeld[v]) REALDisposeStringData(&records[v]);
@@ -303,7 +323,11 @@ void rbText::ResetFields() {
   views[kUTF16] = EmptyBufferUInt16;
   views[6] = EmptyBufferUInt32;
   std::memset(owned, 0, sizeof owned);
-  std::memset(static_cast<void*>(records), 0, sizeof records);
+  // One 40-byte record after the other (a block clear of this size becomes a string
+  // instruction that costs one step per word).
+  for (auto& record : records) {
+    std::memset(static_cast<void*>(&record), 0, sizeof record);
+  }
   std::memset(recordHeld, 0, sizeof recordHeld);
   conversionFailed = false;
   encoding = kREALTextEncodingASCII;
