@@ -151,9 +151,9 @@ struct UnitClasses {
     for (int u = 0; u < 9; ++u) of[u] = kDrop;
     of[10] = kLF;
     of[13] = kCR;
-    of['\\'] = kEscape;
-    of['{'] = kEscape;
-    of['}'] = kEscape;
+    of[static_cast<unsigned char>('\\')] = kEscape;
+    of[static_cast<unsigned char>('{')] = kEscape;
+    of[static_cast<unsigned char>('}')] = kEscape;
   }
 };
 constexpr UnitClasses kUnits;
