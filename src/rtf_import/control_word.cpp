@@ -3,7 +3,6 @@
 // destinations so that nobody recognises them).
 #include "rtf_import/control_word.h"
 
-#include <climits>
 #include <cstring>
 
 namespace {
@@ -95,12 +94,12 @@ RTFWord LookUpControlWord(const char* s, size_t count) {
 long long ReadCommand(const char* text, long long position, std::string& word,
                       long long& parameter) {
   ControlWord token;
-  const long long end = ScanControlWord(text, LLONG_MAX, position, token);
+  const long long result = ScanControlWord(text, rtf_bytes::kUnknownLength, position, token);
   if (token.rewritten) {
     word = token.word == RTFWord::kPar ? "par" : "u";
   } else {
     word.assign(text + position, static_cast<size_t>(token.nameEnd - position));
   }
   parameter = token.parameter;
-  return end;
+  return result;
 }

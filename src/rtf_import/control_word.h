@@ -62,8 +62,9 @@ struct ControlWord {
 };
 
 // ReadCommand without the string: the same word, parameter and result for every input, where
-// every byte at an index of length or more reads as NUL (so text needs no terminator or
-// padding; a length of LLONG_MAX reads a NUL-terminated text exactly as ReadCommand does).
+// every byte at an index of length or more reads as NUL, so text needs no terminator or padding.
+// Only bytes in [0, length) are read. ReadCommand passes rtf_bytes::kUnknownLength: the text is
+// then read as a NUL-terminated one, byte by byte, no further than the original reading went.
 // position must lie in [0, length]. Inline: the import calls it for every control word.
 #if defined(__GNUC__)
 __attribute__((always_inline))

@@ -2,11 +2,17 @@
 // byte reads as NUL, as in a NUL-terminated copy) and the character classes they test.
 #pragma once
 
+#include <climits>
+
 #if defined(__SSE2__)
 #include <emmintrin.h>
 #endif
 
 namespace rtf_bytes {
+
+// The length of a text whose end is not known: a NUL-terminated text, read only up to where
+// its scans stop (at the NUL) and the two bytes its readers may look at behind it.
+constexpr long long kUnknownLength = LLONG_MAX;
 
 // The byte at i, or NUL at and past the end.
 inline char At(const char* text, long long length, long long i) {
@@ -28,17 +34,20 @@ inline bool StartsNextToken(char c) {
 }
 
 // Index of the first byte at or behind k that is no lower-case letter; length when the letters
-// run to the end.
+// run to the end. Sixteen bytes per step where the end is known; byte by byte otherwise, so
+// that a NUL-terminated text is not read past its terminator.
 inline long long SkipLetters(const char* text, long long k, long long length) {
 #if defined(__SSE2__)
-  // 'a'..'z' moved to -128..-103, the only bytes below -102 as signed values.
-  const __m128i bias = _mm_set1_epi8(static_cast<char>(0x80 - 'a'));
-  const __m128i limit = _mm_set1_epi8(static_cast<char>(-128 + 26));
-  for (; length - k >= 16; k += 16) {
-    const __m128i block = _mm_loadu_si128(reinterpret_cast<const __m128i*>(text + k));
-    const __m128i lower = _mm_cmplt_epi8(_mm_add_epi8(block, bias), limit);
-    const unsigned others = ~static_cast<unsigned>(_mm_movemask_epi8(lower)) & 0xFFFFu;
-    if (others != 0) return k + __builtin_ctz(others);
+  if (length != kUnknownLength) {
+    // 'a'..'z' moved to -128..-103, the only bytes below -102 as signed values.
+    const __m128i bias = _mm_set1_epi8(static_cast<char>(0x80 - 'a'));
+    const __m128i limit = _mm_set1_epi8(static_cast<char>(-128 + 26));
+    for (; length - k >= 16; k += 16) {
+      const __m128i block = _mm_loadu_si128(reinterpret_cast<const __m128i*>(text + k));
+      const __m128i lower = _mm_cmplt_epi8(_mm_add_epi8(block, bias), limit);
+      const unsigned others = ~static_cast<unsigned>(_mm_movemask_epi8(lower)) & 0xFFFFu;
+      if (others != 0) return k + __builtin_ctz(others);
+    }
   }
 #endif
   while (k < length && IsLower(text[k])) ++k;

@@ -2,9 +2,8 @@
 // closes the group.
 #include "rtf_import/rtf_tables.h"
 
-#include <climits>
-
 #include "rtf_import/control_word.h"
+#include "rtf_import/rtf_bytes.h"
 
 namespace {
 
@@ -108,10 +107,11 @@ std::unordered_map<int, std::string> ReadFontTable(const char* text, long long l
   return fonts;
 }
 
+// A table ends at the terminator at the latest.
 std::unordered_map<int, RTFColor> ReadColorTable(const char* text, long long& position) {
-  return ReadColorTable(text, LLONG_MAX, position);
+  return ReadColorTable(text, rtf_bytes::kUnknownLength, position);
 }
 
 std::unordered_map<int, std::string> ReadFontTable(const char* text, long long& position) {
-  return ReadFontTable(text, LLONG_MAX, position);
+  return ReadFontTable(text, rtf_bytes::kUnknownLength, position);
 }

@@ -6,7 +6,6 @@
 // table readers likewise; the text scanner against a byte loop.
 #include <gtest/gtest.h>
 
-#include <climits>
 #include <cstring>
 #include <random>
 #include <string>
@@ -232,7 +231,7 @@ Result Original(const std::string& text, long long position) {
 }
 
 // The bounded reader on exactly the text's bytes (no terminator in reach of a sanitizer build),
-// or the unbounded one on a padded copy.
+// or on a padded copy read as NUL-terminated, as ReadCommand reads it.
 Result Scanned(const std::string& text, long long position, bool bounded) {
   std::vector<char> exact(text.begin(), text.end());
   RtfBuffer padded(text);
@@ -244,7 +243,7 @@ Result Scanned(const std::string& text, long long position, bool bounded) {
     r.word = token.rewritten ? (token.word == RTFWord::kPar ? "par" : "u")
                              : std::string(base + position, base + token.nameEnd);
   } else {
-    r.end = ScanControlWord(padded.data(), LLONG_MAX, position, token);
+    r.end = ScanControlWord(padded.data(), rtf_bytes::kUnknownLength, position, token);
     const char* base = padded.data();
     r.word = token.rewritten ? (token.word == RTFWord::kPar ? "par" : "u")
                              : std::string(base + position, base + token.nameEnd);
@@ -436,7 +435,7 @@ void CompareTables(Fresh fresh, Original old, const char* flavour) {
       ASSERT_EQ(gotPosition, wantPosition) << Shown(text) << " from " << start;
       ASSERT_TRUE(Same(got, want)) << Shown(text) << " from " << start;
       long long publicPosition = start;
-      const Map same = fresh(padded.data(), LLONG_MAX, publicPosition);
+      const Map same = fresh(padded.data(), rtf_bytes::kUnknownLength, publicPosition);
       ASSERT_EQ(publicPosition, wantPosition);
       ASSERT_TRUE(Same(same, want)) << Shown(text) << " from " << start;
     }
