@@ -691,18 +691,18 @@ REALobject NewStyledText() {
   return NewObject<StyledTextObject>(ObjectKind::kStyledText);
 }
 
-void AppendRun(REALobject styledText, const RunSpec& spec) {
+void AppendRun(REALobject styledText, const RunSpec& wanted) {
   auto* st = static_cast<StyledTextObject*>(styledText);
   auto* run = NewObject<RunObject>(ObjectKind::kStyleRun);
-  run->text = spec.nullText ? nullptr : NewString(spec.text, kREALTextEncodingUTF8);
-  run->font = spec.nullFont ? nullptr : NewString(spec.font, kREALTextEncodingUTF8);
-  run->size = spec.size;
-  run->color = spec.color;
-  run->bold = spec.bold;
-  run->italic = spec.italic;
-  run->underline = spec.underline;
+  run->text = wanted.nullText ? nullptr : NewString(wanted.text, kREALTextEncodingUTF8);
+  run->font = wanted.nullFont ? nullptr : NewString(wanted.font, kREALTextEncodingUTF8);
+  run->size = wanted.size;
+  run->color = wanted.color;
+  run->bold = wanted.bold;
+  run->italic = wanted.italic;
+  run->underline = wanted.underline;
   st->runs.push_back(run);
-  if (run->text != nullptr) AddText(st, spec.text);
+  if (run->text != nullptr) AddText(st, wanted.text);
 }
 
 void CycleParagraphAlignments(REALobject styledText) {
