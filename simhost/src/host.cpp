@@ -11,6 +11,7 @@
 #include "code_page_tables.h"
 #include "encodings.h"
 #include "host_state.h"
+#include "text_scan.h"
 
 namespace simhost {
 namespace {
@@ -94,9 +95,9 @@ Host::State* CurrentState() {
 }
 
 std::string ToUTF8(std::string_view bytes, Encoding encoding) {
-  if (IsAsciiCompatible(encoding) && std::all_of(bytes.begin(), bytes.end(), [](char c) {
-        return static_cast<unsigned char>(c) < 0x80;
-      })) {
+  int64_t length;
+  if (encoding == kREALTextEncodingUTF8 ? ScanUTF8(bytes, true, nullptr, &length)
+                                        : IsAsciiCompatible(encoding) && IsAscii(bytes)) {
     return std::string(bytes);
   }
   // Also for UTF-8 input: ill-formed bytes come out as U+FFFD.
@@ -122,11 +123,14 @@ int CompareText(std::string_view a, Encoding ea, std::string_view b, Encoding eb
 
 // --- handles --------------------------------------------------------------------------------
 
+Host::State::State()
+    : strings(&stringBlocks, kQuarantine),
+      styledTexts(&objectBlocks, kQuarantine),
+      styleRuns(&objectBlocks, kQuarantine),
+      paragraphs(&objectBlocks, kQuarantine),
+      exceptionObjects(&objectBlocks, kQuarantine) {}
+
 Host::State::~State() {
-  for (REALstring s : strings) delete s;
-  for (REALstring s : deadStrings) delete s;
-  for (REALobject o : objects) delete o;
-  for (REALobject o : deadObjects) delete o;
   for (const void* d : stringData) delete[] static_cast<const char*>(d);
 }
 
@@ -146,16 +150,17 @@ void Host::State::Misuse(const char* where, const void* handle, const char* what
 }
 
 REALstring Host::State::NewString(std::string_view bytes, Encoding encoding) {
-  auto s = new REALstringStruct{kLiveMagic, 1, encoding, std::string(bytes)};
-  strings.insert(s);
+  REALstring s = strings.Allocate(kLiveMagic);
+  s->encoding = encoding;
+  s->bytes = std::string(bytes);
   return s;
 }
 
-bool Host::State::CheckString(REALstring s, const char* where) {
-  if (s == nullptr) return false;
-  if (strings.count(s) != 0) return true;
-  Misuse(where, s, "use of a released or unknown string");
-  return false;
+REALstring Host::State::AdoptString(std::string&& bytes, Encoding encoding) {
+  REALstring s = strings.Allocate(kLiveMagic);
+  s->encoding = encoding;
+  s->bytes = std::move(bytes);
+  return s;
 }
 
 void Host::State::LockString(REALstring s, const char* where) {
@@ -164,26 +169,15 @@ void Host::State::LockString(REALstring s, const char* where) {
 
 void Host::State::ReleaseString(REALstring s, const char* where) {
   if (s == nullptr) return;
-  if (strings.count(s) == 0) {
+  if (!IsLiveString(s)) {
     Misuse(where, s, "release of a released or unknown string");
     return;
   }
   if (--s->refs > 0) return;
-  strings.erase(s);
+  // The slot (without its bytes) is not handed out again at once.
   s->magic = kDeadMagic;
   s->bytes = std::string();
-  deadStrings.push_back(s);
-  if (deadStrings.size() > kQuarantine) {
-    delete deadStrings.front();
-    deadStrings.pop_front();
-  }
-}
-
-bool Host::State::CheckObject(REALobject o, const char* where) {
-  if (o == nullptr) return false;
-  if (objects.count(o) != 0) return true;
-  Misuse(where, o, "use of a released or unknown object");
-  return false;
+  strings.Release(s);
 }
 
 void Host::State::LockObject(REALobject o, const char* where) {
@@ -192,75 +186,114 @@ void Host::State::LockObject(REALobject o, const char* where) {
 
 void Host::State::ReleaseObject(REALobject o, const char* where) {
   if (o == nullptr) return;
-  if (objects.count(o) == 0) {
+  if (!IsLiveObject(o)) {
     Misuse(where, o, "release of a released or unknown object");
     return;
   }
   if (--o->refs > 0) return;
-  objects.erase(o);
-  // Keep the block (without its payload) so its address is not handed out again at once.
+  // The slot (without its payload) is not handed out again at once.
   o->magic = kDeadMagic;
-  if (o->kind == ObjectKind::kStyledText) {
-    auto st = static_cast<StyledTextObject*>(o);
-    st->runs = {};
-    st->runLengths = {};
-    st->alignments = {};
-    st->scan.Clear();
-  } else if (o->kind == ObjectKind::kStyleRun) {
-    static_cast<StyleRunObject*>(o)->run = RunData();
+  switch (o->kind) {
+    case ObjectKind::kStyledText: {
+      auto st = static_cast<StyledTextObject*>(o);
+      st->runs.Clear();
+      st->alignments = {};
+      st->scan.Clear();
+      styledTexts.Release(st);
+      break;
+    }
+    case ObjectKind::kStyleRun: {
+      auto run = static_cast<StyleRunObject*>(o);
+      run->run = RunData();
+      styleRuns.Release(run);
+      break;
+    }
+    case ObjectKind::kParagraph: {
+      auto paragraph = static_cast<ParagraphObject*>(o);
+      paragraph->paragraph = Paragraph();
+      paragraphs.Release(paragraph);
+      break;
+    }
+    case ObjectKind::kException: {
+      auto e = static_cast<ExceptionObject*>(o);
+      e->className = std::string();
+      e->message.reset();
+      e->errorNumber = 0;
+      exceptionObjects.Release(e);
+      break;
+    }
   }
-  deadObjects.push_back(o);
-  if (deadObjects.size() > kQuarantine) {
-    delete deadObjects.front();
-    deadObjects.pop_front();
+}
+
+uint8_t Host::State::LearnFacts(Encoding e) {
+  uint8_t flags = (IsKnownEncoding(e) ? kKnown : 0) | (IsAsciiCompatible(e) ? kAsciiCompatible : 0);
+  facts_[nextFact_] = {e, static_cast<uint8_t>(flags | 4)};
+  nextFact_ = (nextFact_ + 1) % facts_.size();
+  return flags;
+}
+
+bool Host::State::Convert(std::string_view bytes, Encoding from, Encoding to, std::string* out) {
+  // The plug-in's usual request first: UTF-16 or UTF-32 to UTF-8.
+  if (to == kREALTextEncodingUTF8 && UnicodeToUTF8(bytes, from, out)) return true;
+  out->clear();
+  if (!Known(from) || !Known(to)) return false;
+  if (from == to || (AsciiCompatible(from) && AsciiCompatible(to) && IsAscii(bytes))) {
+    out->assign(bytes.data(), bytes.size());
+    return true;
   }
+  codePoints.clear();
+  return DecodeText(bytes, from, &codePoints) && EncodeText(codePoints, to, out);
 }
 
 // --- StyledText model -----------------------------------------------------------------------
 
-void Host::State::AppendRun(StyledTextObject* st, RunData run, bool toUnicode) {
-  std::vector<ParagraphScan::Break> breaks;
-  int64_t length;
-  bool ascii = IsAsciiCompatible(run.textEncoding) &&
-               std::all_of(run.text.begin(), run.text.end(),
-                           [](char c) { return static_cast<unsigned char>(c) < 0x80; });
-  if (ascii) {
-    // Pure ASCII: characters are bytes, and the text is already valid UTF-8.
-    length = static_cast<int64_t>(run.text.size());
-    for (size_t i = 0; i < run.text.size(); ++i) {
-      if (run.text[i] == '\r' || run.text[i] == '\n') {
-        breaks.push_back({static_cast<int64_t>(i), run.text[i] == '\r'});
-      }
-    }
-    if (toUnicode) run.textEncoding = kREALTextEncodingUTF8;
+void Host::State::AppendRun(StyledTextObject* st, const RunData& run, bool toUnicode) {
+  breaks.clear();
+  int64_t length = 0;
+  std::string_view text = run.text;
+  Encoding encoding = run.textEncoding;
+  bool utf8 = (encoding == kREALTextEncodingUTF8 || AsciiCompatible(encoding)) &&
+              ScanUTF8(text, encoding == kREALTextEncodingUTF8, &breaks, &length);
+  if (utf8) {
+    // Pure ASCII or well-formed UTF-8: the bytes are already what the IDE would hold.
+    if (toUnicode) encoding = kREALTextEncodingUTF8;
   } else {
-    std::u32string text = Decode(run.text, run.textEncoding);
-    length = ScanBreaks(text, &breaks);
+    breaks.clear();
+    codePoints.clear();
+    if (!DecodeText(text, encoding, &codePoints)) {
+      DecodeText(text, kREALTextEncodingUnknown, &codePoints);
+    }
+    length = ScanBreaks(codePoints, &breaks);
     if (toUnicode) {
-      run.text.clear();
-      EncodeText(text, kREALTextEncodingUTF8, &run.text);
-      run.textEncoding = kREALTextEncodingUTF8;
+      converted.clear();
+      EncodeText(codePoints, kREALTextEncodingUTF8, &converted);
+      text = converted;
+      encoding = kREALTextEncodingUTF8;
+      utf8 = true;
     }
   }
-  st->scan.Append(length, breaks);
-  st->runs.push_back(std::move(run));
-  st->runLengths.push_back(length);
+  const int64_t base = st->scan.length();
+  for (const ParagraphScan::Break& b : breaks) st->scan.AddBreak(base + b.offset, b.cr);
+  st->scan.Grow(length);
+  st->runs.Append(text, encoding, utf8, run);
 }
 
 void Host::State::RemoveRun(StyledTextObject* st, int64_t index) {
   if (index < 0 || index >= static_cast<int64_t>(st->runs.size())) return;
   auto i = static_cast<size_t>(index);
   if (i + 1 == st->runs.size()) {
-    st->scan.Truncate(st->scan.length() - st->runLengths.back());
+    Encoding encoding;
+    std::string_view text = st->runs.TextOf(i, &encoding);
+    st->scan.Truncate(st->scan.length() - LengthOf(text, encoding));
+    st->runs.RemoveLast();
   } else {
     // A run in the middle: the separators after it move, so scan the remaining text again.
+    st->runs.RemoveAt(i);
     st->scan.Clear();
-    for (size_t k = 0; k < st->runs.size(); ++k) {
-      if (k != i) st->scan.Append(Decode(st->runs[k].text, st->runs[k].textEncoding));
-    }
+    st->runs.ForEachText([&](std::string_view text, Encoding encoding, bool) {
+      st->scan.Append(Decode(text, encoding));
+    });
   }
-  st->runs.erase(st->runs.begin() + index);
-  st->runLengths.erase(st->runLengths.begin() + index);
   // Paragraphs that no longer exist lose their alignment; if they come back they are new.
   auto count = static_cast<size_t>(std::max<int64_t>(ParagraphCount(st), 0));
   if (st->alignments.size() > count) st->alignments.resize(count);
@@ -346,8 +379,12 @@ std::string Host::UTF8Of(REALstring s) const {
   return state_->CheckString(s, "Host::UTF8Of") ? ToUTF8(s->bytes, s->encoding) : std::string();
 }
 
+REALstring Host::AdoptString(std::string&& bytes, Encoding encoding) {
+  return state_->AdoptString(std::move(bytes), encoding);
+}
+
 int Host::RefCount(REALstring s) const {
-  return state_->strings.count(s) != 0 ? s->refs : 0;
+  return state_->IsLiveString(s) ? s->refs : 0;
 }
 
 REALobject Host::NewStyledText() {
@@ -366,7 +403,7 @@ void Host::Release(REALobject o) {
 }
 
 int Host::RefCount(REALobject o) const {
-  return state_->objects.count(o) != 0 ? o->refs : 0;
+  return state_->IsLiveObject(o) ? o->refs : 0;
 }
 
 std::string Host::ClassOf(REALobject o) const {
@@ -388,7 +425,6 @@ void Host::AppendRun(REALobject styledText, const RunSpec& given) {
   StyledTextObject* st = AsStyledText(*state_, styledText, "Host::AppendRun");
   if (st == nullptr) return;
   RunData run;
-  run.text = given.text;
   run.textEncoding = given.textEncoding;
   run.hasFont = given.font.has_value();
   run.font = given.font.value_or("");
@@ -398,14 +434,17 @@ void Host::AppendRun(REALobject styledText, const RunSpec& given) {
   run.bold = given.bold;
   run.italic = given.italic;
   run.underline = given.underline;
-  state_->AppendRun(st, std::move(run), false);
+  run.text = given.text;
+  state_->AppendRun(st, run, false);
 }
 
 std::vector<Run> Host::RunsOf(REALobject styledText) const {
   std::vector<Run> runs;
   StyledTextObject* st = AsStyledText(*state_, styledText, "Host::RunsOf");
   if (st == nullptr) return runs;
-  for (const RunData& r : st->runs) {
+  runs.reserve(st->runs.size());
+  for (size_t i = 0; i < st->runs.size(); ++i) {
+    const RunData r = st->runs.Get(i);
     Run run;
     run.text = ToUTF8(r.text, r.textEncoding);
     run.font = r.hasFont ? ToUTF8(r.font, r.fontEncoding) : std::string();
@@ -433,8 +472,40 @@ std::string Host::TextOf(REALobject styledText) const {
   std::string text;
   StyledTextObject* st = AsStyledText(*state_, styledText, "Host::TextOf");
   if (st == nullptr) return text;
-  for (const RunData& r : st->runs) text += ToUTF8(r.text, r.textEncoding);
+  VisitText(styledText, [&](std::string_view piece) { text += piece; });
   return text;
+}
+
+void Host::VisitText(REALobject styledText,
+                     const std::function<void(std::string_view)>& visit) const {
+  StyledTextObject* st = AsStyledText(*state_, styledText, "Host::VisitText");
+  if (st == nullptr) return;
+  // Runs held as UTF-8 that lie side by side in the store go out as one piece.
+  const char* begin = nullptr;
+  size_t size = 0;
+  st->runs.ForEachText([&](std::string_view text, Encoding encoding, bool utf8) {
+    if (text.empty()) return;
+    if (utf8) {
+      if (begin != nullptr && begin + size == text.data()) {
+        size += text.size();
+        return;
+      }
+      if (size > 0) visit(std::string_view(begin, size));
+      begin = text.data();
+      size = text.size();
+      return;
+    }
+    if (size > 0) visit(std::string_view(begin, size));
+    begin = nullptr;
+    size = 0;
+    visit(ToUTF8(text, encoding));
+  });
+  if (size > 0) visit(std::string_view(begin, size));
+}
+
+int64_t Host::StyleRunCount(REALobject styledText) const {
+  StyledTextObject* st = AsStyledText(*state_, styledText, "Host::StyleRunCount");
+  return st != nullptr ? static_cast<int64_t>(st->runs.size()) : 0;
 }
 
 void Host::SetParagraphAlignment(REALobject styledText, int64_t index, int64_t alignment) {
@@ -484,10 +555,10 @@ void Host::ResetCounters() {
 }
 
 size_t Host::LiveStrings() const {
-  return state_->strings.size();
+  return state_->strings.live();
 }
 size_t Host::LiveObjects() const {
-  return state_->objects.size();
+  return state_->LiveObjects();
 }
 size_t Host::LiveStringData() const {
   return state_->stringData.size();

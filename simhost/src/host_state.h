@@ -4,14 +4,15 @@
 
 #include <array>
 #include <cstdint>
-#include <deque>
 #include <optional>
 #include <string>
 #include <unordered_map>
 #include <unordered_set>
 #include <vector>
 
+#include "handle_pool.h"
 #include "paragraphs.h"
+#include "run_store.h"
 #include "simhost/host.h"
 
 // A host string: bytes plus their encoding, reference counted. The bytes are kept with a zero
@@ -29,27 +30,15 @@ struct DebugOutputMonitor;  // Windows log capture (log_capture_win.cpp)
 
 enum class ObjectKind { kStyledText, kStyleRun, kParagraph, kException };
 
-// A style run as the host stores it: text and font keep their bytes and encoding.
-struct RunData {
-  std::string text;
-  Encoding textEncoding = kREALTextEncodingUTF8;
-  bool hasFont = false;
-  std::string font;
-  Encoding fontEncoding = kREALTextEncodingUTF8;
-  int64_t size = 0;
-  uint32_t color = 0;
-  bool bold = false, italic = false, underline = false;
-};
-
 }  // namespace simhost
 
-// A host object, reference counted; the kind tells which of the structs below it is.
+// A host object, reference counted; the kind tells which of the structs below it is. Objects
+// live in the host's handle pools, one pool per class.
 struct REALobjectStruct {
   uint32_t magic;
   int32_t refs;
   simhost::ObjectKind kind;
-  explicit REALobjectStruct(simhost::ObjectKind k) : magic(0), refs(1), kind(k) {}
-  virtual ~REALobjectStruct() = default;
+  explicit REALobjectStruct(simhost::ObjectKind k) : magic(0), refs(0), kind(k) {}
 };
 
 namespace simhost {
@@ -59,8 +48,7 @@ constexpr uint32_t kDeadMagic = 0xDEADD0D0;
 
 struct StyledTextObject : REALobjectStruct {
   StyledTextObject() : REALobjectStruct(ObjectKind::kStyledText) {}
-  std::vector<RunData> runs;
-  std::vector<int64_t> runLengths;  // characters of each run
+  RunStore runs;
   ParagraphScan scan;               // separators of the whole text
   std::vector<int64_t> alignments;  // by paragraph index; missing entries are 0
 };
@@ -142,13 +130,15 @@ struct Host::State {
   Options options;
   Host* previous = nullptr;  // the host that was current before this one
 
-  std::unordered_set<REALstring> strings;      // live handles
-  std::unordered_set<REALobject> objects;      // live handles
+  // Handles by kind. Released handles stay unused for a while so their addresses are not
+  // handed out again at once and a late use of them is still recognised as misuse.
+  BlockIndex stringBlocks, objectBlocks;
+  HandlePool<REALstringStruct> strings;
+  HandlePool<StyledTextObject> styledTexts;
+  HandlePool<StyleRunObject> styleRuns;
+  HandlePool<ParagraphObject> paragraphs;
+  HandlePool<ExceptionObject> exceptionObjects;
   std::unordered_set<const void*> stringData;  // buffers of filled string-data records
-  // Released handles stay allocated for a while so their addresses are not handed out again
-  // at once and a late use of them is still recognised as misuse.
-  std::deque<REALstring> deadStrings;
-  std::deque<REALobject> deadObjects;
 
   uint64_t misuses = 0;
   std::string lastMisuse;
@@ -165,28 +155,53 @@ struct Host::State {
   int savedStderr = -1;                   // POSIX: the real standard error
   DebugOutputMonitor* monitor = nullptr;  // Windows: the debug-output monitor
 
+  // Scratch buffers of the StyledText model, kept to spare allocations.
+  std::vector<ParagraphScan::Break> breaks;
+  std::u32string codePoints;
+  std::string converted;
+
+  State();
   ~State();
 
   // Handles. Check* return false for a null handle and for a handle that is not live (the
   // latter counted as misuse, naming `where`).
   REALstring NewString(std::string_view bytes, Encoding encoding);
-  bool CheckString(REALstring s, const char* where);
+  REALstring AdoptString(std::string&& bytes, Encoding encoding);
+  bool IsLiveString(const void* s) const {
+    return s != nullptr && stringBlocks.IsSlot(s) &&
+           static_cast<const REALstringStruct*>(s)->magic == kLiveMagic;
+  }
+  bool CheckString(REALstring s, const char* where) {
+    if (s == nullptr) return false;
+    if (IsLiveString(s)) return true;
+    Misuse(where, s, "use of a released or unknown string");
+    return false;
+  }
   void LockString(REALstring s, const char* where);
   void ReleaseString(REALstring s, const char* where);
   template <typename T>
   T* NewObject() {
-    T* o = new T();
-    o->magic = kLiveMagic;
-    objects.insert(o);
-    return o;
+    return Pool(static_cast<T*>(nullptr)).Allocate(kLiveMagic);
   }
-  bool CheckObject(REALobject o, const char* where);
+  bool IsLiveObject(const void* o) const {
+    return o != nullptr && objectBlocks.IsSlot(o) &&
+           static_cast<const REALobjectStruct*>(o)->magic == kLiveMagic;
+  }
+  bool CheckObject(REALobject o, const char* where) {
+    if (o == nullptr) return false;
+    if (IsLiveObject(o)) return true;
+    Misuse(where, o, "use of a released or unknown object");
+    return false;
+  }
+  size_t LiveObjects() const {
+    return styledTexts.live() + styleRuns.live() + paragraphs.live() + exceptionObjects.live();
+  }
   void LockObject(REALobject o, const char* where);
   void ReleaseObject(REALobject o, const char* where);
   void Misuse(const char* where, const void* handle, const char* what);
 
   // StyledText.
-  void AppendRun(StyledTextObject* st, RunData run, bool toUnicode);
+  void AppendRun(StyledTextObject* st, const RunData& run, bool toUnicode);
   void RemoveRun(StyledTextObject* st, int64_t index);
   int64_t ParagraphCount(const StyledTextObject* st) const;
   Paragraph ParagraphAt(const StyledTextObject* st, int64_t index) const;
@@ -194,6 +209,30 @@ struct Host::State {
 
   bool Withheld(const std::string& name) const { return options.withheld.count(name) != 0; }
   void Count(Counter c) { ++calls[static_cast<size_t>(c)]; }
+
+  // Bytes in `from` converted to `to` into *out (replaced); false for an unknown encoding.
+  bool Convert(std::string_view bytes, Encoding from, Encoding to, std::string* out);
+  // Whether the host knows the encoding / whether pure ASCII reads the same in it; remembered
+  // for the few encodings in use.
+  bool Known(Encoding e) { return Facts(e) & kKnown; }
+  bool AsciiCompatible(Encoding e) { return Facts(e) & kAsciiCompatible; }
+
+ private:
+  HandlePool<StyledTextObject>& Pool(StyledTextObject*) { return styledTexts; }
+  HandlePool<StyleRunObject>& Pool(StyleRunObject*) { return styleRuns; }
+  HandlePool<ParagraphObject>& Pool(ParagraphObject*) { return paragraphs; }
+  HandlePool<ExceptionObject>& Pool(ExceptionObject*) { return exceptionObjects; }
+
+  static constexpr uint8_t kKnown = 1, kAsciiCompatible = 2;
+  uint8_t Facts(Encoding e) {
+    for (const auto& f : facts_) {
+      if (f.second != 0 && f.first == e) return f.second & 3;
+    }
+    return LearnFacts(e);
+  }
+  uint8_t LearnFacts(Encoding e);
+  std::array<std::pair<Encoding, uint8_t>, 8> facts_{};  // flags | 4 when the entry is used
+  size_t nextFact_ = 0;
 };
 
 // The state of the current host, or null.

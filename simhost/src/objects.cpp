@@ -2,14 +2,22 @@
 // (answered by the dynamic property services) and the StyledText methods the host hands out by
 // declaration. Property names match exactly (case included).
 #include <cstring>
+#include <utility>
 
 #include "host_state.h"
 
 namespace simhost {
 namespace {
 
-bool Is(const char* name, const char* expected) {
-  return std::strcmp(name, expected) == 0;
+// Property and class names are short and mostly differ in their first letter: compared in
+// line, character by character up to the terminating zero, never reading past either end.
+template <size_t N, size_t... I>
+bool IsName(const char* name, const char (&expected)[N], std::index_sequence<I...>) {
+  return ((name[I] == expected[I]) && ...);
+}
+template <size_t N>
+bool Is(const char* name, const char (&expected)[N]) {
+  return IsName(name, expected, std::make_index_sequence<N>());
 }
 
 bool IsExceptionClass(const char* name) {
@@ -47,7 +55,7 @@ REALobject RBCALL StyledTextStyleRun(REALobject self, RBInteger index) {
   }
   // A detached copy: changing it does not change the text.
   auto run = s->NewObject<StyleRunObject>();
-  run->run = st->runs[static_cast<size_t>(index)];
+  run->run = st->runs.Get(static_cast<size_t>(index));
   return run;
 }
 
@@ -92,10 +100,10 @@ void RBCALL StyledTextParagraphAlignment(REALobject self, RBInteger index, RBInt
 // --- property helpers -----------------------------------------------------------------------
 
 // The bytes and encoding of a string given to a setter; null reads as empty.
-bool ReadArgument(Host::State& s, REALstring value, const char* where, std::string* bytes,
+bool ReadArgument(Host::State& s, REALstring value, const char* where, std::string_view* bytes,
                   Encoding* encoding) {
   if (value == nullptr) {
-    bytes->clear();
+    *bytes = std::string_view();
     *encoding = kREALTextEncodingUTF8;
     return true;
   }
@@ -169,10 +177,11 @@ bool GetStringProperty(Host::State& s, REALobject o, const char* name, REALstrin
     case ObjectKind::kStyledText: {
       if (!Is(name, "Text")) return false;
       std::string text;
-      for (const RunData& r : static_cast<StyledTextObject*>(o)->runs) {
-        text += ToUTF8(r.text, r.textEncoding);
-      }
-      *out = s.NewString(text, kREALTextEncodingUTF8);
+      static_cast<StyledTextObject*>(o)->runs.ForEachText(
+          [&](std::string_view bytes, Encoding encoding, bool) {
+            text += ToUTF8(bytes, encoding);
+          });
+      *out = s.AdoptString(std::move(text), kREALTextEncodingUTF8);
       return true;
     }
     case ObjectKind::kException: {
@@ -189,21 +198,21 @@ bool GetStringProperty(Host::State& s, REALobject o, const char* name, REALstrin
 
 bool SetStringProperty(Host::State& s, REALobject o, const char* name, REALstring value) {
   if (name == nullptr || !s.CheckObject(o, "REALSetPropValueString")) return false;
-  std::string bytes;
+  std::string_view bytes;
   Encoding encoding;
   switch (o->kind) {
     case ObjectKind::kStyleRun: {
       RunData& r = static_cast<StyleRunObject*>(o)->run;
       if (Is(name, "Text")) {
         if (!ReadArgument(s, value, "REALSetPropValueString", &bytes, &encoding)) return false;
-        r.text = std::move(bytes);
+        r.text = std::string(bytes);
         r.textEncoding = encoding;
         return true;
       }
       if (HasFontProperty(s, name)) {
         if (!ReadArgument(s, value, "REALSetPropValueString", &bytes, &encoding)) return false;
         r.hasFont = value != nullptr;
-        r.font = std::move(bytes);
+        r.font = std::string(bytes);
         r.fontEncoding = encoding;
         return true;
       }

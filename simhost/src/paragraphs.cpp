@@ -5,13 +5,13 @@ namespace simhost {
 void ParagraphScan::AddBreak(int64_t position, bool cr) {
   // An LF right after a lone CR completes a CR LF separator, also across two appended pieces.
   if (!cr && !separators_.empty()) {
-    Separator& last = separators_.back();
-    if (last.cr && last.end == position && last.end - last.start == 1) {
-      last.end = position + 1;
+    uint64_t& last = separators_.back();
+    if ((last & (kCr | kTwo)) == kCr && End(last) == position) {
+      last |= kTwo;
       return;
     }
   }
-  separators_.push_back({position, position + 1, cr});
+  separators_.push_back(static_cast<uint64_t>(position) << 2 | (cr ? kCr : 0));
 }
 
 void ParagraphScan::Append(int64_t length, const std::vector<Break>& breaks) {
@@ -28,16 +28,16 @@ void ParagraphScan::Append(std::u32string_view text) {
 void ParagraphScan::Truncate(int64_t length) {
   if (length >= length_) return;
   if (length < 0) length = 0;
-  while (!separators_.empty() && separators_.back().start >= length) separators_.pop_back();
+  while (!separators_.empty() && Start(separators_.back()) >= length) separators_.pop_back();
   // A CR LF cut after its CR becomes a lone CR.
-  if (!separators_.empty() && separators_.back().end > length) separators_.back().end = length;
+  if (!separators_.empty() && End(separators_.back()) > length) separators_.back() &= ~kTwo;
   length_ = length;
 }
 
 int64_t ParagraphScan::Count(ParagraphRule rule) const {
   auto separators = static_cast<int64_t>(separators_.size());
   if (rule == ParagraphRule::kSeparatorsPlusOne) return separators + 1;
-  int64_t lastEnd = separators_.empty() ? 0 : separators_.back().end;
+  int64_t lastEnd = separators_.empty() ? 0 : End(separators_.back());
   return separators + (length_ > lastEnd ? 1 : 0);
 }
 
@@ -45,8 +45,8 @@ Paragraph ParagraphScan::At(int64_t index, ParagraphRule rule) const {
   Paragraph p;
   if (index < 0 || index >= Count(rule)) return p;
   auto i = static_cast<size_t>(index);
-  p.start = i == 0 ? 0 : separators_[i - 1].end;
-  p.end = i < separators_.size() ? separators_[i].start : length_;
+  p.start = i == 0 ? 0 : End(separators_[i - 1]);
+  p.end = i < separators_.size() ? Start(separators_[i]) : length_;
   return p;
 }
 

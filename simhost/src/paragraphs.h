@@ -32,6 +32,10 @@ class ParagraphScan {
   void Append(int64_t length, const std::vector<Break>& breaks);
   // Appends one piece of text given as code points.
   void Append(std::u32string_view text);
+  // Appends a piece piecemeal: first its breaks, at positions counted from the start of the
+  // whole text (at or after length(), increasing), then its length.
+  void AddBreak(int64_t position, bool cr);
+  void Grow(int64_t length) { length_ += length; }
   // Keeps only the first `length` characters.
   void Truncate(int64_t length);
   void Clear() { *this = ParagraphScan(); }
@@ -42,12 +46,12 @@ class ParagraphScan {
   Paragraph At(int64_t index, ParagraphRule rule) const;
 
  private:
-  struct Separator {
-    int64_t start, end;  // [start, end): one or two characters
-    bool cr;             // starts with CR
-  };
-  void AddBreak(int64_t position, bool cr);
-  std::vector<Separator> separators_;
+  // A separator packed into 64 bits: its first character's position, whether it is two
+  // characters long (CR LF) and whether it starts with CR.
+  static constexpr uint64_t kTwo = 2, kCr = 1;
+  static int64_t Start(uint64_t s) { return static_cast<int64_t>(s >> 2); }
+  static int64_t End(uint64_t s) { return Start(s) + ((s & kTwo) != 0 ? 2 : 1); }
+  std::vector<uint64_t> separators_;
   int64_t length_ = 0;
 };
 

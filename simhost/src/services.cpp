@@ -23,13 +23,13 @@ Host::State* Enter(Counter c) {
 RBBoolean RBCALL PluginGetStringData(REALstring str, uint32_t encoding, REALstringData* out) {
   Host::State* s = Enter(kPluginGetStringData);
   if (s == nullptr || out == nullptr || !s->CheckString(str, "PluginGetStringData")) return 0;
-  std::optional<std::string> converted = Host::Convert(str->bytes, str->encoding, encoding);
-  if (!converted) return 0;
+  std::string& converted = s->converted;
+  if (!s->Convert(str->bytes, str->encoding, encoding, &converted)) return 0;
   // A private zero-terminated copy (four zero bytes, so UTF-16 and UTF-32 data end in a zero
   // unit too), owned by the record until it is disposed.
-  size_t n = converted->size();
+  size_t n = converted.size();
   char* buffer = new char[n + 4];
-  std::memcpy(buffer, converted->data(), n);
+  std::memcpy(buffer, converted.data(), n);
   std::memset(buffer + n, 0, 4);
   s->stringData.insert(buffer);
   out->data = buffer;
@@ -84,8 +84,9 @@ void RBCALL REALSetStringEncoding(REALstring str, uint32_t encoding) {
 REALstring RBCALL REALConvertString(REALstring str, uint32_t encoding) {
   Host::State* s = Enter(kREALConvertString);
   if (s == nullptr || !s->CheckString(str, "REALConvertString")) return nullptr;
-  std::optional<std::string> converted = Host::Convert(str->bytes, str->encoding, encoding);
-  return converted ? s->NewString(*converted, encoding) : nullptr;
+  std::string converted;
+  if (!s->Convert(str->bytes, str->encoding, encoding, &converted)) return nullptr;
+  return s->AdoptString(std::move(converted), encoding);
 }
 
 REALstring Build(Host::State* s, const char* bytes, int length, uint32_t encoding) {
@@ -220,8 +221,8 @@ RBBoolean RBCALL REALSetPropValueUInt32(REALobject obj, const char* name, uint32
   // Accepted by Color properties (all 32 bits kept) and by Integer properties.
   Host::State* s = Enter(kREALSetPropValueUInt32);
   if (s == nullptr) return 0;
-  if (obj != nullptr && s->objects.count(obj) != 0 && obj->kind == ObjectKind::kStyleRun &&
-      name != nullptr && std::strcmp(name, "TextColor") == 0) {
+  if (s->IsLiveObject(obj) && obj->kind == ObjectKind::kStyleRun && name != nullptr &&
+      std::strcmp(name, "TextColor") == 0) {
     return SetColorProperty(*s, obj, name, value) ? 1 : 0;
   }
   return SetIntegerProperty(*s, obj, name, value) ? 1 : 0;
@@ -247,7 +248,7 @@ long RBCALL REALGetPropValueInt(REALobject obj, const char* name, int32_t* out) 
     *out = static_cast<int32_t>(value);
     return 1;
   }
-  if (obj != nullptr && s->objects.count(obj) != 0 && GetColorProperty(*s, obj, name, &color)) {
+  if (s->IsLiveObject(obj) && GetColorProperty(*s, obj, name, &color)) {
     *out = static_cast<int32_t>(color);
     return 1;
   }
@@ -258,8 +259,7 @@ RBBoolean RBCALL REALSetPropValueInt(REALobject obj, const char* name, int32_t v
   Host::State* s = Enter(kREALSetPropValueInt);
   if (s == nullptr) return 0;
   if (SetIntegerProperty(*s, obj, name, value)) return 1;
-  if (obj != nullptr && s->objects.count(obj) != 0 &&
-      SetColorProperty(*s, obj, name, static_cast<uint32_t>(value))) {
+  if (s->IsLiveObject(obj) && SetColorProperty(*s, obj, name, static_cast<uint32_t>(value))) {
     return 1;
   }
   return 0;

@@ -44,26 +44,43 @@ int RunImport(const Options& options) {
   Timings timings;
   Input input = timings.Measure("read", [&] { return ReadInput(options.input); });
   auto session = timings.Measure("load", [&] { return std::make_unique<HostSession>(options); });
-  StyledDocument document;
-  {
-    Progress progress("importing " + input.name, input.bytes.size());
-    document = timings.Measure("import", [&] { return session->Import(input.bytes); });
-  }
-  if (document.runs.empty()) NoteEmptyResult(input);
+  // The document's bytes become the host string assigned to the member; what the note on an
+  // empty result looks at is kept.
+  const size_t size = input.bytes.size();
+  std::string rtf = std::move(input.bytes);
+  input.bytes = rtf.substr(0, 7);
 
-  std::string output = timings.Measure("format", [&] {
-    switch (options.format) {
-      case Format::kJson:
-        return DocumentToJson(document);
-      case Format::kText:
-        return FormatText(document);
-      case Format::kHtml:
-        return FormatHtml(document, BaseName(input.name));
-      case Format::kTable:
-        break;
+  std::string output;
+  if (options.format == Format::kText) {
+    // The plain text needs no copy of the runs: it is written from the host's own text.
+    HostSession::StyledTextRef styledText(session->host(), session->NewStyledText());
+    {
+      Progress progress("importing " + input.name, size);
+      timings.Measure("import", [&] { session->Assign(styledText.get(), std::move(rtf)); });
     }
-    return FormatTable(document, input.name, WantSwatches(options));
-  });
+    if (session->host().StyleRunCount(styledText.get()) == 0) NoteEmptyResult(input);
+    output = timings.Measure("format", [&] { return session->PlainText(styledText.get()); });
+  } else {
+    StyledDocument document;
+    {
+      Progress progress("importing " + input.name, size);
+      document = timings.Measure("import", [&] { return session->Import(std::move(rtf)); });
+    }
+    if (document.runs.empty()) NoteEmptyResult(input);
+
+    output = timings.Measure("format", [&] {
+      switch (options.format) {
+        case Format::kJson:
+          return DocumentToJson(document);
+        case Format::kHtml:
+          return FormatHtml(document, BaseName(input.name));
+        case Format::kText:
+        case Format::kTable:
+          break;
+      }
+      return FormatTable(document, input.name, WantSwatches(options));
+    });
+  }
   timings.Measure("write", [&] { WriteOutput(options, &input, output); });
   if (options.time) console::Write("pendlow: " + timings.Report() + "\n");
   return kExitOk;

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "styled_document.h"
@@ -24,6 +25,28 @@ std::string FormatTable(const StyledDocument& document, const std::string& sourc
 
 // The plain text: each paragraph on a line of its own, ended by a line feed.
 std::string FormatText(const StyledDocument& document);
+
+// The same plain text written in one pass from a text handed over in pieces (well-formed UTF-8,
+// in order, never splitting a character) and its paragraphs (character offsets). Needs
+// paragraphs in text order that do not overlap, as the host reports them: ordered() says
+// whether they are.
+class PlainTextWriter {
+ public:
+  PlainTextWriter(const std::vector<StyledParagraph>& paragraphs, std::string* out);
+  bool ordered() const { return ordered_; }
+  void Add(std::string_view utf8);  // the next piece of the text
+  void Finish();                    // after the last piece
+
+ private:
+  void Enter(size_t index);
+
+  const std::vector<StyledParagraph>& paragraphs_;
+  std::string* out_;
+  bool ordered_ = true;
+  size_t next_ = 0;            // the paragraph being written
+  int64_t from_ = 0, to_ = 0;  // its characters
+  int64_t position_ = 0;       // characters of the text seen so far
+};
 
 // A self-contained HTML page: one <p> per paragraph with its alignment, one <span> per piece
 // of a run with its font, size, colour, bold, italic and underline.

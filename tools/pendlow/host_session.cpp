@@ -7,6 +7,7 @@
 #include <cstring>
 
 #include "console.h"
+#include "formats.h"
 #include "platform.h"
 #include "tool_error.h"
 
@@ -84,6 +85,14 @@ void HostSession::Assign(REALobject styledText, std::string_view rtf) {
   ShowLog();
 }
 
+void HostSession::Assign(REALobject styledText, std::string&& rtf) {
+  RequireMember();
+  REALstring value = host_->AdoptString(std::move(rtf), kREALTextEncodingUTF8);
+  plugin_->SetRaw(styledText, false, value);
+  host_->Release(value);
+  ShowLog();
+}
+
 std::string HostSession::Member(REALobject styledText, bool skipParagraphs) {
   RequireMember();
   REALstring result = plugin_->GetRaw(styledText, skipParagraphs);
@@ -107,10 +116,29 @@ StyledDocument HostSession::Read(REALobject styledText) {
     out.underline = run.underline;
     document.runs.push_back(std::move(out));
   }
-  for (const simhost::Paragraph& p : host_->ParagraphsOf(styledText)) {
-    document.paragraphs.push_back({p.start, p.end, p.alignment});
-  }
+  document.paragraphs = Paragraphs(styledText);
   return document;
+}
+
+std::vector<StyledParagraph> HostSession::Paragraphs(REALobject styledText) {
+  std::vector<StyledParagraph> paragraphs;
+  for (const simhost::Paragraph& p : host_->ParagraphsOf(styledText)) {
+    paragraphs.push_back({p.start, p.end, p.alignment});
+  }
+  return paragraphs;
+}
+
+std::string HostSession::PlainText(REALobject styledText) {
+  std::vector<StyledParagraph> paragraphs = Paragraphs(styledText);
+  std::string out;
+  PlainTextWriter writer(paragraphs, &out);
+  if (!writer.ordered()) return FormatText(Read(styledText));
+  size_t bytes = 0;
+  host_->VisitText(styledText, [&](std::string_view piece) { bytes += piece.size(); });
+  out.reserve(bytes + paragraphs.size() + 1);
+  host_->VisitText(styledText, [&](std::string_view piece) { writer.Add(piece); });
+  writer.Finish();
+  return out;
 }
 
 void HostSession::Fill(REALobject styledText, const StyledDocument& document,
@@ -153,9 +181,9 @@ void HostSession::Fill(REALobject styledText, const StyledDocument& document,
   }
 }
 
-StyledDocument HostSession::Import(std::string_view rtf) {
+StyledDocument HostSession::Import(std::string&& rtf) {
   StyledTextRef styledText(*host_, NewStyledText());
-  Assign(styledText.get(), rtf);
+  Assign(styledText.get(), std::move(rtf));
   return Read(styledText.get());
 }
 

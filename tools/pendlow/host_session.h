@@ -46,20 +46,25 @@ class HostSession {
 
   REALobject NewStyledText() { return host_->NewStyledText(); }
 
-  // Assigns RTF bytes to the member, as `st.RTFDataZVK = rtf` does.
+  // Assigns RTF bytes to the member, as `st.RTFDataZVK = rtf` does; the second form hands the
+  // bytes over to the host string instead of copying them.
   void Assign(REALobject styledText, std::string_view rtf);
+  void Assign(REALobject styledText, std::string&& rtf);
   // Reads the member, as `rtf = st.RTFDataZVK(skipParagraphs)` does: the bytes of the string
   // the getter returns ("" for null).
   std::string Member(REALobject styledText, bool skipParagraphs);
   // The runs and paragraphs the host holds.
   StyledDocument Read(REALobject styledText);
+  std::vector<StyledParagraph> Paragraphs(REALobject styledText);
+  // The plain text (FormatText of what Read returns), written straight from the host's text.
+  std::string PlainText(REALobject styledText);
   // Appends the runs and applies the requested paragraph alignments, as application code
   // does: text first, then ParagraphAlignment paragraph by paragraph. Requests that do not fit
   // the text are reported against `sourceName`.
   void Fill(REALobject styledText, const StyledDocument& document, const std::string& sourceName);
 
   // A fresh StyledText with the RTF assigned, read back.
-  StyledDocument Import(std::string_view rtf);
+  StyledDocument Import(std::string&& rtf);
   // A fresh StyledText filled from the document, and what its member returns.
   std::string Export(const StyledDocument& document, bool skipParagraphs,
                      const std::string& sourceName);

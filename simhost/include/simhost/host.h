@@ -9,6 +9,7 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <map>
 #include <optional>
 #include <set>
@@ -124,6 +125,7 @@ class Host {
 
   // Strings. New handles carry one reference owned by the caller.
   REALstring NewString(std::string_view bytes, Encoding encoding);
+  REALstring AdoptString(std::string&& bytes, Encoding encoding);  // takes the bytes over
   REALstring NewStringUTF8(std::string_view utf8);
   void Lock(REALstring s);
   void Release(REALstring s);
@@ -143,6 +145,10 @@ class Host {
   std::vector<Run> RunsOf(REALobject styledText) const;
   std::vector<Paragraph> ParagraphsOf(REALobject styledText) const;
   std::string TextOf(REALobject styledText) const;  // UTF-8
+  // The same text handed over in pieces, in order, without building it: the pieces are the
+  // host's own bytes where it holds them as UTF-8, valid only during the call.
+  void VisitText(REALobject styledText, const std::function<void(std::string_view)>& visit) const;
+  int64_t StyleRunCount(REALobject styledText) const;
   void SetParagraphAlignment(REALobject styledText, int64_t index, int64_t alignment);
 
   // Conversions between host encodings (iconv, with documented fallbacks).

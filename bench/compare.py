@@ -1,0 +1,125 @@
+#!/usr/bin/env python3
+"""Measurement part of bench/compare.sh (which installs the converters and sets the paths).
+
+Runs `pendlow import FILE --text`, `catdoc -d utf-8 FILE` and `unrtf --text FILE` on one
+generated document per profile, interleaved round by round, output to /dev/null, and prints a
+Markdown table of the median MB/s (document bytes / wall time of the whole process), the peak
+resident memory (the process's own maximum RSS) and pendlow's speed relative to catdoc.
+"""
+import os
+import platform
+import statistics
+import subprocess
+import sys
+import time
+
+PROFILES = ["plain", "styled", "unicode", "codepage", "wordlike", "export", "hostile"]
+
+
+def document(profile, size_mb, seed):
+    folder = os.path.abspath(os.environ["COMPARE_DOCS"])
+    os.makedirs(folder, exist_ok=True)
+    path = os.path.join(folder, f"{profile}-{size_mb:g}mb-seed{seed}.rtf")
+    if not os.path.exists(path):
+        generator = os.path.join(os.environ["SHARED"], "bench", "gen_rtf.py")
+        partial = path + ".part"
+        subprocess.run([sys.executable, generator, "--profile", profile, "--size-mb",
+                        f"{size_mb:g}", "--seed", str(seed), "-o", partial], check=True)
+        os.replace(partial, path)
+    return path
+
+
+def run(argv, stderr_path):
+    """Wall time in seconds, peak RSS in KiB and exit status of one whole process.
+
+    GNU time starts the process and reports its peak RSS: a child of this Python process would
+    inherit Python's own peak in its count.
+    """
+    rss_path = stderr_path + ".rss"
+    # unrtf writes the pictures it finds into the current folder: keep them out of the way.
+    scratch = os.path.join(os.path.dirname(stderr_path), "scratch")
+    os.makedirs(scratch, exist_ok=True)
+    with open(os.devnull, "wb") as out, open(stderr_path, "wb") as err:
+        start = time.perf_counter()
+        status = subprocess.call(["/usr/bin/time", "-o", rss_path, "-f", "%M"] + argv,
+                                 stdout=out, stderr=err, cwd=scratch)
+        seconds = time.perf_counter() - start
+    with open(rss_path) as f:
+        peak = int(f.read().split()[-1])
+    return seconds, peak, status
+
+
+def machine():
+    model = platform.processor() or "unknown CPU"
+    try:
+        with open("/proc/cpuinfo") as f:
+            for line in f:
+                if line.startswith("model name"):
+                    model = line.split(":", 1)[1].strip()
+                    break
+    except OSError:
+        pass
+    load = ", ".join(f"{x:.2f}" for x in os.getloadavg())
+    return f"{model}, {os.cpu_count()} cores, {platform.system()} {platform.release()}, load {load}"
+
+
+def main():
+    profiles = sys.argv[1:] or PROFILES
+    for p in profiles:
+        if p not in PROFILES:
+            sys.exit(f"unknown profile '{p}' (known: {' '.join(PROFILES)})")
+    size_mb = float(os.environ.get("COMPARE_SIZE_MB", "10"))
+    rounds = int(os.environ.get("COMPARE_ROUNDS", "3"))
+    seed = int(os.environ.get("COMPARE_SEED", "1"))
+    pendlow = os.path.abspath(os.environ["PENDLOW"])
+    docs = {p: document(p, size_mb, seed) for p in profiles}
+    err = os.path.join(os.path.abspath(os.environ["COMPARE_DOCS"]), "stderr.txt")
+
+    tools = {
+        "catdoc": lambda f: ["catdoc", "-d", "utf-8", f],
+        "unrtf": lambda f: ["unrtf", "--text", f],
+        "pendlow": lambda f: [pendlow, "import", f, "--text"],
+    }
+    times = {(p, t): [] for p in profiles for t in tools}
+    rss = {(p, t): 0 for p in profiles for t in tools}
+    notes = {}
+    for _ in range(rounds):
+        for p in profiles:
+            for t, argv in tools.items():
+                seconds, peak, status = run(argv(docs[p]), err)
+                times[(p, t)].append(seconds)
+                rss[(p, t)] = max(rss[(p, t)], peak)
+                with open(err, "rb") as f:
+                    complaint = f.read()
+                if status != 0:
+                    notes[(p, t)] = f"exit {status}"
+                elif t == "unrtf" and b"Max group depth reached" in complaint:
+                    # unrtf gives up on deeper nesting and drops the rest of the document.
+                    notes[(p, t)] = "stops early"
+
+    print(f"Machine: {machine()}")
+    print(f"Documents: gen_rtf.py --size-mb {size_mb:g} --seed {seed}; median of {rounds} "
+          f"interleaved runs; whole processes, start-up included; MB = 10^6 bytes")
+    print()
+    print("| profile | size MB | catdoc MB/s | unrtf MB/s | pendlow MB/s | pendlow / catdoc "
+          "| pendlow peak RSS MB | RSS limit MB | catdoc peak RSS MB |")
+    print("|---|---|---|---|---|---|---|---|---|")
+    for p in profiles:
+        size = os.path.getsize(docs[p])
+        speed = {}
+        cells = []
+        for t in tools:
+            speed[t] = size / 1e6 / statistics.median(times[(p, t)])
+            cell = f"{speed[t]:.1f}"
+            if (p, t) in notes:
+                cell += f" ({notes[(p, t)]})"
+            cells.append(cell)
+        ratio = speed["pendlow"] / speed["catdoc"]
+        limit = 3 * size / 1e6 + 16
+        print(f"| {p} | {size / 1e6:.1f} | {' | '.join(cells)} | {ratio:.2f} "
+              f"| {rss[(p, 'pendlow')] * 1024 / 1e6:.0f} | {limit:.0f} "
+              f"| {rss[(p, 'catdoc')] * 1024 / 1e6:.0f} |")
+
+
+if __name__ == "__main__":
+    main()

@@ -1,0 +1,176 @@
+#include "text_scan.h"
+
+#include <cstring>
+
+#include "frame/host_api.h"
+
+namespace simhost {
+namespace {
+
+constexpr uint64_t kOnes = 0x0101010101010101ULL;
+constexpr uint64_t kHighBits = 0x8080808080808080ULL;
+constexpr char32_t kReplacement = 0xFFFD;
+
+uint64_t Load8(const unsigned char* p) {
+  uint64_t w;
+  std::memcpy(&w, p, sizeof w);
+  return w;
+}
+
+// Non-zero when one of the eight bytes of w equals b.
+uint64_t HasByte(uint64_t w, unsigned char b) {
+  uint64_t x = w ^ (kOnes * b);
+  return (x - kOnes) & ~x & kHighBits;
+}
+
+void PutUTF8(char32_t c, std::string* out) {
+  char buffer[4];
+  size_t n;
+  if (c < 0x80) {
+    buffer[0] = static_cast<char>(c);
+    n = 1;
+  } else if (c < 0x800) {
+    buffer[0] = static_cast<char>(0xC0 | c >> 6);
+    buffer[1] = static_cast<char>(0x80 | (c & 0x3F));
+    n = 2;
+  } else if (c < 0x10000) {
+    buffer[0] = static_cast<char>(0xE0 | c >> 12);
+    buffer[1] = static_cast<char>(0x80 | (c >> 6 & 0x3F));
+    buffer[2] = static_cast<char>(0x80 | (c & 0x3F));
+    n = 3;
+  } else {
+    buffer[0] = static_cast<char>(0xF0 | c >> 18);
+    buffer[1] = static_cast<char>(0x80 | (c >> 12 & 0x3F));
+    buffer[2] = static_cast<char>(0x80 | (c >> 6 & 0x3F));
+    buffer[3] = static_cast<char>(0x80 | (c & 0x3F));
+    n = 4;
+  }
+  out->append(buffer, n);
+}
+
+}  // namespace
+
+bool IsAscii(std::string_view bytes) {
+  auto p = reinterpret_cast<const unsigned char*>(bytes.data());
+  size_t n = bytes.size(), i = 0;
+  uint64_t high = 0;
+  for (; i + 8 <= n; i += 8) high |= Load8(p + i);
+  for (; i < n; ++i) high |= p[i];
+  return (high & kHighBits) == 0;
+}
+
+bool ScanUTF8(std::string_view bytes, bool utf8, std::vector<ParagraphScan::Break>* breaks,
+              int64_t* length) {
+  auto p = reinterpret_cast<const unsigned char*>(bytes.data());
+  const size_t n = bytes.size();
+  size_t i = 0;
+  int64_t chars = 0;
+  while (i < n) {
+    // Eight plain ASCII characters at a time.
+    if (i + 8 <= n) {
+      uint64_t w = Load8(p + i);
+      if (((w & kHighBits) | HasByte(w, '\r') | HasByte(w, '\n')) == 0) {
+        i += 8;
+        chars += 8;
+        continue;
+      }
+    }
+    const unsigned char b = p[i];
+    if (b < 0x80) {
+      if ((b == '\r' || b == '\n') && breaks != nullptr) breaks->push_back({chars, b == '\r'});
+      ++i;
+      ++chars;
+      continue;
+    }
+    if (!utf8) return false;
+    // A well-formed sequence (Unicode's table of well-formed byte sequences) or nothing.
+    size_t need;
+    unsigned char lo = 0x80, hi = 0xBF;
+    if (b >= 0xC2 && b <= 0xDF) {
+      need = 1;
+    } else if (b >= 0xE0 && b <= 0xEF) {
+      need = 2;
+      if (b == 0xE0) lo = 0xA0;
+      if (b == 0xED) hi = 0x9F;
+    } else if (b >= 0xF0 && b <= 0xF4) {
+      need = 3;
+      if (b == 0xF0) lo = 0x90;
+      if (b == 0xF4) hi = 0x8F;
+    } else {
+      return false;
+    }
+    if (n - i <= need) return false;
+    if (p[i + 1] < lo || p[i + 1] > hi) return false;
+    for (size_t k = 2; k <= need; ++k) {
+      if ((p[i + k] & 0xC0) != 0x80) return false;
+    }
+    i += need + 1;
+    ++chars;
+  }
+  *length = chars;
+  return true;
+}
+
+bool UnicodeToUTF8(std::string_view bytes, uint32_t encoding, std::string* out) {
+  constexpr bool kNativeBigEndian = __BYTE_ORDER__ == __ORDER_BIG_ENDIAN__;
+  auto s = reinterpret_cast<const unsigned char*>(bytes.data());
+  const size_t n = bytes.size();
+  bool bigEndian;
+  switch (encoding) {
+    case kREALTextEncodingUTF16:
+    case kREALTextEncodingUTF32:
+      bigEndian = kNativeBigEndian;
+      break;
+    case kREALTextEncodingUTF16BE:
+    case kREALTextEncodingUTF32BE:
+      bigEndian = true;
+      break;
+    case kREALTextEncodingUTF16LE:
+    case kREALTextEncodingUTF32LE:
+      bigEndian = false;
+      break;
+    default:
+      return false;
+  }
+  const bool utf16 = encoding == kREALTextEncodingUTF16 || encoding == kREALTextEncodingUTF16BE ||
+                     encoding == kREALTextEncodingUTF16LE;
+  out->clear();
+  if (utf16) {
+    out->reserve(n / 2 * 3 + 3);
+    const size_t units = n / 2;
+    auto unit = [&](size_t k) -> char32_t {
+      return bigEndian ? char32_t(s[2 * k]) << 8 | s[2 * k + 1]
+                       : char32_t(s[2 * k + 1]) << 8 | s[2 * k];
+    };
+    for (size_t k = 0; k < units; ++k) {
+      char32_t u = unit(k);
+      if (u < 0x80) {
+        out->push_back(static_cast<char>(u));
+        continue;
+      }
+      if (u >= 0xD800 && u <= 0xDBFF && k + 1 < units) {
+        char32_t v = unit(k + 1);
+        if (v >= 0xDC00 && v <= 0xDFFF) {
+          PutUTF8(0x10000 + ((u - 0xD800) << 10) + (v - 0xDC00), out);
+          ++k;
+          continue;
+        }
+      }
+      PutUTF8(u >= 0xD800 && u <= 0xDFFF ? kReplacement : u, out);
+    }
+    if (n % 2 != 0) PutUTF8(kReplacement, out);
+  } else {
+    out->reserve(n + 3);
+    for (size_t i = 0; i + 4 <= n; i += 4) {
+      char32_t c = bigEndian ? char32_t(s[i]) << 24 | char32_t(s[i + 1]) << 16 |
+                                   char32_t(s[i + 2]) << 8 | s[i + 3]
+                             : char32_t(s[i + 3]) << 24 | char32_t(s[i + 2]) << 16 |
+                                   char32_t(s[i + 1]) << 8 | s[i];
+      PutUTF8(c > 0x10FFFF || (c >= 0xD800 && c <= 0xDFFF) ? kReplacement : c, out);
+    }
+    if (n % 4 != 0) PutUTF8(kReplacement, out);
+  }
+  return true;
+}
+
+}  // namespace simhost
