@@ -4,7 +4,6 @@
 // keeps can be counted and given back after each call.
 #include "fuzz_host.h"
 
-#include <fcntl.h>
 #include <sanitizer/common_interface_defs.h>
 #include <unistd.h>
 
@@ -28,9 +27,14 @@ LoadObjectMethodFn gLoadObjectMethod = nullptr;
 HostIndexGetter gStyleRunMethod = nullptr;
 std::vector<REALobject> gFetchedRuns;
 
-int gStderrCopy = -1;  // the real standard error, kept while the debug log goes to /dev/null
-int gDevNull = -1;
+int gStderrCopy = -1;  // the real standard error, for reports
 bool gShowLog = false;
+FILE* gRealStderr = nullptr;
+FILE* gLogSink = nullptr;  // takes the debug log and drops it
+
+ssize_t DropLog(void*, const char*, size_t size) {
+  return static_cast<ssize_t>(size);
+}
 
 REALobject RBCALL StyleRunSpy(REALobject styledText, RBInteger index) {
   REALobject run = gStyleRunMethod(styledText, index);
@@ -64,8 +68,14 @@ simhost::Host* MakeHost() {
 
   gShowLog = std::getenv("PENDLOW_FUZZ_SHOW_LOG") != nullptr;
   gStderrCopy = dup(2);
-  gDevNull = open("/dev/null", O_WRONLY | O_CLOEXEC);
-  // Reports of the sanitizers go to the real standard error even while fd 2 is redirected.
+  // The library writes its log lines to the C stream stderr and flushes each one: a stream
+  // that drops what it is given takes them without a system call per line. (The C library
+  // lets a program assign its standard streams.)
+  cookie_io_functions_t drop{};
+  drop.write = &DropLog;
+  gLogSink = fopencookie(nullptr, "w", drop);
+  gRealStderr = stderr;
+  // Reports of the sanitizers go to the real standard error whatever the streams do.
   if (gStderrCopy >= 0) __sanitizer_set_report_fd(reinterpret_cast<void*>(intptr_t{gStderrCopy}));
   return host;
 }
@@ -181,18 +191,18 @@ void CheckAfterGetter(const Handles& before, REALstring result) {
 DebugLogScope::DebugLogScope(bool on) : on_(on) {
   if (!on_) return;
   DebuggingEnabled = true;
-  if (!gShowLog && gDevNull >= 0) {
+  if (!gShowLog && gLogSink != nullptr) {
     std::fflush(stderr);
-    dup2(gDevNull, 2);
+    stderr = gLogSink;
   }
 }
 
 DebugLogScope::~DebugLogScope() {
   if (!on_) return;
   DebuggingEnabled = false;
-  if (!gShowLog && gStderrCopy >= 0) {
+  if (!gShowLog && gLogSink != nullptr) {
     std::fflush(stderr);
-    dup2(gStderrCopy, 2);
+    stderr = gRealStderr;
   }
 }
 

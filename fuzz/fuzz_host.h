@@ -70,8 +70,8 @@ void CheckAfterSetter(const Handles& before);
 // After the getter: besides what the caller holds, only the fetched StyleRuns and the result.
 void CheckAfterGetter(const Handles& before, REALstring result);
 
-// Runs the library with the debug log on and its lines sent to /dev/null, unless
-// PENDLOW_FUZZ_SHOW_LOG is set. Sanitizer reports still reach the real standard error.
+// Runs the library with the debug log on and its lines dropped, unless PENDLOW_FUZZ_SHOW_LOG is
+// set. Sanitizer reports and misuse reports still reach the real standard error.
 class DebugLogScope {
  public:
   explicit DebugLogScope(bool on);

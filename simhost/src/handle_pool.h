@@ -27,12 +27,18 @@ class BlockIndex {
   }
 
   // Whether p is the start of a slot of one of the blocks.
-  bool IsSlot(const void* p) const {
+  [[gnu::always_inline]] bool IsSlot(const void* p) const {
     auto address = reinterpret_cast<uintptr_t>(p);
     // The two blocks hit last answer most questions (a run and its StyledText, say).
     for (const Range& r : recent_) {
       if (address - r.begin < r.bytes) return (address & r.slotMask) == 0;
     }
+    return Find(p);
+  }
+
+ private:
+  bool Find(const void* p) const {
+    auto address = reinterpret_cast<uintptr_t>(p);
     // The last block that begins at or before p.
     auto it = std::upper_bound(ranges_.begin(), ranges_.end(), address,
                                [](uintptr_t a, const Range& r) { return a < r.begin; });
@@ -44,7 +50,6 @@ class BlockIndex {
     return (address & range.slotMask) == 0;
   }
 
- private:
   struct Range {
     uintptr_t begin;
     uintptr_t bytes;

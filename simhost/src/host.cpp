@@ -40,6 +40,15 @@ char32_t Fold(char32_t c) {
   return c;
 }
 
+// Empties a string; its heap block, if it has one, is given back.
+void ForgetBytes(std::string& bytes) {
+  if (bytes.capacity() > 15) {
+    std::string().swap(bytes);
+  } else {
+    bytes.clear();
+  }
+}
+
 std::u32string Decode(std::string_view bytes, Encoding encoding) {
   std::u32string text;
   if (!DecodeText(bytes, encoding, &text)) DecodeText(bytes, kREALTextEncodingUnknown, &text);
@@ -176,7 +185,7 @@ void Host::State::ReleaseString(REALstring s, const char* where) {
   if (--s->refs > 0) return;
   // The slot (without its bytes) is not handed out again at once.
   s->magic = kDeadMagic;
-  s->bytes = std::string();
+  ForgetBytes(s->bytes);
   strings.Release(s);
 }
 
@@ -204,7 +213,13 @@ void Host::State::ReleaseObject(REALobject o, const char* where) {
     }
     case ObjectKind::kStyleRun: {
       auto run = static_cast<StyleRunObject*>(o);
-      run->run = RunData();
+      RunData& r = run->run;
+      ForgetBytes(r.text);
+      ForgetBytes(r.font);
+      r.textEncoding = r.fontEncoding = kREALTextEncodingUTF8;
+      r.hasFont = r.bold = r.italic = r.underline = false;
+      r.size = 0;
+      r.color = 0;
       styleRuns.Release(run);
       break;
     }
@@ -297,10 +312,6 @@ void Host::State::RemoveRun(StyledTextObject* st, int64_t index) {
   // Paragraphs that no longer exist lose their alignment; if they come back they are new.
   auto count = static_cast<size_t>(std::max<int64_t>(ParagraphCount(st), 0));
   if (st->alignments.size() > count) st->alignments.resize(count);
-}
-
-int64_t Host::State::ParagraphCount(const StyledTextObject* st) const {
-  return st->scan.Count(options.paragraphRule);
 }
 
 Paragraph Host::State::ParagraphAt(const StyledTextObject* st, int64_t index) const {

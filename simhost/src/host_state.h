@@ -8,6 +8,7 @@
 #include <string>
 #include <unordered_map>
 #include <unordered_set>
+#include <utility>
 #include <vector>
 
 #include "handle_pool.h"
@@ -171,9 +172,10 @@ struct Host::State {
     return s != nullptr && stringBlocks.IsSlot(s) &&
            static_cast<const REALstringStruct*>(s)->magic == kLiveMagic;
   }
-  bool CheckString(REALstring s, const char* where) {
+  [[gnu::always_inline]] bool CheckString(REALstring s, const char* where) {
     if (s == nullptr) return false;
-    if (IsLiveString(s)) return true;
+    if (IsLiveString(s)) [[likely]]
+      return true;
     Misuse(where, s, "use of a released or unknown string");
     return false;
   }
@@ -187,9 +189,10 @@ struct Host::State {
     return o != nullptr && objectBlocks.IsSlot(o) &&
            static_cast<const REALobjectStruct*>(o)->magic == kLiveMagic;
   }
-  bool CheckObject(REALobject o, const char* where) {
+  [[gnu::always_inline]] bool CheckObject(REALobject o, const char* where) {
     if (o == nullptr) return false;
-    if (IsLiveObject(o)) return true;
+    if (IsLiveObject(o)) [[likely]]
+      return true;
     Misuse(where, o, "use of a released or unknown object");
     return false;
   }
@@ -198,12 +201,14 @@ struct Host::State {
   }
   void LockObject(REALobject o, const char* where);
   void ReleaseObject(REALobject o, const char* where);
-  void Misuse(const char* where, const void* handle, const char* what);
+  [[gnu::noinline]] void Misuse(const char* where, const void* handle, const char* what);
 
   // StyledText.
   void AppendRun(StyledTextObject* st, const RunData& run, bool toUnicode);
   void RemoveRun(StyledTextObject* st, int64_t index);
-  int64_t ParagraphCount(const StyledTextObject* st) const;
+  int64_t ParagraphCount(const StyledTextObject* st) const {
+    return st->scan.Count(options.paragraphRule);
+  }
   Paragraph ParagraphAt(const StyledTextObject* st, int64_t index) const;
   void SetAlignment(StyledTextObject* st, int64_t index, int64_t alignment);
 
@@ -234,6 +239,18 @@ struct Host::State {
   std::array<std::pair<Encoding, uint8_t>, 8> facts_{};  // flags | 4 when the entry is used
   size_t nextFact_ = 0;
 };
+
+// Whether a property or class name is `expected`: compared in line, character by character up
+// to the terminating zero, never reading past the end of either.
+template <size_t N, size_t... I>
+[[gnu::always_inline]] inline bool NameIs(const char* name, const char (&expected)[N],
+                                          std::index_sequence<I...>) {
+  return ((name[I] == expected[I]) && ...);
+}
+template <size_t N>
+[[gnu::always_inline]] inline bool NameIs(const char* name, const char (&expected)[N]) {
+  return NameIs(name, expected, std::make_index_sequence<N>());
+}
 
 // The state of the current host, or null.
 Host::State* CurrentState();

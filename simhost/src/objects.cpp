@@ -9,15 +9,9 @@
 namespace simhost {
 namespace {
 
-// Property and class names are short and mostly differ in their first letter: compared in
-// line, character by character up to the terminating zero, never reading past either end.
-template <size_t N, size_t... I>
-bool IsName(const char* name, const char (&expected)[N], std::index_sequence<I...>) {
-  return ((name[I] == expected[I]) && ...);
-}
 template <size_t N>
-bool Is(const char* name, const char (&expected)[N]) {
-  return IsName(name, expected, std::make_index_sequence<N>());
+[[gnu::always_inline]] inline bool Is(const char* name, const char (&expected)[N]) {
+  return NameIs(name, expected);
 }
 
 bool IsExceptionClass(const char* name) {
@@ -243,12 +237,12 @@ bool GetIntegerProperty(Host::State& s, REALobject o, const char* name, int64_t*
   switch (o->kind) {
     case ObjectKind::kStyledText: {
       auto st = static_cast<StyledTextObject*>(o);
-      if (Is(name, "StyleRunCount")) {
-        *out = static_cast<int64_t>(st->runs.size());
-        return true;
-      }
       if (Is(name, "ParagraphCount")) {
         *out = s.ParagraphCount(st);
+        return true;
+      }
+      if (Is(name, "StyleRunCount")) {
+        *out = static_cast<int64_t>(st->runs.size());
         return true;
       }
       return false;

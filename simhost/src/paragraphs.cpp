@@ -34,13 +34,6 @@ void ParagraphScan::Truncate(int64_t length) {
   length_ = length;
 }
 
-int64_t ParagraphScan::Count(ParagraphRule rule) const {
-  auto separators = static_cast<int64_t>(separators_.size());
-  if (rule == ParagraphRule::kSeparatorsPlusOne) return separators + 1;
-  int64_t lastEnd = separators_.empty() ? 0 : End(separators_.back());
-  return separators + (length_ > lastEnd ? 1 : 0);
-}
-
 Paragraph ParagraphScan::At(int64_t index, ParagraphRule rule) const {
   Paragraph p;
   if (index < 0 || index >= Count(rule)) return p;

@@ -41,7 +41,12 @@ class ParagraphScan {
   void Clear() { *this = ParagraphScan(); }
 
   int64_t length() const { return length_; }
-  int64_t Count(ParagraphRule rule) const;
+  int64_t Count(ParagraphRule rule) const {
+    auto separators = static_cast<int64_t>(separators_.size());
+    if (rule == ParagraphRule::kSeparatorsPlusOne) return separators + 1;
+    int64_t lastEnd = separators_.empty() ? 0 : End(separators_.back());
+    return separators + (length_ > lastEnd ? 1 : 0);
+  }
   // Start and end of paragraph `index` (0 <= index < Count(rule)); alignment left 0.
   Paragraph At(int64_t index, ParagraphRule rule) const;
 

@@ -42,6 +42,22 @@ uint32_t RunStore::InternFont(const RunData& format) {
       return lastFont_;
     }
   }
+  if (fonts_.size() <= kFewEntries) {
+    for (size_t i = 0; i < fonts_.size(); ++i) {
+      if (fonts_[i].encoding == format.fontEncoding && fonts_[i].bytes == format.font) {
+        lastFont_ = static_cast<uint32_t>(i);
+        return lastFont_;
+      }
+    }
+    fonts_.push_back(Font{format.font, format.fontEncoding});
+    lastFont_ = static_cast<uint32_t>(fonts_.size() - 1);
+    if (fonts_.size() > kFewEntries) {
+      for (size_t i = 0; i < fonts_.size(); ++i) {
+        fontIndex_.emplace(FontKey(fonts_[i].bytes, fonts_[i].encoding), static_cast<uint32_t>(i));
+      }
+    }
+    return lastFont_;
+  }
   auto [it, added] = fontIndex_.try_emplace(FontKey(format.font, format.fontEncoding),
                                             static_cast<uint32_t>(fonts_.size()));
   if (added) fonts_.push_back(Font{format.font, format.fontEncoding});
@@ -55,6 +71,22 @@ uint32_t RunStore::InternStyle(const RunData& format, Encoding textEncoding, boo
                            (format.underline ? kUnderline : 0) | (utf8 ? kUTF8 : 0));
   Style style{format.size, format.color, InternFont(format), textEncoding, flags};
   if (lastStyle_ != kNoFont && styles_[lastStyle_] == style) return lastStyle_;
+  if (styles_.size() <= kFewEntries) {
+    for (size_t i = 0; i < styles_.size(); ++i) {
+      if (styles_[i] == style) {
+        lastStyle_ = static_cast<uint32_t>(i);
+        return lastStyle_;
+      }
+    }
+    styles_.push_back(style);
+    lastStyle_ = static_cast<uint32_t>(styles_.size() - 1);
+    if (styles_.size() > kFewEntries) {
+      for (size_t i = 0; i < styles_.size(); ++i) {
+        styleIndex_.emplace(styles_[i], static_cast<uint32_t>(i));
+      }
+    }
+    return lastStyle_;
+  }
   auto [it, added] = styleIndex_.try_emplace(style, static_cast<uint32_t>(styles_.size()));
   if (added) styles_.push_back(style);
   lastStyle_ = it->second;
@@ -75,14 +107,14 @@ void RunStore::Push(std::string_view text, uint32_t style) {
     std::memcpy(c.data.get() + c.used, text.data(), static_cast<size_t>(n));
     c.used += static_cast<size_t>(n);
   }
-  const size_t inBlock = count_ & ((size_t{1} << kBlockShift) - 1);
-  if (inBlock == 0)
-    blocks_.push_back(std::unique_ptr<Record[]>(new Record[size_t{1} << kBlockShift]));
+  if ((count_ & ((size_t{1} << kBlockShift) - 1)) == 0) {
+    blocks_.emplace_back();
+    if (blocks_.size() > 1) blocks_.back().reserve(size_t{1} << kBlockShift);
+  }
   if ((count_ & ((size_t{1} << kMarkShift) - 1)) == 0) marks_.push_back(bytes_);
-  Record& r = blocks_.back()[inBlock];
-  r.style = style;
-  r.length = n < kLongRun ? static_cast<uint32_t>(n) : kLongRun;
-  if (r.length == kLongRun) longRuns_[count_] = n;
+  const uint32_t length = n < kLongRun ? static_cast<uint32_t>(n) : kLongRun;
+  blocks_.back().push_back(Record{style, length});
+  if (length == kLongRun) longRuns_[count_] = n;
   ++count_;
   bytes_ += n;
 }
@@ -158,7 +190,8 @@ void RunStore::RemoveLast() {
     if (c.used == 0) chunks_.pop_back();
   }
   if ((index & ((size_t{1} << kMarkShift) - 1)) == 0) marks_.pop_back();
-  if ((index & ((size_t{1} << kBlockShift) - 1)) == 0) blocks_.pop_back();
+  blocks_.back().pop_back();
+  if (blocks_.back().empty()) blocks_.pop_back();
   count_ = index;
   bytes_ -= n;
   if (cursorIndex_ > count_) {

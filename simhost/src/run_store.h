@@ -122,7 +122,8 @@ class RunStore {
   uint32_t InternFont(const RunData& format);
   void Push(std::string_view text, uint32_t style);
 
-  std::vector<std::unique_ptr<Record[]>> blocks_;
+  // Blocks of 1024 records; the first grows to that size, so a short text stays small.
+  std::vector<std::vector<Record>> blocks_;
   std::vector<uint64_t> marks_;  // text offset of runs 0, 64, 128, ...
   std::unordered_map<size_t, uint64_t> longRuns_;
   std::vector<Chunk> chunks_;
@@ -130,6 +131,8 @@ class RunStore {
   uint64_t bytes_ = 0;
 
   std::vector<Style> styles_;
+  // The indexes are built only once there are more than kFewEntries: a few are searched.
+  static constexpr size_t kFewEntries = 8;
   std::unordered_map<Style, uint32_t, StyleHash> styleIndex_;
   std::vector<Font> fonts_;
   std::unordered_map<std::string, uint32_t> fontIndex_;  // bytes followed by the encoding

@@ -222,7 +222,7 @@ RBBoolean RBCALL REALSetPropValueUInt32(REALobject obj, const char* name, uint32
   Host::State* s = Enter(kREALSetPropValueUInt32);
   if (s == nullptr) return 0;
   if (s->IsLiveObject(obj) && obj->kind == ObjectKind::kStyleRun && name != nullptr &&
-      std::strcmp(name, "TextColor") == 0) {
+      NameIs(name, "TextColor")) {
     return SetColorProperty(*s, obj, name, value) ? 1 : 0;
   }
   return SetIntegerProperty(*s, obj, name, value) ? 1 : 0;

@@ -135,6 +135,12 @@ bool UnicodeToUTF8(std::string_view bytes, uint32_t encoding, std::string* out) 
   const bool utf16 = encoding == kREALTextEncodingUTF16 || encoding == kREALTextEncodingUTF16BE ||
                      encoding == kREALTextEncodingUTF16LE;
   out->clear();
+  // A single UTF-16 unit (what the plug-in builds for each "\u" escape) needs no loop.
+  if (utf16 && n == 2) {
+    char32_t u = bigEndian ? char32_t(s[0]) << 8 | s[1] : char32_t(s[1]) << 8 | s[0];
+    PutUTF8(u >= 0xD800 && u <= 0xDFFF ? kReplacement : u, out);
+    return true;
+  }
   if (utf16) {
     out->reserve(n / 2 * 3 + 3);
     const size_t units = n / 2;

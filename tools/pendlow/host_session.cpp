@@ -128,17 +128,37 @@ std::vector<StyledParagraph> HostSession::Paragraphs(REALobject styledText) {
   return paragraphs;
 }
 
-std::string HostSession::PlainText(REALobject styledText) {
+void HostSession::WritePlainText(REALobject styledText,
+                                 const std::function<void(std::string_view)>& write) {
+  constexpr size_t kPiece = size_t{1} << 16;  // text taken at a time
+  constexpr size_t kFlush = size_t{1} << 18;  // output handed over once it is this long
   std::vector<StyledParagraph> paragraphs = Paragraphs(styledText);
   std::string out;
   PlainTextWriter writer(paragraphs, &out);
-  if (!writer.ordered()) return FormatText(Read(styledText));
-  size_t bytes = 0;
-  host_->VisitText(styledText, [&](std::string_view piece) { bytes += piece.size(); });
-  out.reserve(bytes + paragraphs.size() + 1);
-  host_->VisitText(styledText, [&](std::string_view piece) { writer.Add(piece); });
+  if (!writer.ordered()) {
+    write(FormatText(Read(styledText)));
+    return;
+  }
+  out.reserve(kFlush + kPiece + 1);
+  host_->VisitText(styledText, [&](std::string_view text) {
+    while (!text.empty()) {
+      // Pieces end on a character boundary.
+      size_t n = text.size();
+      if (n > kPiece) {
+        n = kPiece;
+        while (n > 0 && (static_cast<unsigned char>(text[n]) & 0xC0) == 0x80) --n;
+        if (n == 0) n = kPiece;
+      }
+      writer.Add(text.substr(0, n));
+      text.remove_prefix(n);
+      if (out.size() >= kFlush) {
+        write(out);
+        out.clear();
+      }
+    }
+  });
   writer.Finish();
-  return out;
+  if (!out.empty()) write(out);
 }
 
 void HostSession::Fill(REALobject styledText, const StyledDocument& document,

@@ -2,6 +2,7 @@
 // conversion the tool shows goes through the library's own getter and setter.
 #pragma once
 
+#include <functional>
 #include <memory>
 #include <string>
 #include <string_view>
@@ -56,8 +57,9 @@ class HostSession {
   // The runs and paragraphs the host holds.
   StyledDocument Read(REALobject styledText);
   std::vector<StyledParagraph> Paragraphs(REALobject styledText);
-  // The plain text (FormatText of what Read returns), written straight from the host's text.
-  std::string PlainText(REALobject styledText);
+  // The plain text (FormatText of what Read returns), written straight from the host's text
+  // and handed to `write` piece by piece (a few hundred kilobytes at a time).
+  void WritePlainText(REALobject styledText, const std::function<void(std::string_view)>& write);
   // Appends the runs and applies the requested paragraph alignments, as application code
   // does: text first, then ParagraphAlignment paragraph by paragraph. Requests that do not fit
   // the text are reported against `sourceName`.
