@@ -40,15 +40,6 @@ char32_t Fold(char32_t c) {
   return c;
 }
 
-// Empties a string; its heap block, if it has one, is given back.
-void ForgetBytes(std::string& bytes) {
-  if (bytes.capacity() > 15) {
-    std::string().swap(bytes);
-  } else {
-    bytes.clear();
-  }
-}
-
 std::u32string Decode(std::string_view bytes, Encoding encoding) {
   std::u32string text;
   if (!DecodeText(bytes, encoding, &text)) DecodeText(bytes, kREALTextEncodingUnknown, &text);
@@ -161,14 +152,14 @@ void Host::State::Misuse(const char* where, const void* handle, const char* what
 REALstring Host::State::NewString(std::string_view bytes, Encoding encoding) {
   REALstring s = strings.Allocate(kLiveMagic);
   s->encoding = encoding;
-  s->bytes = std::string(bytes);
+  s->bytes.Assign(bytes);
   return s;
 }
 
 REALstring Host::State::AdoptString(std::string&& bytes, Encoding encoding) {
   REALstring s = strings.Allocate(kLiveMagic);
   s->encoding = encoding;
-  s->bytes = std::move(bytes);
+  s->bytes.Adopt(std::move(bytes));
   return s;
 }
 
@@ -185,7 +176,7 @@ void Host::State::ReleaseString(REALstring s, const char* where) {
   if (--s->refs > 0) return;
   // The slot (without its bytes) is not handed out again at once.
   s->magic = kDeadMagic;
-  ForgetBytes(s->bytes);
+  s->bytes.Clear();
   strings.Release(s);
 }
 
@@ -214,8 +205,8 @@ void Host::State::ReleaseObject(REALobject o, const char* where) {
     case ObjectKind::kStyleRun: {
       auto run = static_cast<StyleRunObject*>(o);
       RunData& r = run->run;
-      ForgetBytes(r.text);
-      ForgetBytes(r.font);
+      r.text.Clear();
+      r.font.Clear();
       r.textEncoding = r.fontEncoding = kREALTextEncodingUTF8;
       r.hasFont = r.bold = r.italic = r.underline = false;
       r.size = 0;
@@ -379,7 +370,7 @@ void Host::Release(REALstring s) {
 }
 
 std::string Host::BytesOf(REALstring s) const {
-  return state_->CheckString(s, "Host::BytesOf") ? s->bytes : std::string();
+  return state_->CheckString(s, "Host::BytesOf") ? s->bytes.str() : std::string();
 }
 
 Encoding Host::EncodingOf(REALstring s) const {
@@ -438,14 +429,14 @@ void Host::AppendRun(REALobject styledText, const RunSpec& given) {
   RunData run;
   run.textEncoding = given.textEncoding;
   run.hasFont = given.font.has_value();
-  run.font = given.font.value_or("");
+  if (given.font) run.font.Assign(*given.font);
   run.fontEncoding = given.fontEncoding;
   run.size = given.size;
   run.color = given.color;
   run.bold = given.bold;
   run.italic = given.italic;
   run.underline = given.underline;
-  run.text = given.text;
+  run.text.Assign(given.text);
   state_->AppendRun(st, run, false);
 }
 

@@ -12,6 +12,7 @@
 #include <vector>
 
 #include "handle_pool.h"
+#include "host_bytes.h"
 #include "paragraphs.h"
 #include "run_store.h"
 #include "simhost/host.h"
@@ -22,7 +23,7 @@ struct REALstringStruct {
   uint32_t magic;
   int32_t refs;
   uint32_t encoding;
-  std::string bytes;
+  simhost::HostBytes bytes;
 };
 
 namespace simhost {

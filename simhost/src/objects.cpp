@@ -199,14 +199,14 @@ bool SetStringProperty(Host::State& s, REALobject o, const char* name, REALstrin
       RunData& r = static_cast<StyleRunObject*>(o)->run;
       if (Is(name, "Text")) {
         if (!ReadArgument(s, value, "REALSetPropValueString", &bytes, &encoding)) return false;
-        r.text = std::string(bytes);
+        r.text.Assign(bytes);
         r.textEncoding = encoding;
         return true;
       }
       if (HasFontProperty(s, name)) {
         if (!ReadArgument(s, value, "REALSetPropValueString", &bytes, &encoding)) return false;
         r.hasFont = value != nullptr;
-        r.font = std::string(bytes);
+        r.font.Assign(bytes);
         r.fontEncoding = encoding;
         return true;
       }

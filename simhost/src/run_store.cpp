@@ -44,12 +44,12 @@ uint32_t RunStore::InternFont(const RunData& format) {
   }
   if (fonts_.size() <= kFewEntries) {
     for (size_t i = 0; i < fonts_.size(); ++i) {
-      if (fonts_[i].encoding == format.fontEncoding && fonts_[i].bytes == format.font) {
+      if (fonts_[i].encoding == format.fontEncoding && format.font == fonts_[i].bytes) {
         lastFont_ = static_cast<uint32_t>(i);
         return lastFont_;
       }
     }
-    fonts_.push_back(Font{format.font, format.fontEncoding});
+    fonts_.push_back(Font{format.font.str(), format.fontEncoding});
     lastFont_ = static_cast<uint32_t>(fonts_.size() - 1);
     if (fonts_.size() > kFewEntries) {
       for (size_t i = 0; i < fonts_.size(); ++i) {
@@ -60,7 +60,7 @@ uint32_t RunStore::InternFont(const RunData& format) {
   }
   auto [it, added] = fontIndex_.try_emplace(FontKey(format.font, format.fontEncoding),
                                             static_cast<uint32_t>(fonts_.size()));
-  if (added) fonts_.push_back(Font{format.font, format.fontEncoding});
+  if (added) fonts_.push_back(Font{format.font.str(), format.fontEncoding});
   lastFont_ = it->second;
   return lastFont_;
 }
@@ -163,11 +163,11 @@ std::string_view RunStore::TextOf(size_t index, Encoding* encoding) const {
 RunData RunStore::Get(size_t index) const {
   RunData run;
   std::string_view text = TextOf(index, &run.textEncoding);
-  run.text.assign(text.data(), text.size());
+  run.text.Assign(text);
   const Style& style = styles_[At(index).style];
   run.hasFont = style.font != kNoFont;
   if (run.hasFont) {
-    run.font = fonts_[style.font].bytes;
+    run.font.Assign(fonts_[style.font].bytes);
     run.fontEncoding = fonts_[style.font].encoding;
   }
   run.size = style.size;

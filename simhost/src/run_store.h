@@ -14,16 +14,17 @@
 #include <unordered_map>
 #include <vector>
 
+#include "host_bytes.h"
 #include "simhost/host.h"
 
 namespace simhost {
 
 // A style run as a StyleRun object holds it: text and font keep their bytes and encoding.
 struct RunData {
-  std::string text;
+  HostBytes text;
   Encoding textEncoding = kREALTextEncodingUTF8;
   bool hasFont = false;
-  std::string font;
+  HostBytes font;
   Encoding fontEncoding = kREALTextEncodingUTF8;
   int64_t size = 0;
   uint32_t color = 0;

@@ -5,6 +5,7 @@
 
 #include "encodings.h"
 #include "host_state.h"
+#include "text_scan.h"
 
 namespace simhost {
 namespace {
@@ -84,6 +85,13 @@ void RBCALL REALSetStringEncoding(REALstring str, uint32_t encoding) {
 REALstring RBCALL REALConvertString(REALstring str, uint32_t encoding) {
   Host::State* s = Enter(kREALConvertString);
   if (s == nullptr || !s->CheckString(str, "REALConvertString")) return nullptr;
+  // A few UTF-16 or UTF-32 characters (one "\\u" escape of the plug-in) to UTF-8: no buffer.
+  char small[kSmallUnicodeOutput];
+  size_t n = 0;
+  if (encoding == kREALTextEncodingUTF8 &&
+      SmallUnicodeToUTF8(str->bytes, str->encoding, small, &n)) {
+    return s->NewString(std::string_view(small, n), encoding);
+  }
   std::string converted;
   if (!s->Convert(str->bytes, str->encoding, encoding, &converted)) return nullptr;
   return s->AdoptString(std::move(converted), encoding);

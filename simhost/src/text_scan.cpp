@@ -23,8 +23,8 @@ uint64_t HasByte(uint64_t w, unsigned char b) {
   return (x - kOnes) & ~x & kHighBits;
 }
 
-void PutUTF8(char32_t c, std::string* out) {
-  char buffer[4];
+// Writes the UTF-8 form of c to buffer (4 bytes at most) and returns its length.
+size_t EncodeUTF8(char32_t c, char* buffer) {
   size_t n;
   if (c < 0x80) {
     buffer[0] = static_cast<char>(c);
@@ -45,7 +45,71 @@ void PutUTF8(char32_t c, std::string* out) {
     buffer[3] = static_cast<char>(0x80 | (c & 0x3F));
     n = 4;
   }
-  out->append(buffer, n);
+  return n;
+}
+
+void PutUTF8(char32_t c, std::string* out) {
+  char buffer[4];
+  out->append(buffer, EncodeUTF8(c, buffer));
+}
+
+// The byte order of a UTF-16 (*utf16) or UTF-32 encoding; false for any other encoding.
+bool UnicodeForm(uint32_t encoding, bool* utf16, bool* bigEndian) {
+  constexpr bool kNativeBigEndian = __BYTE_ORDER__ == __ORDER_BIG_ENDIAN__;
+  switch (encoding) {
+    case kREALTextEncodingUTF16:
+    case kREALTextEncodingUTF32:
+      *bigEndian = kNativeBigEndian;
+      break;
+    case kREALTextEncodingUTF16BE:
+    case kREALTextEncodingUTF32BE:
+      *bigEndian = true;
+      break;
+    case kREALTextEncodingUTF16LE:
+    case kREALTextEncodingUTF32LE:
+      *bigEndian = false;
+      break;
+    default:
+      return false;
+  }
+  *utf16 = encoding == kREALTextEncodingUTF16 || encoding == kREALTextEncodingUTF16BE ||
+           encoding == kREALTextEncodingUTF16LE;
+  return true;
+}
+
+// Calls put(char32_t) for each character of UTF-16 or UTF-32 bytes: a lone surrogate, a value
+// beyond Unicode and trailing bytes of an incomplete unit each give U+FFFD.
+template <typename Put>
+void ForEachCharacter(const unsigned char* s, size_t n, bool utf16, bool bigEndian, Put put) {
+  if (utf16) {
+    const size_t units = n / 2;
+    auto unit = [&](size_t k) -> char32_t {
+      return bigEndian ? char32_t(s[2 * k]) << 8 | s[2 * k + 1]
+                       : char32_t(s[2 * k + 1]) << 8 | s[2 * k];
+    };
+    for (size_t k = 0; k < units; ++k) {
+      char32_t u = unit(k);
+      if (u >= 0xD800 && u <= 0xDBFF && k + 1 < units) {
+        char32_t v = unit(k + 1);
+        if (v >= 0xDC00 && v <= 0xDFFF) {
+          put(0x10000 + ((u - 0xD800) << 10) + (v - 0xDC00));
+          ++k;
+          continue;
+        }
+      }
+      put(u >= 0xD800 && u <= 0xDFFF ? kReplacement : u);
+    }
+    if (n % 2 != 0) put(kReplacement);
+  } else {
+    for (size_t i = 0; i + 4 <= n; i += 4) {
+      char32_t c = bigEndian ? char32_t(s[i]) << 24 | char32_t(s[i + 1]) << 16 |
+                                   char32_t(s[i + 2]) << 8 | s[i + 3]
+                             : char32_t(s[i + 3]) << 24 | char32_t(s[i + 2]) << 16 |
+                                   char32_t(s[i + 1]) << 8 | s[i];
+      put(c > 0x10FFFF || (c >= 0xD800 && c <= 0xDFFF) ? kReplacement : c);
+    }
+    if (n % 4 != 0) put(kReplacement);
+  }
 }
 
 }  // namespace
@@ -112,70 +176,29 @@ bool ScanUTF8(std::string_view bytes, bool utf8, std::vector<ParagraphScan::Brea
 }
 
 bool UnicodeToUTF8(std::string_view bytes, uint32_t encoding, std::string* out) {
-  constexpr bool kNativeBigEndian = __BYTE_ORDER__ == __ORDER_BIG_ENDIAN__;
-  auto s = reinterpret_cast<const unsigned char*>(bytes.data());
-  const size_t n = bytes.size();
-  bool bigEndian;
-  switch (encoding) {
-    case kREALTextEncodingUTF16:
-    case kREALTextEncodingUTF32:
-      bigEndian = kNativeBigEndian;
-      break;
-    case kREALTextEncodingUTF16BE:
-    case kREALTextEncodingUTF32BE:
-      bigEndian = true;
-      break;
-    case kREALTextEncodingUTF16LE:
-    case kREALTextEncodingUTF32LE:
-      bigEndian = false;
-      break;
-    default:
-      return false;
-  }
-  const bool utf16 = encoding == kREALTextEncodingUTF16 || encoding == kREALTextEncodingUTF16BE ||
-                     encoding == kREALTextEncodingUTF16LE;
+  bool utf16, bigEndian;
+  if (!UnicodeForm(encoding, &utf16, &bigEndian)) return false;
   out->clear();
-  // A single UTF-16 unit (what the plug-in builds for each "\u" escape) needs no loop.
-  if (utf16 && n == 2) {
-    char32_t u = bigEndian ? char32_t(s[0]) << 8 | s[1] : char32_t(s[1]) << 8 | s[0];
-    PutUTF8(u >= 0xD800 && u <= 0xDFFF ? kReplacement : u, out);
-    return true;
-  }
-  if (utf16) {
-    out->reserve(n / 2 * 3 + 3);
-    const size_t units = n / 2;
-    auto unit = [&](size_t k) -> char32_t {
-      return bigEndian ? char32_t(s[2 * k]) << 8 | s[2 * k + 1]
-                       : char32_t(s[2 * k + 1]) << 8 | s[2 * k];
-    };
-    for (size_t k = 0; k < units; ++k) {
-      char32_t u = unit(k);
-      if (u < 0x80) {
-        out->push_back(static_cast<char>(u));
-        continue;
-      }
-      if (u >= 0xD800 && u <= 0xDBFF && k + 1 < units) {
-        char32_t v = unit(k + 1);
-        if (v >= 0xDC00 && v <= 0xDFFF) {
-          PutUTF8(0x10000 + ((u - 0xD800) << 10) + (v - 0xDC00), out);
-          ++k;
-          continue;
-        }
-      }
-      PutUTF8(u >= 0xD800 && u <= 0xDFFF ? kReplacement : u, out);
-    }
-    if (n % 2 != 0) PutUTF8(kReplacement, out);
-  } else {
-    out->reserve(n + 3);
-    for (size_t i = 0; i + 4 <= n; i += 4) {
-      char32_t c = bigEndian ? char32_t(s[i]) << 24 | char32_t(s[i + 1]) << 16 |
-                                   char32_t(s[i + 2]) << 8 | s[i + 3]
-                             : char32_t(s[i + 3]) << 24 | char32_t(s[i + 2]) << 16 |
-                                   char32_t(s[i + 1]) << 8 | s[i];
-      PutUTF8(c > 0x10FFFF || (c >= 0xD800 && c <= 0xDFFF) ? kReplacement : c, out);
-    }
-    if (n % 4 != 0) PutUTF8(kReplacement, out);
-  }
+  out->reserve(utf16 ? bytes.size() / 2 * 3 + 3 : bytes.size() + 3);
+  ForEachCharacter(reinterpret_cast<const unsigned char*>(bytes.data()), bytes.size(), utf16,
+                   bigEndian, [out](char32_t c) {
+                     if (c < 0x80) {
+                       out->push_back(static_cast<char>(c));
+                     } else {
+                       PutUTF8(c, out);
+                     }
+                   });
+  return true;
+}
+
+bool SmallUnicodeToUTF8(std::string_view bytes, uint32_t encoding, char* out, size_t* length) {
+  bool utf16, bigEndian;
+  if (bytes.size() > kSmallUnicodeInput || !UnicodeForm(encoding, &utf16, &bigEndian)) return false;
+  // At most 4 characters (3 bytes each) from UTF-16, 2 (4 bytes each) from UTF-32.
+  size_t n = 0;
+  ForEachCharacter(reinterpret_cast<const unsigned char*>(bytes.data()), bytes.size(), utf16,
+                   bigEndian, [&](char32_t c) { n += EncodeUTF8(c, out + n); });
+  *length = n;
   return true;
 }
 

@@ -25,4 +25,10 @@ bool ScanUTF8(std::string_view bytes, bool utf8, std::vector<ParagraphScan::Brea
 // untouched, for any other encoding.
 bool UnicodeToUTF8(std::string_view bytes, uint32_t encoding, std::string* out);
 
+// The same for at most kSmallUnicodeInput bytes, into a buffer of kSmallUnicodeOutput bytes;
+// false for longer input or another encoding.
+constexpr size_t kSmallUnicodeInput = 8;
+constexpr size_t kSmallUnicodeOutput = 16;
+bool SmallUnicodeToUTF8(std::string_view bytes, uint32_t encoding, char* out, size_t* length);
+
 }  // namespace simhost

@@ -1,0 +1,161 @@
+// The host's shortcuts for the text it handles most (pure ASCII, well-formed UTF-8, a few
+// UTF-16 or UTF-32 characters) give exactly what its general conversions give, on random and
+// malformed input: string conversion, string data, the text a StyledText keeps, Len and the
+// comparison.
+#include <gtest/gtest.h>
+
+#include <random>
+#include <string>
+
+#include "services.h"
+#include "simhost/host.h"
+
+namespace {
+
+using namespace simhost_test;
+using simhost::Encoding;
+using simhost::Host;
+
+const Encoding kEncodings[] = {
+    kREALTextEncodingUTF8,     kREALTextEncodingUTF16,   kREALTextEncodingUTF16BE,
+    kREALTextEncodingUTF16LE,  kREALTextEncodingUTF32,   kREALTextEncodingUTF32BE,
+    kREALTextEncodingUTF32LE,  kREALTextEncodingASCII,   kREALTextEncodingWindowsLatin1,
+    kREALTextEncodingMacRoman, kREALTextEncodingUnknown, 0x0502 /* Windows-1251 */};
+
+// Random bytes that are often, but not always, well-formed in some encoding.
+std::string RandomBytes(std::mt19937& rng) {
+  static const char* const kPieces[] = {"\xE0\x80\xAF",
+                                        "\xE0\xA0\x80",
+                                        "\xF0\x80\x80\x80",
+                                        "\xF4\x90\x80\x80",
+                                        "\xF4\x8F\xBF\xBF",
+                                        "\xE1\x80",
+                                        "a",
+                                        "\r",
+                                        "\n",
+                                        "\xC3\xA9",
+                                        "\xE2\x82\xAC",
+                                        "\xF0\x9F\x98\x80",
+                                        "\xED\xA0\x80",
+                                        "\xC0\xAF",
+                                        "\x80",
+                                        "\xFF",
+                                        "\x00",
+                                        "\x3D\xD8",
+                                        "\x00\xDC",
+                                        "\xD8\x3D\xDE\x00"};
+  std::string s;
+  const int pieces = static_cast<int>(rng() % 6);
+  for (int i = 0; i < pieces; ++i) {
+    if (rng() % 3 == 0) {
+      s.push_back(static_cast<char>(rng() % 256));
+    } else {
+      const char* piece = kPieces[rng() % std::size(kPieces)];
+      s.append(piece, piece[0] == '\0' ? 1 : std::char_traits<char>::length(piece));
+    }
+  }
+  return s;
+}
+
+// The text the general decoding finds in the bytes, as UTF-8 (converting to the bytes' own
+// encoding would give them back unchanged, so the way goes through UTF-32).
+std::string Decoded(const std::string& bytes, Encoding encoding) {
+  const Encoding via =
+      encoding == kREALTextEncodingUTF32LE ? kREALTextEncodingUTF32BE : kREALTextEncodingUTF32LE;
+  return *Host::Convert(*Host::Convert(bytes, encoding, via), via, kREALTextEncodingUTF8);
+}
+
+TEST(FastPaths, ConversionToUTF8MatchesTheGeneralConversion) {
+  Host host;
+  std::mt19937 rng(7);
+  auto convert = Service<ConvertFn>("REALConvertString");
+  auto getData = Service<GetStringDataFn>("PluginGetStringData");
+  auto dispose = Service<DisposeStringDataFn>("PluginDisposeStringData");
+  auto len = Global(kLen);
+  for (int i = 0; i < 20000; ++i) {
+    const std::string bytes = RandomBytes(rng);
+    const Encoding from = kEncodings[rng() % std::size(kEncodings)];
+    const Encoding to =
+        rng() % 2 ? kREALTextEncodingUTF8 : kEncodings[rng() % std::size(kEncodings)];
+    const std::optional<std::string> expected = Host::Convert(bytes, from, to);
+    REALstring s = host.NewString(bytes, from);
+    REALstring c = convert(s, to);
+    ASSERT_EQ(c != nullptr, expected.has_value());
+    if (c != nullptr) {
+      ASSERT_EQ(host.BytesOf(c), *expected) << i;
+      ASSERT_EQ(host.EncodingOf(c), to);
+    }
+    REALstringData data{};
+    ASSERT_EQ(getData(s, to, &data) != 0, expected.has_value());
+    if (expected) {
+      ASSERT_EQ(std::string(static_cast<const char*>(data.data), data.length), *expected);
+      dispose(&data);
+    }
+    // Len counts the characters the general decoding finds.
+    const Encoding utf32 =
+        from == kREALTextEncodingUTF32LE ? kREALTextEncodingUTF32BE : kREALTextEncodingUTF32LE;
+    ASSERT_EQ(len(s), static_cast<RBInteger>(Host::Convert(bytes, from, utf32)->size() / 4)) << i;
+    host.Release(c);
+    host.Release(s);
+  }
+  EXPECT_EQ(host.LiveStrings(), 0u);
+  EXPECT_EQ(host.LiveStringData(), 0u);
+}
+
+TEST(FastPaths, AppendedTextIsTheUTF8TheHostReadsIn) {
+  Host host;
+  std::mt19937 rng(11);
+  auto append = Service<LoadObjectMethodFn>("REALLoadObjectMethod");
+  auto compare = Service<CompareFn>("RuntimeStringCompare");
+  REALobject st = host.NewStyledText();
+  auto appendRun = reinterpret_cast<ObjectActionFn>(append(st, kAppendStyleRun));
+  std::string expected;
+  for (int i = 0; i < 3000; ++i) {
+    const std::string bytes = RandomBytes(rng);
+    const Encoding encoding = kEncodings[rng() % std::size(kEncodings)];
+    REALobject run = host.NewObject("StyleRun");
+    REALstring text = host.NewString(bytes, encoding);
+    Service<SetStringPropFn>("REALSetPropValueString")(run, "Text", text);
+    appendRun(st, run);
+    host.Release(run);
+    expected += Decoded(bytes, encoding);
+    // The bytes compare equal to the UTF-8 of the text they decode to.
+    REALstring utf8 = host.NewString(Decoded(bytes, encoding), kREALTextEncodingUTF8);
+    ASSERT_EQ(compare(text, utf8), 0) << i;
+    host.Release(utf8);
+    host.Release(text);
+  }
+  EXPECT_EQ(host.TextOf(st), expected);
+  host.Release(st);
+}
+
+TEST(FastPaths, ComparisonFoldsCaseTheSameWayEverywhere) {
+  Host host;
+  auto compare = Service<CompareFn>("RuntimeStringCompare");
+  struct Case {
+    std::string a;
+    Encoding ea;
+    std::string b;
+    Encoding eb;
+    int expected;
+  };
+  const Case cases[] = {
+      {"Arial", kREALTextEncodingUTF8, "ARIAL", kREALTextEncodingASCII, 0},
+      {"Arial", kREALTextEncodingUTF8, "Arial Black", kREALTextEncodingUTF8, -1},
+      {"\xC3\x89lan", kREALTextEncodingUTF8, "\xE9LAN", kREALTextEncodingISOLatin1, 0},
+      {"b", kREALTextEncodingUTF8, "A", kREALTextEncodingWindowsLatin1, 1},
+      {"\xCE\xA3", kREALTextEncodingUTF8, "\xCF\x83", kREALTextEncodingUTF8, 0},
+      {"abc\x80", kREALTextEncodingUTF8, "ABC\xEF\xBF\xBD", kREALTextEncodingUTF8, 0},
+      {"", kREALTextEncodingUTF8, "", kREALTextEncodingUTF16, 0},
+  };
+  for (const Case& c : cases) {
+    REALstring a = host.NewString(c.a, c.ea);
+    REALstring b = host.NewString(c.b, c.eb);
+    EXPECT_EQ(compare(a, b), c.expected) << c.a << " / " << c.b;
+    EXPECT_EQ(compare(b, a), -c.expected) << c.b << " / " << c.a;
+    host.Release(a);
+    host.Release(b);
+  }
+}
+
+}  // namespace
