@@ -111,7 +111,39 @@ int64_t LengthOf(std::string_view bytes, Encoding encoding) {
   return n >= 0 ? n : static_cast<int64_t>(bytes.size());
 }
 
+namespace {
+
+// Whether the bytes read as the same characters in UTF-8: pure ASCII in an encoding whose lower
+// half is ASCII, or well-formed UTF-8.
+bool ReadsAsUTF8(std::string_view bytes, Encoding encoding) {
+  int64_t length;
+  return encoding == kREALTextEncodingUTF8 ? ScanUTF8(bytes, true, nullptr, &length)
+                                           : IsAscii(bytes) && IsAsciiCompatible(encoding);
+}
+
+// The code point at *i of well-formed UTF-8, stepping past it.
+char32_t NextOfWellFormed(std::string_view s, size_t* i) {
+  auto b = static_cast<unsigned char>(s[*i]);
+  size_t n = b < 0x80 ? 1 : b < 0xE0 ? 2 : b < 0xF0 ? 3 : 4;
+  char32_t c = n == 1 ? b : b & (0x7F >> n);
+  for (size_t k = 1; k < n; ++k) c = c << 6 | (static_cast<unsigned char>(s[*i + k]) & 0x3F);
+  *i += n;
+  return c;
+}
+
+}  // namespace
+
 int CompareText(std::string_view a, Encoding ea, std::string_view b, Encoding eb) {
+  // The same bytes in the same encoding are the same characters.
+  if (ea == eb && a == b) return 0;
+  if (ReadsAsUTF8(a, ea) && ReadsAsUTF8(b, eb)) {
+    size_t i = 0, j = 0;
+    while (i < a.size() && j < b.size()) {
+      char32_t p = Fold(NextOfWellFormed(a, &i)), q = Fold(NextOfWellFormed(b, &j));
+      if (p != q) return p < q ? -1 : 1;
+    }
+    return i == a.size() && j == b.size() ? 0 : i == a.size() ? -1 : 1;
+  }
   std::u32string x = Decode(a, ea), y = Decode(b, eb);
   size_t n = std::min(x.size(), y.size());
   for (size_t i = 0; i < n; ++i) {
