@@ -270,6 +270,47 @@ uint8_t Host::State::LearnFacts(Encoding e) {
   return flags;
 }
 
+const char32_t* Host::State::ByteTable(Encoding e) {
+  auto it = byteTables.find(e);
+  if (it != byteTables.end()) return it->second ? it->second->data() : nullptr;
+  std::unique_ptr<std::array<char32_t, 256>> table;
+  if (e != kREALTextEncodingUTF8 && IsKnownEncoding(e)) {
+    table = std::make_unique<std::array<char32_t, 256>>();
+    std::string all;
+    std::u32string one, whole;
+    for (int b = 0; b < 256; ++b) {
+      all.push_back(static_cast<char>(b));
+      one.clear();
+      if (!DecodeText(all.substr(b, 1), e, &one) || one.size() != 1) table.reset();
+      if (!table) break;
+      (*table)[static_cast<size_t>(b)] = one[0];
+    }
+    // Byte by byte only if no pair or quadruple of any double- or multi-byte code page (nor
+    // UTF-8) reads differently together.
+    static const char* const kProbes[] = {"\xC3\xA9", "\x81\x40", "\xA1\x40",        "\xA1\xA1",
+                                          "\x8E\xA1", "\x84\x41", "\x81\x30\x81\x30"};
+    if (table && DecodeText(all, e, &whole) && whole.size() == 256) {
+      for (const char* probe : kProbes) {
+        one.clear();
+        std::string_view p(probe);
+        if (!DecodeText(p, e, &one) || one.size() != p.size()) table.reset();
+        for (size_t k = 0; table && k < p.size(); ++k) {
+          if (one[k] != (*table)[static_cast<unsigned char>(p[k])]) table.reset();
+        }
+        if (!table) break;
+      }
+      for (size_t b = 0; table && b < 256; ++b) {
+        if (whole[b] != (*table)[b]) table.reset();
+      }
+    } else {
+      table.reset();
+    }
+  }
+  const char32_t* result = table ? table->data() : nullptr;
+  byteTables.emplace(e, std::move(table));
+  return result;
+}
+
 bool Host::State::Convert(std::string_view bytes, Encoding from, Encoding to, std::string* out) {
   // The plug-in's usual request first: UTF-16 or UTF-32 to UTF-8.
   if (to == kREALTextEncodingUTF8 && UnicodeToUTF8(bytes, from, out)) return true;
@@ -278,6 +319,12 @@ bool Host::State::Convert(std::string_view bytes, Encoding from, Encoding to, st
   if (from == to || (AsciiCompatible(from) && AsciiCompatible(to) && IsAscii(bytes))) {
     out->assign(bytes.data(), bytes.size());
     return true;
+  }
+  if (to == kREALTextEncodingUTF8) {
+    if (const char32_t* table = ByteTable(from)) {
+      ByteTableToUTF8(bytes, table, out, nullptr);
+      return true;
+    }
   }
   codePoints.clear();
   return DecodeText(bytes, from, &codePoints) && EncodeText(codePoints, to, out);
@@ -295,6 +342,17 @@ void Host::State::AppendRun(StyledTextObject* st, const RunData& run, bool toUni
   if (utf8) {
     // Pure ASCII or well-formed UTF-8: the bytes are already what the IDE would hold.
     if (toUnicode) encoding = kREALTextEncodingUTF8;
+  } else if (const char32_t* table = ByteTable(encoding)) {
+    // One character per byte: converted in one pass.
+    breaks.clear();
+    length = static_cast<int64_t>(text.size());
+    converted.clear();
+    ByteTableToUTF8(text, table, toUnicode ? &converted : nullptr, &breaks);
+    if (toUnicode) {
+      text = converted;
+      encoding = kREALTextEncodingUTF8;
+      utf8 = true;
+    }
   } else {
     breaks.clear();
     codePoints.clear();

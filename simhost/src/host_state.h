@@ -3,6 +3,7 @@
 #pragma once
 
 #include <array>
+#include <memory>
 #include <cstdint>
 #include <optional>
 #include <string>
@@ -161,6 +162,12 @@ struct Host::State {
   std::vector<ParagraphScan::Break> breaks;
   std::u32string codePoints;
   std::string converted;
+
+  // The characters of the 256 bytes of an encoding that reads one byte as one character
+  // whatever follows it (the code pages of one byte per character), learnt from the general
+  // decoding; null for any other encoding.
+  const char32_t* ByteTable(Encoding e);
+  std::unordered_map<Encoding, std::unique_ptr<std::array<char32_t, 256>>> byteTables;
 
   State();
   ~State();

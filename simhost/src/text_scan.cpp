@@ -175,6 +175,46 @@ bool ScanUTF8(std::string_view bytes, bool utf8, std::vector<ParagraphScan::Brea
   return true;
 }
 
+void ByteTableToUTF8(std::string_view bytes, const char32_t* table, std::string* out,
+                     std::vector<ParagraphScan::Break>* breaks) {
+  auto s = reinterpret_cast<const unsigned char*>(bytes.data());
+  const size_t n = bytes.size();
+  size_t at = 0;
+  if (out != nullptr) {
+    at = out->size();
+    out->resize(at + 3 * n);  // the tables hold characters of the Basic Multilingual Plane
+  }
+  for (size_t i = 0; i < n; ++i) {
+    const char32_t c = table[s[i]];
+    if ((c == '\r' || c == '\n') && breaks != nullptr) {
+      breaks->push_back({static_cast<int64_t>(i), c == '\r'});
+    }
+    if (out == nullptr) continue;
+    char* p = out->data() + at;
+    if (c < 0x80) {
+      p[0] = static_cast<char>(c);
+      at += 1;
+    } else if (c < 0x800) {
+      p[0] = static_cast<char>(0xC0 | c >> 6);
+      p[1] = static_cast<char>(0x80 | (c & 0x3F));
+      at += 2;
+    } else if (c < 0x10000) {
+      p[0] = static_cast<char>(0xE0 | c >> 12);
+      p[1] = static_cast<char>(0x80 | (c >> 6 & 0x3F));
+      p[2] = static_cast<char>(0x80 | (c & 0x3F));
+      at += 3;
+    } else {
+      // Not in any table the host has; kept correct all the same.
+      char buffer[4];
+      size_t k = EncodeUTF8(c, buffer);
+      out->resize(out->size() + 1);
+      std::memcpy(out->data() + at, buffer, k);
+      at += k;
+    }
+  }
+  if (out != nullptr) out->resize(at);
+}
+
 bool UnicodeToUTF8(std::string_view bytes, uint32_t encoding, std::string* out) {
   bool utf16, bigEndian;
   if (!UnicodeForm(encoding, &utf16, &bigEndian)) return false;

@@ -21,6 +21,12 @@ bool IsAscii(std::string_view bytes);
 bool ScanUTF8(std::string_view bytes, bool utf8, std::vector<ParagraphScan::Break>* breaks,
               int64_t* length);
 
+// UTF-8 of bytes of a one-byte-per-character encoding, read through its table of 256
+// characters: appended to *out unless it is null; the CR and LF offsets appended to *breaks
+// unless it is null.
+void ByteTableToUTF8(std::string_view bytes, const char32_t* table, std::string* out,
+                     std::vector<ParagraphScan::Break>* breaks);
+
 // UTF-8 of UTF-16 or UTF-32 bytes (any of the host's byte orders) into *out; false, with *out
 // untouched, for any other encoding.
 bool UnicodeToUTF8(std::string_view bytes, uint32_t encoding, std::string* out);

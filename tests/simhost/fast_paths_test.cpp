@@ -16,11 +16,31 @@ using namespace simhost_test;
 using simhost::Encoding;
 using simhost::Host;
 
-const Encoding kEncodings[] = {
-    kREALTextEncodingUTF8,     kREALTextEncodingUTF16,   kREALTextEncodingUTF16BE,
-    kREALTextEncodingUTF16LE,  kREALTextEncodingUTF32,   kREALTextEncodingUTF32BE,
-    kREALTextEncodingUTF32LE,  kREALTextEncodingASCII,   kREALTextEncodingWindowsLatin1,
-    kREALTextEncodingMacRoman, kREALTextEncodingUnknown, 0x0502 /* Windows-1251 */};
+const Encoding kEncodings[] = {kREALTextEncodingUTF8,
+                               kREALTextEncodingUTF16,
+                               kREALTextEncodingUTF16BE,
+                               kREALTextEncodingUTF16LE,
+                               kREALTextEncodingUTF32,
+                               kREALTextEncodingUTF32BE,
+                               kREALTextEncodingUTF32LE,
+                               kREALTextEncodingASCII,
+                               kREALTextEncodingWindowsLatin1,
+                               kREALTextEncodingMacRoman,
+                               kREALTextEncodingUnknown,
+                               0x0502 /* Windows-1251 */,
+                               0x0508 /* Windows-1258 */,
+                               0x0207 /* ISO 8859-7 */,
+                               0x041B /* DOS Russian */,
+                               0x0007 /* Mac Cyrillic */,
+                               0x0A02 /* KOI8-R */,
+                               0x0420 /* Shift_JIS */,
+                               0x0423 /* Big5 */,
+                               0x0422 /* Korean */,
+                               0x0510 /* Johab */,
+                               0x0632 /* GB18030 */,
+                               0x0940 /* EUC-KR */,
+                               0xFFFF0000u | 65001 /* UTF-8 by code page */,
+                               0xFFFF0000u | 1200 /* UTF-16 LE by code page */};
 
 // Random bytes that are often, but not always, well-formed in some encoding.
 std::string RandomBytes(std::mt19937& rng) {
