@@ -182,8 +182,7 @@ struct Host::State {
   }
   [[gnu::always_inline]] bool CheckString(REALstring s, const char* where) {
     if (s == nullptr) return false;
-    if (IsLiveString(s)) [[likely]]
-      return true;
+    if (IsLiveString(s)) return true;
     Misuse(where, s, "use of a released or unknown string");
     return false;
   }
@@ -199,8 +198,7 @@ struct Host::State {
   }
   [[gnu::always_inline]] bool CheckObject(REALobject o, const char* where) {
     if (o == nullptr) return false;
-    if (IsLiveObject(o)) [[likely]]
-      return true;
+    if (IsLiveObject(o)) return true;
     Misuse(where, o, "use of a released or unknown object");
     return false;
   }

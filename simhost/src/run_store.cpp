@@ -17,80 +17,76 @@ void FreeAll(C& c) {
   C().swap(c);
 }
 
-std::string FontKey(std::string_view bytes, Encoding encoding) {
-  std::string key(bytes);
-  key.append(reinterpret_cast<const char*>(&encoding), sizeof encoding);
-  return key;
-}
-
 }  // namespace
 
 size_t RunStore::StyleHash::operator()(const Style& s) const {
   uint64_t h = static_cast<uint64_t>(s.size) * 0x9E3779B97F4A7C15ULL;
   h ^= (uint64_t{s.color} << 32 | s.font) * 0xC2B2AE3D27D4EB4FULL;
   h ^= (uint64_t{s.encoding} << 8 | s.flags) * 0x165667B19E3779F9ULL;
-  return static_cast<size_t>(h ^ (h >> 29));
+  // Every input bit reaches the low bits the table is indexed by.
+  h ^= h >> 33;
+  h *= 0xFF51AFD7ED558CCDULL;
+  h ^= h >> 33;
+  return static_cast<size_t>(h);
+}
+
+template <typename Equal>
+uint32_t* RunStore::Slot(IndexTable& table, uint64_t hash, Equal equal) {
+  const size_t mask = table.slots.size() - 1;
+  for (size_t i = hash & mask;; i = (i + 1) & mask) {
+    uint32_t& slot = table.slots[i];
+    if (slot == kNoFont || equal(slot)) return &slot;
+  }
+}
+
+template <typename HashOf>
+void RunStore::GrowTable(IndexTable& table, size_t entries, HashOf hashOf) {
+  if (2 * (table.used + 1) <= table.slots.size()) return;
+  table.slots.assign(std::max<size_t>(16, table.slots.size() * 2), kNoFont);
+  for (size_t i = 0; i < entries; ++i) {
+    const uint32_t index = static_cast<uint32_t>(i);
+    *Slot(table, hashOf(index), [](uint32_t) { return false; }) = index;
+  }
+}
+
+uint64_t RunStore::FontHash(std::string_view bytes, Encoding encoding) {
+  uint64_t h = 0xCBF29CE484222325ULL ^ encoding;  // FNV-1a
+  for (char c : bytes) h = (h ^ static_cast<unsigned char>(c)) * 0x100000001B3ULL;
+  return h ^ (h >> 32);
 }
 
 uint32_t RunStore::InternFont(const RunData& format) {
   if (!format.hasFont) return kNoFont;
-  // Runs in a row mostly share their font: compare with the last one before hashing.
-  if (lastFont_ != kNoFont) {
-    const Font& last = fonts_[lastFont_];
-    if (last.encoding == format.fontEncoding && last.bytes.size() == format.font.size() &&
-        std::memcmp(last.bytes.data(), format.font.data(), last.bytes.size()) == 0) {
-      return lastFont_;
-    }
-  }
-  if (fonts_.size() <= kFewEntries) {
-    for (size_t i = 0; i < fonts_.size(); ++i) {
-      if (fonts_[i].encoding == format.fontEncoding && format.font == fonts_[i].bytes) {
-        lastFont_ = static_cast<uint32_t>(i);
-        return lastFont_;
-      }
-    }
+  // Runs in a row mostly share their font.
+  if (lastFont_ != kNoFont && SameFont(lastFont_, format)) return lastFont_;
+  auto hashOf = [this](uint32_t i) { return FontHash(fonts_[i].bytes, fonts_[i].encoding); };
+  GrowTable(fontIndex_, fonts_.size(), hashOf);
+  uint32_t* slot = Slot(fontIndex_, FontHash(format.font, format.fontEncoding),
+                        [&](uint32_t i) { return SameFont(i, format); });
+  if (*slot == kNoFont) {
+    *slot = static_cast<uint32_t>(fonts_.size());
     fonts_.push_back(Font{format.font.str(), format.fontEncoding});
-    lastFont_ = static_cast<uint32_t>(fonts_.size() - 1);
-    if (fonts_.size() > kFewEntries) {
-      for (size_t i = 0; i < fonts_.size(); ++i) {
-        fontIndex_.emplace(FontKey(fonts_[i].bytes, fonts_[i].encoding), static_cast<uint32_t>(i));
-      }
-    }
-    return lastFont_;
+    ++fontIndex_.used;
   }
-  auto [it, added] = fontIndex_.try_emplace(FontKey(format.font, format.fontEncoding),
-                                            static_cast<uint32_t>(fonts_.size()));
-  if (added) fonts_.push_back(Font{format.font.str(), format.fontEncoding});
-  lastFont_ = it->second;
-  return lastFont_;
+  return lastFont_ = *slot;
 }
 
 uint32_t RunStore::InternStyle(const RunData& format, Encoding textEncoding, bool utf8) {
   const auto flags =
       static_cast<uint8_t>((format.bold ? kBold : 0) | (format.italic ? kItalic : 0) |
                            (format.underline ? kUnderline : 0) | (utf8 ? kUTF8 : 0));
-  Style style{format.size, format.color, InternFont(format), textEncoding, flags};
+  const Style style{format.size, format.color, InternFont(format), textEncoding, flags};
   if (lastStyle_ != kNoFont && styles_[lastStyle_] == style) return lastStyle_;
-  if (styles_.size() <= kFewEntries) {
-    for (size_t i = 0; i < styles_.size(); ++i) {
-      if (styles_[i] == style) {
-        lastStyle_ = static_cast<uint32_t>(i);
-        return lastStyle_;
-      }
-    }
+  auto hashOf = [this](uint32_t i) { return StyleHash()(styles_[i]); };
+  GrowTable(styleIndex_, styles_.size(), hashOf);
+  uint32_t* slot =
+      Slot(styleIndex_, StyleHash()(style), [&](uint32_t i) { return styles_[i] == style; });
+  if (*slot == kNoFont) {
+    *slot = static_cast<uint32_t>(styles_.size());
     styles_.push_back(style);
-    lastStyle_ = static_cast<uint32_t>(styles_.size() - 1);
-    if (styles_.size() > kFewEntries) {
-      for (size_t i = 0; i < styles_.size(); ++i) {
-        styleIndex_.emplace(styles_[i], static_cast<uint32_t>(i));
-      }
-    }
-    return lastStyle_;
+    ++styleIndex_.used;
   }
-  auto [it, added] = styleIndex_.try_emplace(style, static_cast<uint32_t>(styles_.size()));
-  if (added) styles_.push_back(style);
-  lastStyle_ = it->second;
-  return lastStyle_;
+  return lastStyle_ = *slot;
 }
 
 void RunStore::Push(std::string_view text, uint32_t style) {
@@ -222,9 +218,9 @@ void RunStore::Clear() {
   count_ = 0;
   bytes_ = 0;
   FreeAll(styles_);
-  FreeAll(styleIndex_);
+  styleIndex_ = IndexTable();
   FreeAll(fonts_);
-  FreeAll(fontIndex_);
+  fontIndex_ = IndexTable();
   lastStyle_ = kNoFont;
   lastFont_ = kNoFont;
   cursorIndex_ = 0;

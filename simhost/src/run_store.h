@@ -8,6 +8,7 @@
 #pragma once
 
 #include <cstdint>
+#include <cstring>
 #include <memory>
 #include <string>
 #include <string_view>
@@ -122,6 +123,11 @@ class RunStore {
   uint32_t InternStyle(const RunData& format, Encoding textEncoding, bool utf8);
   uint32_t InternFont(const RunData& format);
   void Push(std::string_view text, uint32_t style);
+  bool SameFont(uint32_t index, const RunData& format) const {
+    const Font& f = fonts_[index];
+    return f.encoding == format.fontEncoding && f.bytes.size() == format.font.size() &&
+           std::memcmp(f.bytes.data(), format.font.data(), f.bytes.size()) == 0;
+  }
 
   // Blocks of 1024 records; the first grows to that size, so a short text stays small.
   std::vector<std::vector<Record>> blocks_;
@@ -132,11 +138,20 @@ class RunStore {
   uint64_t bytes_ = 0;
 
   std::vector<Style> styles_;
-  // The indexes are built only once there are more than kFewEntries: a few are searched.
-  static constexpr size_t kFewEntries = 8;
-  std::unordered_map<Style, uint32_t, StyleHash> styleIndex_;
+  // Which formatting or font has which index: slots holding indexes (kNoFont when free),
+  // found by hash with linear probing, never more than half full.
+  struct IndexTable {
+    std::vector<uint32_t> slots;
+    size_t used = 0;
+  };
+  template <typename Equal>
+  static uint32_t* Slot(IndexTable& table, uint64_t hash, Equal equal);
+  template <typename HashOf>
+  static void GrowTable(IndexTable& table, size_t entries, HashOf hashOf);
+  static uint64_t FontHash(std::string_view bytes, Encoding encoding);
+  IndexTable styleIndex_;
   std::vector<Font> fonts_;
-  std::unordered_map<std::string, uint32_t> fontIndex_;  // bytes followed by the encoding
+  IndexTable fontIndex_;
   uint32_t lastStyle_ = kNoFont;
   uint32_t lastFont_ = kNoFont;
 
