@@ -68,19 +68,14 @@ class HandlePool {
   HandlePool& operator=(const HandlePool&) = delete;
 
   // A slot for a new handle with one reference; its payload is as Release left it (or new).
-  T* Allocate(uint32_t liveMagic) {
+  [[gnu::always_inline]] T* Allocate(uint32_t liveMagic) {
     T* slot;
     if (waiting_ > quarantine_) {
       slot = released_[oldest_];
       oldest_ = (oldest_ + 1) & (released_.size() - 1);
       --waiting_;
     } else {
-      if (blocks_.empty() || unused_ == kBlockSlots) {
-        blocks_.push_back(std::make_unique<Slot[]>(kBlockSlots));
-        index_->Add(blocks_.back().get(), kBlockSlots, sizeof(Slot));
-        unused_ = 0;
-      }
-      slot = &blocks_.back()[unused_++].value;
+      slot = Fresh();
     }
     slot->magic = liveMagic;
     slot->refs = 1;
@@ -89,7 +84,7 @@ class HandlePool {
   }
 
   // Takes back a slot whose handle has been marked dead and whose payload has been emptied.
-  void Release(T* slot) {
+  [[gnu::always_inline]] void Release(T* slot) {
     --live_;
     if (waiting_ == released_.size()) Grow();
     released_[(oldest_ + waiting_) & (released_.size() - 1)] = slot;
@@ -110,8 +105,18 @@ class HandlePool {
     T value;
   };
 
+  // A slot never handed out before.
+  [[gnu::noinline]] T* Fresh() {
+    if (blocks_.empty() || unused_ == kBlockSlots) {
+      blocks_.push_back(std::make_unique<Slot[]>(kBlockSlots));
+      index_->Add(blocks_.back().get(), kBlockSlots, sizeof(Slot));
+      unused_ = 0;
+    }
+    return &blocks_.back()[unused_++].value;
+  }
+
   // The ring of released slots doubles when full, keeping their order.
-  void Grow() {
+  [[gnu::noinline]] void Grow() {
     std::vector<T*> bigger(released_.empty() ? 64 : released_.size() * 2);
     for (size_t i = 0; i < waiting_; ++i)
       bigger[i] = released_[(oldest_ + i) & (released_.size() - 1)];

@@ -17,7 +17,6 @@ namespace simhost {
 namespace {
 
 Host* gCurrent = nullptr;
-Host::State* gCurrentState = nullptr;
 
 // How many released handles of each kind stay allocated before their memory is reused.
 constexpr size_t kQuarantine = 4096;
@@ -90,9 +89,7 @@ const char* const kCounterNames[kCounterCount] = {
     kDeclParagraphAlignment,
 };
 
-Host::State* CurrentState() {
-  return gCurrentState;
-}
+Host::State* gCurrentState = nullptr;
 
 std::string ToUTF8(std::string_view bytes, Encoding encoding) {
   int64_t length;
@@ -181,35 +178,8 @@ void Host::State::Misuse(const char* where, const void* handle, const char* what
   }
 }
 
-REALstring Host::State::NewString(std::string_view bytes, Encoding encoding) {
-  REALstring s = strings.Allocate(kLiveMagic);
-  s->encoding = encoding;
-  s->bytes.Assign(bytes);
-  return s;
-}
-
-REALstring Host::State::AdoptString(std::string&& bytes, Encoding encoding) {
-  REALstring s = strings.Allocate(kLiveMagic);
-  s->encoding = encoding;
-  s->bytes.Adopt(std::move(bytes));
-  return s;
-}
-
 void Host::State::LockString(REALstring s, const char* where) {
   if (CheckString(s, where)) ++s->refs;
-}
-
-void Host::State::ReleaseString(REALstring s, const char* where) {
-  if (s == nullptr) return;
-  if (!IsLiveString(s)) {
-    Misuse(where, s, "release of a released or unknown string");
-    return;
-  }
-  if (--s->refs > 0) return;
-  // The slot (without its bytes) is not handed out again at once.
-  s->magic = kDeadMagic;
-  s->bytes.Clear();
-  strings.Release(s);
 }
 
 void Host::State::LockObject(REALobject o, const char* where) {

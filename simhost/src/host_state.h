@@ -174,8 +174,18 @@ struct Host::State {
 
   // Handles. Check* return false for a null handle and for a handle that is not live (the
   // latter counted as misuse, naming `where`).
-  REALstring NewString(std::string_view bytes, Encoding encoding);
-  REALstring AdoptString(std::string&& bytes, Encoding encoding);
+  REALstring NewString(std::string_view bytes, Encoding encoding) {
+    REALstring s = strings.Allocate(kLiveMagic);
+    s->encoding = encoding;
+    s->bytes.Assign(bytes);
+    return s;
+  }
+  REALstring AdoptString(std::string&& bytes, Encoding encoding) {
+    REALstring s = strings.Allocate(kLiveMagic);
+    s->encoding = encoding;
+    s->bytes.Adopt(std::move(bytes));
+    return s;
+  }
   bool IsLiveString(const void* s) const {
     return s != nullptr && stringBlocks.IsSlot(s) &&
            static_cast<const REALstringStruct*>(s)->magic == kLiveMagic;
@@ -187,7 +197,18 @@ struct Host::State {
     return false;
   }
   void LockString(REALstring s, const char* where);
-  void ReleaseString(REALstring s, const char* where);
+  void ReleaseString(REALstring s, const char* where) {
+    if (s == nullptr) return;
+    if (!IsLiveString(s)) {
+      Misuse(where, s, "release of a released or unknown string");
+      return;
+    }
+    if (--s->refs > 0) return;
+    // The slot (without its bytes) is not handed out again at once.
+    s->magic = kDeadMagic;
+    s->bytes.Clear();
+    strings.Release(s);
+  }
   template <typename T>
   T* NewObject() {
     return Pool(static_cast<T*>(nullptr)).Allocate(kLiveMagic);
@@ -259,7 +280,10 @@ template <size_t N>
 }
 
 // The state of the current host, or null.
-Host::State* CurrentState();
+extern Host::State* gCurrentState;
+inline Host::State* CurrentState() {
+  return gCurrentState;
+}
 
 // UTF-8 of a string's bytes; bytes of an encoding the host does not know read as "unknown".
 std::string ToUTF8(std::string_view bytes, Encoding encoding);
