@@ -297,7 +297,9 @@ bool Host::State::Convert(std::string_view bytes, Encoding from, Encoding to, st
     }
   }
   codePoints.clear();
-  return DecodeText(bytes, from, &codePoints) && EncodeText(codePoints, to, out);
+  const bool known = DecodeText(bytes, from, &codePoints) && EncodeText(codePoints, to, out);
+  TrimScratch(false);  // *out may be the scratch string
+  return known;
 }
 
 // --- StyledText model -----------------------------------------------------------------------
@@ -342,6 +344,7 @@ void Host::State::AppendRun(StyledTextObject* st, const RunData& run, bool toUni
   for (const ParagraphScan::Break& b : breaks) st->scan.AddBreak(base + b.offset, b.cr);
   st->scan.Grow(length);
   st->runs.Append(text, encoding, utf8, run);
+  TrimScratch();
 }
 
 void Host::State::RemoveRun(StyledTextObject* st, int64_t index) {

@@ -158,10 +158,17 @@ struct Host::State {
   int savedStderr = -1;                   // POSIX: the real standard error
   DebugOutputMonitor* monitor = nullptr;  // Windows: the debug-output monitor
 
-  // Scratch buffers of the StyledText model, kept to spare allocations.
+  // Scratch buffers of the StyledText model and the conversions, kept to spare allocations
+  // while they are small.
   std::vector<ParagraphScan::Break> breaks;
   std::u32string codePoints;
   std::string converted;
+  void TrimScratch(bool alsoConverted = true) {
+    constexpr size_t kKept = size_t{1} << 16;
+    if (breaks.capacity() > kKept) std::vector<ParagraphScan::Break>().swap(breaks);
+    if (codePoints.capacity() > kKept) std::u32string().swap(codePoints);
+    if (alsoConverted && converted.capacity() > kKept) std::string().swap(converted);
+  }
 
   // The characters of the 256 bytes of an encoding that reads one byte as one character
   // whatever follows it (the code pages of one byte per character), learnt from the general

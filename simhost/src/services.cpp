@@ -31,6 +31,7 @@ RBBoolean RBCALL PluginGetStringData(REALstring str, uint32_t encoding, REALstri
   size_t n = converted.size();
   char* buffer = new char[n + 4];
   std::memcpy(buffer, converted.data(), n);
+  s->TrimScratch();
   std::memset(buffer + n, 0, 4);
   s->stringData.insert(buffer);
   out->data = buffer;
