@@ -23,12 +23,12 @@ namespace simhost {
 // A style run as a StyleRun object holds it: text and font keep their bytes and encoding.
 struct RunData {
   HostBytes text;
-  Encoding textEncoding = kREALTextEncodingUTF8;
-  bool hasFont = false;
   HostBytes font;
-  Encoding fontEncoding = kREALTextEncodingUTF8;
   int64_t size = 0;
+  Encoding textEncoding = kREALTextEncodingUTF8;
+  Encoding fontEncoding = kREALTextEncodingUTF8;
   uint32_t color = 0;
+  bool hasFont = false;
   bool bold = false, italic = false, underline = false;
 };
 

@@ -6,6 +6,7 @@
 
 #include <random>
 #include <string>
+#include <vector>
 
 #include "services.h"
 #include "simhost/host.h"
@@ -147,6 +148,40 @@ TEST(FastPaths, AppendedTextIsTheUTF8TheHostReadsIn) {
   }
   EXPECT_EQ(host.TextOf(st), expected);
   host.Release(st);
+}
+
+TEST(FastPaths, StringsOfEveryShortLengthAndBeyondKeepTheirBytes) {
+  Host host;
+  auto getString = Service<GetStringPropFn>("REALGetPropValueString");
+  auto setString = Service<SetStringPropFn>("REALSetPropValueString");
+  auto cString = Service<CStringFn>("StringGetCString");
+  auto convert = Service<ConvertFn>("REALConvertString");
+  REALobject run = host.NewObject("StyleRun");
+  // Lengths around the in-place limit, set in growing and then shrinking order on the same
+  // StyleRun, each read back, converted and checked for its terminating zero.
+  std::vector<size_t> lengths;
+  for (size_t n = 0; n <= 70; ++n) lengths.push_back(n);
+  for (size_t n = 70; n-- > 0;) lengths.push_back(n);
+  for (size_t n : lengths) {
+    std::string bytes;
+    for (size_t k = 0; k < n; ++k) bytes.push_back(static_cast<char>('a' + (n + k) % 26));
+    REALstring s = host.NewString(bytes, kREALTextEncodingUTF8);
+    ASSERT_EQ(std::string(static_cast<const char*>(cString(s))), bytes);
+    ASSERT_TRUE(setString(run, "Text", s));
+    ASSERT_TRUE(setString(run, "Font", s));
+    REALstring text = nullptr, font = nullptr;
+    ASSERT_TRUE(getString(run, "Text", &text));
+    ASSERT_TRUE(getString(run, "Font", &font));
+    EXPECT_EQ(host.BytesOf(text), bytes) << n;
+    EXPECT_EQ(host.BytesOf(font), bytes) << n;
+    REALstring utf16 = convert(s, kREALTextEncodingUTF16);
+    REALstring back = convert(utf16, kREALTextEncodingUTF8);
+    EXPECT_EQ(host.BytesOf(back), bytes) << n;
+    for (REALstring r : {s, text, font, utf16, back}) host.Release(r);
+  }
+  host.Release(run);
+  EXPECT_EQ(host.LiveStrings(), 0u);
+  EXPECT_EQ(host.Misuses(), 0u);
 }
 
 TEST(FastPaths, ComparisonFoldsCaseTheSameWayEverywhere) {
