@@ -24,8 +24,10 @@ void RBCALL setDebugging(RBBoolean value) {
 }
 
 void LogMessageX(const char* format, ...) {
+  // vsnprintf terminates what it writes (an empty entry for a failed format), so the buffer
+  // needs no clearing: the log runs once per style run while debugging is on.
   char buffer[4096];
-  std::memset(buffer, 0, sizeof buffer);
+  buffer[0] = '\0';
   va_list args;
   va_start(args, format);
   std::vsnprintf(buffer, sizeof buffer, format, args);
