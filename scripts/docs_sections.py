@@ -6,6 +6,8 @@ each between markers, and the IDE's help page is made from the same files.
     docs_sections.py sync       rewrite the README's copies from the docs files
     docs_sections.py html OUT   write the help page (one self-contained HTML file) to OUT
 
+    --root DIR before the command works on another copy of the repository (for tests).
+
 Standard library only. The HTML depends on the docs files alone, so it is the same bytes every
 time.
 """
@@ -71,8 +73,10 @@ def sync():
     for name in SECTIONS:
         copy = readme_copy(readme, name)
         if copy is None:
-            sys.stderr.write("README.md: add the markers for %s first:\n%s\n%s\n"
-                             % (name, begin_marker(name), end_marker(name)))
+            sys.stderr.write(
+                "README.md: add the markers for %s first:\n%s\n%s\n"
+                % (name, begin_marker(name), end_marker(name))
+            )
             return 1
         begin = readme.find(begin_marker(name) + "\n") + len(begin_marker(name)) + 1
         readme = readme[:begin] + read(name) + readme[begin + len(copy) :]
@@ -157,8 +161,9 @@ def blocks(lines):
                 while i < len(lines):
                     if lines[i].startswith("  "):
                         item.append(lines[i][2:])
-                    elif not lines[i].strip() and i + 1 < len(lines) and \
-                            lines[i + 1].startswith("  "):
+                    elif not lines[i].strip() and lines[i + 1 : i + 2] != [] and (
+                        lines[i + 1].startswith("  ")
+                    ):
                         item.append("")
                     else:
                         break
@@ -196,6 +201,11 @@ def page():
 
 
 def main(argv):
+    global ROOT, README
+    if len(argv) >= 3 and argv[1] == "--root":
+        ROOT = os.path.abspath(argv[2])
+        README = os.path.join(ROOT, "README.md")
+        argv = argv[:1] + argv[3:]
     if len(argv) == 2 and argv[1] == "check":
         return check()
     if len(argv) == 2 and argv[1] == "sync":

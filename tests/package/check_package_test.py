@@ -429,6 +429,26 @@ class DocsSections(unittest.TestCase):
         done = self.run_docs("check")
         self.assertEqual(done.returncode, 0, done.stdout + done.stderr)
 
+    def test_a_readme_copy_that_differs_is_reported_and_sync_repairs_it(self):
+        work = tempfile.mkdtemp()
+        try:
+            root = os.path.join(HERE, "..", "..")
+            os.makedirs(os.path.join(work, "docs"))
+            for name in ("README.md", "docs/xojo.md", "docs/limitations.md"):
+                shutil.copy(os.path.join(root, name), os.path.join(work, name))
+            with open(os.path.join(work, "docs", "limitations.md"), "a", encoding="utf-8") as f:
+                f.write("\nOne more line.\n")
+            done = self.run_docs("--root", work, "check")
+            self.assertEqual(done.returncode, 1, done.stdout)
+            self.assertIn("the section from docs/limitations.md differs", done.stdout)
+            self.assertIn("\n-One more line.\n", done.stdout)  # in the docs file, not the copy
+            self.assertEqual(self.run_docs("--root", work, "sync").returncode, 0)
+            done = self.run_docs("--root", work, "check")
+            self.assertEqual(done.returncode, 0, done.stdout)
+            self.assertIn("\nOne more line.\n", read(os.path.join(work, "README.md")).decode())
+        finally:
+            shutil.rmtree(work)
+
     def test_the_help_page_is_the_same_bytes_every_time_and_passes_the_check(self):
         work = tempfile.mkdtemp()
         try:
