@@ -4,16 +4,27 @@
 #
 #   pendlow survey --json DIR... | scripts/limitations_table.sh
 #   scripts/limitations_table.sh survey.json
+#   ... | scripts/limitations_table.sh --check docs/limitations.md
+#
+# --check FILE compares the table with the one in FILE (from its "| writer |" line to the end of
+# that table) and exits 1 with the differences when they are not the same.
 #
 # The column "keep >= 10 %" compares each document's characters in the StyledText with the
 # characters `catdoc -w -d utf-8` extracts from it (line breaks not counted on either side), as an
 # estimate of the document's visible text, as "N of M": M counts the documents in which catdoc
 # finds any text. The column is left out when catdoc is not installed.
 set -euo pipefail
+check=""
+if [ "${1-}" = "--check" ]; then
+  [ $# -ge 2 ] || { echo "limitations_table.sh: --check needs a file" >&2; exit 2; }
+  check=$2
+  shift 2
+fi
 input=${1:--}
 command -v python3 >/dev/null || { echo "limitations_table.sh: python3 is needed" >&2; exit 2; }
 catdoc=$(command -v catdoc || true)
-python3 - "$input" "$catdoc" <<'PY'
+# The program is given with -c: standard input stays the survey document.
+program=$(cat <<'PY'
 import json, subprocess, sys
 
 source, catdoc = sys.argv[1], sys.argv[2]
@@ -66,3 +77,16 @@ for w in writers + ["all"]:
         line += " %d of %d |" % (row["tenth"], row["measured"])
     print(line)
 PY
+)
+table() { python3 -c "$program" "$input" "$catdoc"; }
+if [ -z "$check" ]; then
+  table
+  exit 0
+fi
+documented=$(awk '/^\| writer \|/ { on = 1 } on && !/^\|/ { exit } on' "$check")
+if diff <(printf '%s\n' "$documented") <(table) >&2; then
+  echo "the table in $check is the survey's"
+else
+  echo "limitations_table.sh: the table in $check differs from the survey's (above: < documented, > measured)" >&2
+  exit 1
+fi
