@@ -160,6 +160,20 @@ TEST(Survey, MissingFileIsARowAndTheOthersAreStillSurveyed) {
   EXPECT_NE(json.out.find("\"failed\": 1"), std::string::npos);
 }
 
+TEST(Survey, RefusesToWriteTheReportOverASurveyedDocument) {
+  TempDir dir;
+  WriteFile(dir.File("a.rtf"), kWordPadDocument);
+  ToolResult r = RunTool({"survey", dir.path(), "-o", dir.File("a.rtf")});
+  EXPECT_EQ(r.status, kUsage);
+  EXPECT_EQ(r.err, "pendlow: refusing to write the output over the input file '" +
+                       dir.File("a.rtf") + "'\n");
+  EXPECT_EQ(ReadFile(dir.File("a.rtf")), kWordPadDocument);
+  ToolResult ok = RunTool({"survey", dir.path(), "-o", dir.File("report.txt")});
+  EXPECT_EQ(ok.status, 0) << ok.err;
+  EXPECT_NE(ReadFile(dir.File("report.txt")).find("\n1 file: 1 import some text, 0 import nothing"),
+            std::string::npos);
+}
+
 TEST(Survey, UsageMistakes) {
   ToolResult none = RunTool({"survey"});
   EXPECT_EQ(none.status, kUsage);

@@ -15,6 +15,7 @@
 #include "host_session.h"
 #include "input_output.h"
 #include "json.h"
+#include "platform.h"
 #include "tool_error.h"
 
 namespace pendlow {
@@ -169,9 +170,10 @@ std::string FormatSurveyTable(const std::vector<Row>& rows, const Totals& totals
            Pad(Milliseconds(row.milliseconds), 9, true) + "  " + WriterName(row.writer.writer) +
            "\n";
   }
-  out += "\n" + std::to_string(totals.files) + " files: " + std::to_string(totals.withText) +
-         " import some text, " + std::to_string(totals.files - totals.failed - totals.withText) +
-         " import nothing, " + std::to_string(totals.failed) + " could not be read\n\n";
+  out += "\n" + std::to_string(totals.files) + (totals.files == 1 ? " file: " : " files: ") +
+         std::to_string(totals.withText) + " import some text, " +
+         std::to_string(totals.files - totals.failed - totals.withText) + " import nothing, " +
+         std::to_string(totals.failed) + " could not be read\n\n";
   out += Pad("writer", 24, false) + Pad("files", 6, true) + Pad("with text", 11, true) + "\n";
   for (Writer writer : kAllWriters) {
     auto found = totals.byWriter.find(writer);
@@ -226,6 +228,16 @@ int RunSurvey(const Options& options) {
   Timings timings;
   auto session = timings.Measure("load", [&] { return std::make_unique<HostSession>(options); });
   std::vector<Row> rows = Expand(options.inputs);
+  if (options.output) {
+    // The report must not replace one of the documents it is about.
+    FileIdentity output = IdentityOfPath(*options.output);
+    for (const Row& row : rows) {
+      if (row.file != "-" && IdentityOfPath(row.file) == output) {
+        throw ToolError(kExitUsage,
+                        "refusing to write the output over the input file '" + row.file + "'");
+      }
+    }
+  }
   timings.Measure("import", [&] {
     for (size_t i = 0; i < rows.size(); ++i) {
       if (rows[i].error) continue;
