@@ -2,7 +2,8 @@
 """Checks the plug-in's distribution file or single libraries.
 
     check_package.py PACKAGE.xojo_plugin [--require FOLDER]...
-        The tree (Pendlow/Build Resources/<platform folder>/<library>), the archive's
+        The tree (Pendlow/Build Resources/<platform folder>/<library> and the IDE's help page,
+        Pendlow/IDE Resources/Help/index.html, alone in its folder), the archive's
         reproducible form and every library. Without --require the six folders built on Linux
         must be present; each --require replaces that list (--require none: no folder needed).
     check_package.py --library FOLDER FILE
@@ -71,7 +72,7 @@ def main(argv):
         for folder in required:
             if folder not in BY_FOLDER:
                 parser.error("unknown platform folder '%s'" % folder)
-        report = archive_check.check(args.package, required, floors)
+        report = archive_check.check(args.package, required, floors, require_help=True)
         print("%s:" % args.package)
         lines, problems = ["    " + line for line in report.lines], report.problems
 

@@ -1,7 +1,8 @@
 #!/usr/bin/env bash
 # Builds the library for every platform Debian can build and writes the plug-in's distribution
-# file, dist/Pendlow.xojo_plugin: a ZIP of Pendlow/Build Resources/<platform folder>/<library>,
-# written reproducibly (sorted entries, one fixed timestamp, fixed permissions), then checked
+# file, dist/Pendlow.xojo_plugin: a ZIP of Pendlow/Build Resources/<platform folder>/<library>
+# and the IDE's help page Pendlow/IDE Resources/Help/index.html (made from docs/*.md, the same
+# text as the README's sections for Xojo users), written reproducibly (sorted entries, one fixed timestamp, fixed permissions), then checked
 # (scripts/check_package.py) and written a second time from files with other timestamps and
 # permissions to prove the bytes depend only on the libraries.
 #
@@ -100,6 +101,12 @@ if [ -n "$prebuilt" ]; then
     required+=(--require "$folder")
   done
 fi
+
+# The help page, from the same docs files as the README's copies, which must match them.
+printf '\n=== help page\n'
+"$python" scripts/docs_sections.py check
+mkdir -p "$stage/Pendlow/IDE Resources/Help"
+"$python" scripts/docs_sections.py html "$stage/Pendlow/IDE Resources/Help/index.html"
 
 # Written and checked in the staging folder; only a package that passed reaches the output.
 package="$stage/Pendlow.xojo_plugin"

@@ -1,11 +1,12 @@
 """Checks a .xojo_plugin file: a ZIP holding one top folder named after the plug-in with
-"Build Resources/<platform folder>/<library>" inside, written in the reproducible form (sorted
+"Build Resources/<platform folder>/<library>" inside and, beside it, the help page
+"IDE Resources/Help/index.html" alone in its folder, written in the reproducible form (sorted
 entries, one fixed timestamp, no extra fields), and every library right for its folder."""
 
 import zipfile
 
 from . import library_check
-from .platforms import BY_FOLDER, PLUGIN_NAME, RESOURCES
+from .platforms import BY_FOLDER, HELP_FOLDER, HELP_PAGE, PLUGIN_NAME, RESOURCES
 
 
 class Report:
@@ -30,7 +31,8 @@ def _near_miss(folder):
     return None
 
 
-def check(path, required, floors=None):
+def check(path, required, floors=None, require_help=False):
+    """`require_help`: the help page must be there (it is checked whenever it is there)."""
     report = Report()
     try:
         archive = zipfile.ZipFile(path)
@@ -43,7 +45,9 @@ def check(path, required, floors=None):
         if bad is not None:
             report.problems.append("%s: damaged entry (CRC mismatch)" % bad)
         _check_form(entries, report)
-        libraries = _check_tree(entries, report)
+        help_entries = [e for e in entries if e.filename.startswith(PLUGIN_NAME + "/IDE ")]
+        _check_help(archive, help_entries, report, require_help)
+        libraries = _check_tree([e for e in entries if e not in help_entries], report)
         for folder in required:
             if folder not in libraries:
                 report.problems.append(
@@ -110,3 +114,37 @@ def _check_tree(entries, report):
         else:
             libraries[folder] = entry
     return libraries
+
+
+def _check_help(archive, entries, report, required):
+    """The IDE's help: "IDE Resources/Help/index.html", nothing else under "IDE Resources"."""
+    ide = PLUGIN_NAME + "/" + HELP_FOLDER.split("/")[0] + "/"
+    folder = PLUGIN_NAME + "/" + HELP_FOLDER + "/"
+    page = folder + HELP_PAGE
+    found = None
+    for entry in entries:
+        name = entry.filename
+        if name in (ide, folder):
+            continue
+        if name == page and not entry.is_dir():
+            found = entry
+        elif name.startswith(folder):
+            report.problems.append(
+                "%s: %s holds only %s (one page, no subfolders)" % (name, folder, HELP_PAGE)
+            )
+        else:
+            report.problems.append("%s: %s holds only the help folder %s" % (name, ide, folder))
+    if found is None:
+        if required:
+            report.problems.append("missing help page: %s" % page)
+        return
+    data = archive.read(found)
+    try:
+        text = data.decode("utf-8")
+    except UnicodeDecodeError:
+        report.problems.append("%s: not UTF-8 text" % page)
+        return
+    if not text.lstrip().lower().startswith("<!doctype html") or "</html>" not in text.lower():
+        report.problems.append("%s: not an HTML page" % page)
+        return
+    report.lines.append("%s: %d bytes" % (page, len(data)))

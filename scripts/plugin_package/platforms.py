@@ -7,6 +7,9 @@ from . import elf, macho, pe
 
 PLUGIN_NAME = "Pendlow"
 RESOURCES = "Build Resources"
+# The IDE shows the plug-in's help from one page in this folder (it reads no subfolders there).
+HELP_FOLDER = "IDE Resources/Help"
+HELP_PAGE = "index.html"
 
 Platform = namedtuple("Platform", "folder library format machine bits")
 

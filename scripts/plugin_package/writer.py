@@ -9,6 +9,7 @@ import zipfile
 DEFAULT_TIME = (1980, 1, 1, 0, 0, 0)  # the earliest time a ZIP entry can carry
 DIRECTORY_MODE = 0o40755
 FILE_MODE = 0o100755  # libraries are executable objects
+DOCUMENT_MODE = 0o100644  # the IDE's help
 MSDOS_DIRECTORY = 0x10
 
 
@@ -53,7 +54,8 @@ def write(top, output):
                 info.compress_type = zipfile.ZIP_STORED
                 archive.writestr(info, b"")
             else:
-                info.external_attr = FILE_MODE << 16
+                document = "/IDE Resources/" in name
+                info.external_attr = (DOCUMENT_MODE if document else FILE_MODE) << 16
                 info.compress_type = zipfile.ZIP_DEFLATED
                 with open(source, "rb") as f:
                     archive.writestr(info, f.read(), compresslevel=9)

@@ -27,6 +27,9 @@ OPTIONS = argparse.Namespace(library=None, cc="cc")
 ENTRY = "void REALPluginMain(void* resolver) { (void)resolver; }\n"
 EXTRA = "int ExtraFunction(void) { return 42; }\n"
 VISIBLE = "__attribute__((visibility(\"default\"))) "
+HELP_PATH = "IDE Resources/Help/index.html"
+HELP = b"<!DOCTYPE html>\n<html><body><p>RTFDataZVK</p></body></html>\n"
+DOCS = os.path.join(HERE, "..", "..", "scripts", "docs_sections.py")
 
 
 def find_tool(name):
@@ -319,7 +322,7 @@ class Packages(unittest.TestCase):
             ],
         )
         self.assertFails(path, [], "__MACOSX", "outside")
-        path = self.zip_of("ide", [("Pendlow/IDE Resources/Help/index.html", b"<p>")])
+        path = self.zip_of("ide", [("Pendlow/IDE Resources/Controls Palette/icon.png", b"png")])
         self.assertFails(path, [], "IDE Resources")
 
     def test_an_archive_with_real_file_times_is_not_reproducible(self):
@@ -349,11 +352,143 @@ class Packages(unittest.TestCase):
         )
         self.assertEqual(done.returncode, 1, done.stdout + done.stderr)
         self.assertIn("FAIL: ", done.stdout)
-        good = self.package("cli-good", {self.library_path(): self.library})
+        good = self.package("cli-good", {self.library_path(): self.library, HELP_PATH: HELP})
         done = subprocess.run(
             [sys.executable, script, good, "--require", self.folder], capture_output=True, text=True
         )
         self.assertEqual(done.returncode, 0, done.stdout + done.stderr)
+        self.assertIn("Pendlow/%s: %d bytes" % (HELP_PATH, len(HELP)), done.stdout)
+        # The command line requires the help page.
+        bare = self.package("cli-no-help", {self.library_path(): self.library})
+        done = subprocess.run(
+            [sys.executable, script, bare, "--require", self.folder], capture_output=True, text=True
+        )
+        self.assertEqual(done.returncode, 1, done.stdout + done.stderr)
+        self.assertIn("FAIL: missing help page: Pendlow/" + HELP_PATH, done.stdout)
+
+    def assertHelp(self, name, files, *words):
+        files = dict(files)
+        files[self.library_path()] = self.library
+        path = self.package(name, files)
+        report = archive_check.check(path, [self.folder], require_help=True)
+        if not words:
+            self.assertEqual(report.problems, [])
+            return path
+        self.assertTrue(report.problems, "the check accepted a bad help folder")
+        for word in words:
+            self.assertIn(word, "\n".join(report.problems))
+        return path
+
+    def test_the_help_page_beside_the_libraries_passes(self):
+        path = self.assertHelp("help", {HELP_PATH: HELP})
+        with zipfile.ZipFile(path) as archive:
+            self.assertEqual(
+                [e.filename for e in archive.infolist()][:4],
+                [
+                    "Pendlow/",
+                    "Pendlow/Build Resources/",
+                    "Pendlow/Build Resources/%s/" % self.folder,
+                    "Pendlow/" + self.library_path(),
+                ],
+            )
+            page = archive.getinfo("Pendlow/" + HELP_PATH)
+            self.assertEqual(page.external_attr >> 16, 0o100644)
+            self.assertEqual(archive.read(page), HELP)
+
+    def test_a_missing_help_page_is_reported_when_required(self):
+        self.assertHelp("no-help", {}, "missing help page: Pendlow/" + HELP_PATH)
+        path = self.package("no-help-optional", {self.library_path(): self.library})
+        self.assertPasses(path, [self.folder])
+
+    def test_the_help_folder_holds_only_its_page(self):
+        self.assertHelp(
+            "help-extra", {HELP_PATH: HELP, "IDE Resources/Help/style.css": b"p {}"}, "style.css"
+        )
+        self.assertHelp(
+            "help-sub",
+            {HELP_PATH: HELP, "IDE Resources/Help/images/a.png": b"png"},
+            "no subfolders",
+        )
+        self.assertHelp("help-name", {"IDE Resources/Help/Index.html": HELP}, "missing help page")
+        self.assertHelp(
+            "help-beside", {HELP_PATH: HELP, "IDE Resources/readme.txt": b"x"}, "readme.txt"
+        )
+
+    def test_a_help_page_that_is_not_html_is_rejected(self):
+        self.assertHelp("help-text", {HELP_PATH: b"just text\n"}, "not an HTML page")
+        self.assertHelp("help-latin1", {HELP_PATH: b"<!DOCTYPE html>\xe9</html>"}, "not UTF-8")
+
+
+class DocsSections(unittest.TestCase):
+    """The README's sections for Xojo users and the IDE's help page come from docs/*.md."""
+
+    def run_docs(self, *args):
+        return subprocess.run([sys.executable, DOCS] + list(args), capture_output=True, text=True)
+
+    def test_the_readme_holds_exactly_the_docs_sections(self):
+        done = self.run_docs("check")
+        self.assertEqual(done.returncode, 0, done.stdout + done.stderr)
+
+    def test_a_readme_copy_that_differs_is_reported_and_sync_repairs_it(self):
+        work = tempfile.mkdtemp()
+        try:
+            root = os.path.join(HERE, "..", "..")
+            os.makedirs(os.path.join(work, "docs"))
+            for name in ("README.md", "docs/xojo.md", "docs/limitations.md"):
+                shutil.copy(os.path.join(root, name), os.path.join(work, name))
+            with open(os.path.join(work, "docs", "limitations.md"), "a", encoding="utf-8") as f:
+                f.write("\nOne more line.\n")
+            done = self.run_docs("--root", work, "check")
+            self.assertEqual(done.returncode, 1, done.stdout)
+            self.assertIn("the section from docs/limitations.md differs", done.stdout)
+            self.assertIn("\n-One more line.\n", done.stdout)  # in the docs file, not the copy
+            self.assertEqual(self.run_docs("--root", work, "sync").returncode, 0)
+            done = self.run_docs("--root", work, "check")
+            self.assertEqual(done.returncode, 0, done.stdout)
+            self.assertIn("\nOne more line.\n", read(os.path.join(work, "README.md")).decode())
+        finally:
+            shutil.rmtree(work)
+
+    def test_the_help_page_is_the_same_bytes_every_time_and_passes_the_check(self):
+        work = tempfile.mkdtemp()
+        try:
+            pages = []
+            for n in range(2):
+                path = os.path.join(work, "index%d.html" % n)
+                done = self.run_docs("html", path)
+                self.assertEqual(done.returncode, 0, done.stderr)
+                pages.append(read(path))
+            self.assertEqual(pages[0], pages[1])
+            top = os.path.join(work, "Pendlow")
+            os.makedirs(os.path.join(top, "IDE Resources", "Help"))
+            shutil.copy(os.path.join(work, "index0.html"), os.path.join(top, HELP_PATH))
+            package = os.path.join(work, "p.xojo_plugin")
+            writer.write(top, package)
+            report = archive_check.check(package, [], require_help=True)
+            self.assertEqual(report.problems, [])
+        finally:
+            shutil.rmtree(work)
+
+    def test_the_help_page_carries_every_section_and_example(self):
+        work = tempfile.mkdtemp()
+        try:
+            path = os.path.join(work, "index.html")
+            self.assertEqual(self.run_docs("html", path).returncode, 0)
+            page = read(path).decode("utf-8")
+        finally:
+            shutil.rmtree(work)
+        docs = os.path.join(HERE, "..", "..", "docs")
+        for name in ("xojo.md", "limitations.md"):
+            with open(os.path.join(docs, name), encoding="utf-8") as f:
+                text = f.read()
+            for line in text.splitlines():
+                if line.startswith("#"):
+                    self.assertIn(">%s<" % line.lstrip("#").strip(), page)
+                if line.strip().startswith("{\\rtf1") or line.strip().startswith("\u2192 "):
+                    escaped = line.strip().replace("&", "&amp;").replace("<", "&lt;")
+                    self.assertIn(escaped.replace(">", "&gt;"), page)
+        for word in ("RTFDataZVK", "SkipParagraphs", "Debugging", "TextInputStream.Open"):
+            self.assertIn(word, page)
 
 
 @unittest.skipUnless(MINGW64 and MINGW32, "mingw-w64 C compilers are not installed")

@@ -43,7 +43,7 @@ TEST(Usage, CommandLineMistakes) {
   ExpectUsageError({"import", "a.rtf", "b.rtf"}, "import takes one file, not 'b.rtf' too");
   ExpectUsageError({"info", "a.rtf"}, "info takes no file");
   ExpectUsageError({"import", "--frobnicate", "a.rtf"}, "unknown option '--frobnicate'");
-  ExpectUsageError({"export", "--json", "a.json"}, "--json applies to import only");
+  ExpectUsageError({"export", "--json", "a.json"}, "--json applies to import and survey only");
   ExpectUsageError({"import", "--json", "--html", "a.rtf"}, "options --json and --html conflict");
   ExpectUsageError({"import", "--skip-paragraphs", "a.rtf"},
                    "--skip-paragraphs applies to export and roundtrip only");

@@ -1,17 +1,19 @@
-// The command line: `pendlow [OPTIONS] COMMAND [FILE]`, options before or after the command.
+// The command line: `pendlow [OPTIONS] COMMAND [FILE...]`, options before or after the command.
 #pragma once
 
 #include <optional>
 #include <string>
+#include <vector>
 
 namespace pendlow {
 
-enum class Command { kNone, kImport, kExport, kRoundtrip, kInfo };
+enum class Command { kNone, kImport, kExport, kRoundtrip, kInfo, kSurvey };
 enum class Format { kTable, kJson, kText, kHtml };
 
 struct Options {
   Command command = Command::kNone;
   std::string input;                  // file name or "-" for standard input
+  std::vector<std::string> inputs;    // survey: the files and directories given
   Format format = Format::kTable;     // import only
   std::optional<std::string> output;  // -o FILE; standard output otherwise
   std::optional<double> hostVersion;  // nullopt: the host cannot tell its version

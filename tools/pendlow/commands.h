@@ -1,4 +1,4 @@
-// The four commands. Each returns the exit status or throws ToolError.
+// The commands. Each returns the exit status or throws ToolError.
 #pragma once
 
 #include "cli_options.h"
@@ -10,6 +10,7 @@ int RunImport(const Options& options);
 int RunExport(const Options& options);
 int RunRoundtrip(const Options& options);
 int RunInfo(const Options& options);
+int RunSurvey(const Options& options);
 
 // One note on standard error saying why the member left the StyledText empty.
 void NoteEmptyResult(const Input& input);

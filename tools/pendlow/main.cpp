@@ -35,6 +35,8 @@ int main(int argc, char** argv) {
         return RunRoundtrip(options);
       case Command::kInfo:
         return RunInfo(options);
+      case Command::kSurvey:
+        return RunSurvey(options);
       case Command::kNone:
         break;
     }
