@@ -49,10 +49,16 @@ TEST(Usage, CommandLineMistakes) {
                    "--skip-paragraphs applies to export and roundtrip only");
   ExpectUsageError({"import", "a.rtf", "-o"}, "option -o needs a value");
   ExpectUsageError({"import", "a.rtf", "--debug=yes"}, "option --debug takes no value");
-  ExpectUsageError({"info", "--host-version", "twenty"},
-                   "invalid host version 'twenty': expected a number such as 2021.03, or 'none'");
-  ExpectUsageError({"info", "--host-version=2021.03x"},
-                   "invalid host version '2021.03x': expected a number such as 2021.03, or 'none'");
+  const std::string expected =
+      "': expected a release such as 2024r4, a number such as 2021.03, or 'none'";
+  for (const char* bad : {"twenty", "2021.03x", "2024r0", "24r4", "2024r", "2024r123", "r4",
+                          "2024r4x", "2019r1.1.1"}) {
+    ExpectUsageError({"info", "--host-version=" + std::string(bad)},
+                     "invalid host version '" + std::string(bad) + expected);
+  }
+  ExpectUsageError({"info", "--host-version", "2019r1.1"},
+                   "host version '2019r1.1' is a point release, which the host's version number "
+                   "(2019.01 for 2019r1) cannot tell apart: give 2019r1");
 }
 
 TEST(Usage, HelpAndVersionSucceed) {

@@ -5,7 +5,13 @@
 #if defined(_WIN32)
 #include <windows.h>
 #else
+#include <fcntl.h>
+#include <sys/sysmacros.h>
 #include <unistd.h>
+
+#include <cerrno>
+#include <cstring>
+#include <thread>
 #endif
 
 #include "tool_runner.h"
@@ -194,6 +200,116 @@ TEST(OutputFile, RelativeNameLandsInTheWorkingDirectory) {
   ASSERT_EQ(r.status, 0) << r.err;
   EXPECT_EQ(dir.Entries(), (std::vector<std::string>{"w.json"}));
 }
+
+TEST(OutputFile, DashIsStandardOutput) {
+  TempDir dir;
+  RunOptions options;
+  options.workingDirectory = dir.path();
+  ToolResult r = RunTool({"import", "--text", SamplePath("welcome.rtf"), "-o", "-"}, options);
+  ASSERT_EQ(r.status, 0) << r.err;
+  EXPECT_EQ(r.out, RunTool({"import", "--text", SamplePath("welcome.rtf")}).out);
+  EXPECT_NE(r.out, "");
+  EXPECT_TRUE(dir.Entries().empty());  // no file named "-"
+}
+
+#if defined(_WIN32)
+TEST(OutputFile, NulDeviceIsWrittenInPlace) {
+  TempDir dir;
+  RunOptions options;
+  options.workingDirectory = dir.path();
+  ToolResult r = RunTool({"import", "--text", SamplePath("welcome.rtf"), "-o", "NUL"}, options);
+  EXPECT_EQ(r.status, 0) << r.err;
+  EXPECT_EQ(r.out, "");
+  EXPECT_TRUE(dir.Entries().empty());  // no temporary file left beside it, no file "NUL"
+}
+#else
+// Device nodes and FIFOs exist only on POSIX systems; Windows' devices are checked above.
+
+// A character device made in a temporary folder, so that a mistake never touches /dev.
+// Making one needs root (CAP_MKNOD); "" with the reason in `why` when it cannot be made.
+std::string MakeCharDevice(const TempDir& dir, const char* name, unsigned minor, std::string* why) {
+  if (::geteuid() != 0) {
+    *why = "making a device node needs root";
+    return "";
+  }
+  std::string path = dir.File(name);
+  if (::mknod(path.c_str(), S_IFCHR | 0666, makedev(1, minor)) != 0) {
+    *why = std::string("mknod failed: ") + std::strerror(errno);
+    return "";
+  }
+  return path;
+}
+
+TEST(OutputFile, DeviceIsWrittenInPlaceNotReplaced) {
+  TempDir dir;
+  std::string why;
+  std::string null = MakeCharDevice(dir, "null", 3, &why);
+  if (null.empty()) GTEST_SKIP() << why;
+  ToolResult r = RunTool({"import", "--text", SamplePath("welcome.rtf"), "-o", null});
+  EXPECT_EQ(r.status, 0) << r.err;
+  EXPECT_EQ(r.out, "");
+  struct stat info {};
+  ASSERT_EQ(::lstat(null.c_str(), &info), 0);
+  EXPECT_TRUE(S_ISCHR(info.st_mode));
+  EXPECT_EQ(info.st_rdev, makedev(1, 3));
+  EXPECT_EQ(dir.Entries(), std::vector<std::string>{"null"});
+}
+
+TEST(OutputFile, WriteErrorOfADeviceIsReported) {
+  // The full device refuses every write with ENOSPC. Without root a node of our own cannot be
+  // made; the system's own is then safe to use, as nobody but root could replace it.
+  TempDir dir;
+  std::string why;
+  std::string full = MakeCharDevice(dir, "full", 7, &why);
+  if (full.empty()) {
+    if (::geteuid() == 0 || ::access("/dev/full", W_OK) != 0) {
+      GTEST_SKIP() << why << "; no writable /dev/full either";
+    }
+    full = "/dev/full";
+  }
+  ToolResult r = RunTool({"import", "--json", SamplePath("welcome.rtf"), "-o", full});
+  EXPECT_EQ(r.status, 2);
+  EXPECT_EQ(r.err, "pendlow: cannot write '" + full + "': No space left on device\n");
+  struct stat info {};
+  ASSERT_EQ(::lstat(full.c_str(), &info), 0);
+  EXPECT_TRUE(S_ISCHR(info.st_mode));
+  EXPECT_EQ(info.st_rdev, makedev(1, 7));
+}
+
+TEST(OutputFile, FifoIsWrittenInPlaceAndGetsTheData) {
+  TempDir dir;
+  std::string fifo = dir.File("pipe");
+  ASSERT_EQ(::mkfifo(fifo.c_str(), 0600), 0) << std::strerror(errno);
+  // The test holds both ends while the tool runs, so neither side waits for the other to
+  // open, and closing its own writer afterwards ends the reading even if the tool never wrote.
+  int readEnd = ::open(fifo.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC);
+  ASSERT_GE(readEnd, 0) << std::strerror(errno);
+  int ownWriter = ::open(fifo.c_str(), O_WRONLY | O_CLOEXEC);
+  ASSERT_GE(ownWriter, 0) << std::strerror(errno);
+  ASSERT_EQ(::fcntl(readEnd, F_SETFL, ::fcntl(readEnd, F_GETFL) & ~O_NONBLOCK), 0);
+  std::string received;
+  std::thread reader([&] {
+    char buffer[4096];
+    ssize_t got;
+    while ((got = ::read(readEnd, buffer, sizeof buffer)) != 0) {
+      if (got < 0 && errno == EINTR) continue;
+      if (got < 0) break;
+      received.append(buffer, static_cast<size_t>(got));
+    }
+  });
+  ToolResult r = RunTool({"import", "--json", SamplePath("welcome.rtf"), "-o", fifo});
+  ::close(ownWriter);
+  reader.join();
+  ::close(readEnd);
+  EXPECT_EQ(r.status, 0) << r.err;
+  EXPECT_EQ(received, RunTool({"import", "--json", SamplePath("welcome.rtf")}).out);
+  EXPECT_NE(received, "");
+  struct stat info {};
+  ASSERT_EQ(::lstat(fifo.c_str(), &info), 0);
+  EXPECT_TRUE(S_ISFIFO(info.st_mode));
+  EXPECT_EQ(dir.Entries(), std::vector<std::string>{"pipe"});
+}
+#endif  // _WIN32
 
 }  // namespace
 }  // namespace tooltest

@@ -53,13 +53,51 @@ const char* CommandName(Command command) {
   throw ToolError(kExitUsage, message + " (see 'pendlow --help')");
 }
 
+bool AllDigits(std::string_view text) {
+  if (text.empty()) return false;
+  for (char c : text) {
+    if (c < '0' || c > '9') return false;
+  }
+  return true;
+}
+
+// The IDE's release name, "2024r4": the host reports it as year + release / 100 (2024.04). That
+// number has no place for a point release, so "2019r1.1" is refused rather than rounded.
+std::optional<double> ParseReleaseName(const std::string& text) {
+  size_t r = text.find_first_of("rR");
+  if (r == std::string::npos || !AllDigits(std::string_view(text).substr(0, r))) {
+    return std::nullopt;
+  }
+  std::string year = text.substr(0, r);
+  std::string release = text.substr(r + 1);
+  size_t dot = release.find('.');
+  if (year.size() == 4 && dot != std::string::npos && dot <= 2 &&
+      AllDigits(release.substr(0, dot)) && AllDigits(release.substr(dot + 1))) {
+    std::string main = year + "r" + std::to_string(std::stoi(release.substr(0, dot)));
+    char number[32];
+    std::snprintf(number, sizeof number, "%s.%02d", year.c_str(),
+                  std::stoi(release.substr(0, dot)));
+    Usage("host version '" + text + "' is a point release, which the host's version number (" +
+          number + " for " + main + ") cannot tell apart: give " + main);
+  }
+  if (year.size() != 4 || !AllDigits(release) || release.size() > 2 || std::stoi(release) == 0) {
+    return std::nullopt;
+  }
+  // Through the decimal text, so that 2024r4 is the very double 2024.04 is.
+  char number[32];
+  std::snprintf(number, sizeof number, "%s.%02d", year.c_str(), std::stoi(release));
+  return std::strtod(number, nullptr);
+}
+
 std::optional<double> ParseHostVersion(const std::string& text) {
   if (text == "none") return std::nullopt;
+  if (std::optional<double> release = ParseReleaseName(text)) return release;
   errno = 0;
   char* end = nullptr;
   double value = std::strtod(text.c_str(), &end);
   if (text.empty() || errno != 0 || end == nullptr || *end != '\0' || !std::isfinite(value)) {
-    Usage("invalid host version '" + text + "': expected a number such as 2021.03, or 'none'");
+    Usage("invalid host version '" + text +
+          "': expected a release such as 2024r4, a number such as 2021.03, or 'none'");
   }
   return value;
 }
@@ -100,9 +138,12 @@ std::string HelpText() {
          "\n"
          "Options:\n"
          "  --skip-paragraphs     export with SkipParagraphs = true (no alignment is written)\n"
-         "  -o, --output FILE     write the output to FILE (atomically) instead of standard "
-         "output\n"
-         "  --host-version V      the host version the library is told, e.g. 2012.01 or 2021.03;\n"
+         "  -o, --output FILE     write the output to FILE (atomically) instead of standard\n"
+         "                        output; '-' is standard output, and a device or FIFO is\n"
+         "                        written in place\n"
+         "  --host-version V      the host version the library is told: a release as the IDE\n"
+         "                        names it (2012r1, 2024r4) or the number the host reports\n"
+         "                        (2012.01, 2021.03);\n"
          "                        'none' for a host that cannot tell (default " +
          DefaultHostVersionText() +
          ")\n"
@@ -185,6 +226,11 @@ Options ParseOptions(int argc, char** argv) {
     } else if (name == "--host-version") {
       options.hostVersionText = value();
       options.hostVersion = ParseHostVersion(options.hostVersionText);
+      if (options.hostVersion && options.hostVersionText.find_first_of("rR") != std::string::npos) {
+        char number[32];
+        std::snprintf(number, sizeof number, "%.2f", *options.hostVersion);
+        options.hostVersionText = number + (" (" + options.hostVersionText + ")");
+      }
     } else if (name == "--library") {
       options.library = value();
       if (options.library->empty()) Usage("option --library needs a path");
@@ -202,6 +248,7 @@ Options ParseOptions(int argc, char** argv) {
     }
   }
   if (options.help || options.version) return options;
+  if (options.output && *options.output == "-") options.output.reset();  // standard output
 
   if (positional.empty()) Usage("no command given");
   const std::string& command = positional[0];
