@@ -40,7 +40,24 @@ TEST(Usage, CommandLineMistakes) {
   ExpectUsageError({}, "no command given");
   ExpectUsageError({"convert", "x.rtf"}, "unknown command 'convert'");
   ExpectUsageError({"import"}, "import needs a file name (or '-' for standard input)");
-  ExpectUsageError({"import", "a.rtf", "b.rtf"}, "import takes one file, not 'b.rtf' too");
+  ExpectUsageError({"import", "a.rtf", "b.rtf"},
+                   "import of several files needs an output folder: -o DIR/ or --out-dir DIR");
+  ExpectUsageError({"export", "a.json", "b.json", "-o", "x.rtf"},
+                   "export of several files needs an output folder: -o DIR/ or --out-dir DIR");
+  ExpectUsageError({"import", "a.rtf", "b.rtf", "-o", "-"},
+                   "import of several files needs an output folder: -o DIR/ or --out-dir DIR");
+  ExpectUsageError({"import", "a.rtf", "-", "--out-dir", "x"},
+                   "standard input has no name to give its output in a folder");
+  ExpectUsageError({"roundtrip", "a.rtf", "-"},
+                   "standard input ('-') cannot be one of several inputs");
+  ExpectUsageError({"roundtrip", "a.rtf", "b.rtf", "-o", "r.txt"},
+                   "roundtrip of several files writes its reports to standard output");
+  ExpectUsageError({"roundtrip", "a.rtf", "--out-dir", "x"},
+                   "an output folder applies to import and export only");
+  ExpectUsageError({"import", "a.rtf", "-o", "x/", "--out-dir", "y"},
+                   "options -o and --out-dir conflict");
+  ExpectUsageError({"import", "a.rtf", "--out-dir", "x", "--out-dir", "y"},
+                   "option --out-dir given twice");
   ExpectUsageError({"info", "a.rtf"}, "info takes no file");
   ExpectUsageError({"import", "--frobnicate", "a.rtf"}, "unknown option '--frobnicate'");
   ExpectUsageError({"export", "--json", "a.json"}, "--json applies to import only");

@@ -1,10 +1,12 @@
 #include "cli_options.h"
 
+#include <cctype>
 #include <cerrno>
 #include <cmath>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <filesystem>
 #include <string_view>
 #include <vector>
 
@@ -102,12 +104,70 @@ std::optional<double> ParseHostVersion(const std::string& text) {
   return value;
 }
 
+bool IsDirectory(const std::string& path) {
+  std::error_code error;
+  return std::filesystem::is_directory(path, error);
+}
+
+bool EndsWithSeparator(const std::string& path) {
+  return !path.empty() && std::string_view(kPathSeparators).find(path.back()) != std::string::npos;
+}
+
+// As pandoc does: the output file's extension chooses the format when no option does.
+Format FormatOfName(const std::string& path, Format otherwise) {
+  size_t dot = path.rfind('.');
+  if (dot == std::string::npos || path.find_first_of(kPathSeparators, dot) != std::string::npos) {
+    return otherwise;
+  }
+  std::string extension;
+  for (char c : path.substr(dot + 1)) extension += static_cast<char>(std::tolower(c));
+  if (extension == "json") return Format::kJson;
+  if (extension == "txt") return Format::kText;
+  if (extension == "html" || extension == "htm") return Format::kHtml;
+  return otherwise;
+}
+
+// `-o DIR/` (or an existing folder, for several inputs) and --out-dir give each input its own
+// output file in that folder. Several inputs need one, as all their outputs on one stream or in
+// one file could not be told apart; roundtrip reports, which begin with the input's name, are
+// the exception and go to standard output one after another.
+void ResolveOutputFolder(const std::string& command, Options* options) {
+  const bool several = options->inputs.size() > 1;
+  if (options->output &&
+      (EndsWithSeparator(*options->output) || (several && IsDirectory(*options->output)))) {
+    if (options->outputDir) Usage("options -o and --out-dir conflict");
+    options->outputDir = options->output;
+    options->output.reset();
+  }
+  if (options->outputDir && options->output) Usage("options -o and --out-dir conflict");
+  if (options->outputDir && options->command != Command::kImport &&
+      options->command != Command::kExport) {
+    Usage("an output folder applies to import and export only");
+  }
+  if (options->outputDir) {
+    for (const std::string& input : options->inputs) {
+      if (input == "-") Usage("standard input has no name to give its output in a folder");
+    }
+  }
+  if (!several) return;
+  for (const std::string& input : options->inputs) {
+    if (input == "-") Usage("standard input ('-') cannot be one of several inputs");
+  }
+  if (options->command == Command::kRoundtrip) {
+    if (options->output) Usage("roundtrip of several files writes its reports to standard output");
+  } else if (!options->outputDir) {
+    Usage(command + " of several files needs an output folder: -o DIR/ or --out-dir DIR");
+  }
+}
+
 }  // namespace
 
 std::string ShortUsage() {
   return "usage: pendlow import FILE.rtf [--json|--text|--html] [-o OUT]\n"
-         "       pendlow export FILE.json [--skip-paragraphs] [-o OUT]\n"
-         "       pendlow roundtrip FILE.rtf [--skip-paragraphs]\n"
+         "       pendlow import FILE.rtf... [--json|--text|--html] (-o DIR/ | --out-dir DIR)\n"
+         "       pendlow export FILE.json... [--skip-paragraphs] [-o OUT | -o DIR/ | --out-dir "
+         "DIR]\n"
+         "       pendlow roundtrip FILE.rtf... [--skip-paragraphs]\n"
          "       pendlow info\n"
          "       pendlow --help | --version\n";
 }
@@ -128,19 +188,25 @@ std::string HelpText() {
          "  roundtrip FILE  import, export and import again; report every character whose text\n"
          "                  or formatting changed (exit status 1 when there is one)\n"
          "  info            what the library registers with the host, as the IDE sees it\n"
-         "  FILE may be '-' for standard input.\n"
+         "  FILE may be '-' for standard input. Several FILEs need an output folder (import\n"
+         "  and export; roundtrip prints its reports one after another): each input's output\n"
+         "  there has its name with .table.txt, .txt, .json, .html or (export) .rtf. An input\n"
+         "  that fails is reported and the others still go; the exit status is then 2.\n"
          "\n"
          "Import formats:\n"
          "  --table         runs and paragraphs as a table (the default)\n"
          "  --json          the JSON document described in tools/pendlow/SCHEMA.md\n"
          "  --text          the plain text, one line per paragraph\n"
          "  --html          a self-contained HTML page showing the styled text\n"
+         "  Without one of these, -o FILE's extension chooses: .json, .txt, .html (.htm).\n"
          "\n"
          "Options:\n"
          "  --skip-paragraphs     export with SkipParagraphs = true (no alignment is written)\n"
          "  -o, --output FILE     write the output to FILE (atomically) instead of standard\n"
          "                        output; '-' is standard output, and a device or FIFO is\n"
-         "                        written in place\n"
+         "                        written in place; DIR/ (or, for several inputs, an existing\n"
+         "                        folder) is an output folder\n"
+         "  --out-dir DIR         one output per input in DIR, made when missing\n"
          "  --host-version V      the host version the library is told: a release as the IDE\n"
          "                        names it (2012r1, 2024r4) or the number the host reports\n"
          "                        (2012.01, 2021.03);\n"
@@ -223,6 +289,10 @@ Options ParseOptions(int argc, char** argv) {
       if (options.output) Usage("option " + name + " given twice");
       options.output = value();
       if (options.output->empty()) Usage("option " + name + " needs a file name");
+    } else if (name == "--out-dir") {
+      if (options.outputDir) Usage("option --out-dir given twice");
+      options.outputDir = value();
+      if (options.outputDir->empty()) Usage("option --out-dir needs a folder name");
     } else if (name == "--host-version") {
       options.hostVersionText = value();
       options.hostVersion = ParseHostVersion(options.hostVersionText);
@@ -269,13 +339,16 @@ Options ParseOptions(int argc, char** argv) {
     if (positional.size() > 1) Usage("info takes no file");
   } else {
     if (positional.size() < 2) Usage(name + " needs a file name (or '-' for standard input)");
-    if (positional.size() > 2) Usage(name + " takes one file, not '" + positional[2] + "' too");
-    options.input = positional[1];
+    options.inputs.assign(positional.begin() + 1, positional.end());
+    options.input = options.inputs[0];
   }
   if (format) {
     if (options.command != Command::kImport) Usage(formatOption + " applies to import only");
     options.format = *format;
+  } else if (options.command == Command::kImport && options.output) {
+    options.format = FormatOfName(*options.output, options.format);
   }
+  ResolveOutputFolder(name, &options);
   if (options.skipParagraphs && options.command != Command::kExport &&
       options.command != Command::kRoundtrip) {
     Usage("--skip-paragraphs applies to export and roundtrip only");

@@ -11,6 +11,9 @@ int RunExport(const Options& options);
 int RunRoundtrip(const Options& options);
 int RunInfo(const Options& options);
 
+// Several inputs, or an output folder: the command once per input.
+int RunEachInput(const Options& options);
+
 // One note on standard error saying why the member left the StyledText empty.
 void NoteEmptyResult(const Input& input);
 
