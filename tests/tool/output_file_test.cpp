@@ -276,17 +276,17 @@ TEST(OutputFile, WriteErrorOfADeviceIsReported) {
   EXPECT_EQ(info.st_rdev, makedev(1, 7));
 }
 
-TEST(OutputFile, FifoIsWrittenInPlaceAndGetsTheData) {
-  TempDir dir;
-  std::string fifo = dir.File("pipe");
-  ASSERT_EQ(::mkfifo(fifo.c_str(), 0600), 0) << std::strerror(errno);
-  // The test holds both ends while the tool runs, so neither side waits for the other to
-  // open, and closing its own writer afterwards ends the reading even if the tool never wrote.
+// Runs the tool with `arguments` while reading the FIFO; what arrived through it.
+// The test holds both ends while the tool runs, so neither side waits for the other to open,
+// and closing its own writer afterwards ends the reading even if the tool never wrote.
+std::string ReadFifoWhileRunning(const std::string& fifo, const std::vector<std::string>& arguments,
+                                 ToolResult* result) {
   int readEnd = ::open(fifo.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC);
-  ASSERT_GE(readEnd, 0) << std::strerror(errno);
+  EXPECT_GE(readEnd, 0) << std::strerror(errno);
   int ownWriter = ::open(fifo.c_str(), O_WRONLY | O_CLOEXEC);
-  ASSERT_GE(ownWriter, 0) << std::strerror(errno);
-  ASSERT_EQ(::fcntl(readEnd, F_SETFL, ::fcntl(readEnd, F_GETFL) & ~O_NONBLOCK), 0);
+  EXPECT_GE(ownWriter, 0) << std::strerror(errno);
+  if (readEnd < 0 || ownWriter < 0) return "";
+  EXPECT_EQ(::fcntl(readEnd, F_SETFL, ::fcntl(readEnd, F_GETFL) & ~O_NONBLOCK), 0);
   std::string received;
   std::thread reader([&] {
     char buffer[4096];
@@ -297,10 +297,20 @@ TEST(OutputFile, FifoIsWrittenInPlaceAndGetsTheData) {
       received.append(buffer, static_cast<size_t>(got));
     }
   });
-  ToolResult r = RunTool({"import", "--json", SamplePath("welcome.rtf"), "-o", fifo});
+  *result = RunTool(arguments);
   ::close(ownWriter);
   reader.join();
   ::close(readEnd);
+  return received;
+}
+
+TEST(OutputFile, FifoIsWrittenInPlaceAndGetsTheData) {
+  TempDir dir;
+  std::string fifo = dir.File("pipe");
+  ASSERT_EQ(::mkfifo(fifo.c_str(), 0600), 0) << std::strerror(errno);
+  ToolResult r;
+  std::string received =
+      ReadFifoWhileRunning(fifo, {"import", "--json", SamplePath("welcome.rtf"), "-o", fifo}, &r);
   EXPECT_EQ(r.status, 0) << r.err;
   EXPECT_EQ(received, RunTool({"import", "--json", SamplePath("welcome.rtf")}).out);
   EXPECT_NE(received, "");
@@ -308,6 +318,24 @@ TEST(OutputFile, FifoIsWrittenInPlaceAndGetsTheData) {
   ASSERT_EQ(::lstat(fifo.c_str(), &info), 0);
   EXPECT_TRUE(S_ISFIFO(info.st_mode));
   EXPECT_EQ(dir.Entries(), std::vector<std::string>{"pipe"});
+}
+
+TEST(OutputFile, SymbolicLinkToAFifoWritesThroughBoth) {
+  TempDir dir;
+  std::string fifo = dir.File("pipe");
+  ASSERT_EQ(::mkfifo(fifo.c_str(), 0600), 0) << std::strerror(errno);
+  ASSERT_EQ(::symlink("pipe", dir.File("link").c_str()), 0);
+  ToolResult r;
+  std::string received = ReadFifoWhileRunning(
+      fifo, {"import", "--text", SamplePath("welcome.rtf"), "-o", dir.File("link")}, &r);
+  EXPECT_EQ(r.status, 0) << r.err;
+  EXPECT_EQ(received, RunTool({"import", "--text", SamplePath("welcome.rtf")}).out);
+  struct stat info {};
+  ASSERT_EQ(::lstat(dir.File("link").c_str(), &info), 0);
+  EXPECT_TRUE(S_ISLNK(info.st_mode));
+  ASSERT_EQ(::lstat(fifo.c_str(), &info), 0);
+  EXPECT_TRUE(S_ISFIFO(info.st_mode));
+  EXPECT_EQ(dir.Entries(), (std::vector<std::string>{"link", "pipe"}));
 }
 #endif  // _WIN32
 
