@@ -75,12 +75,12 @@ std::optional<double> ParseReleaseName(const std::string& text) {
   size_t dot = release.find('.');
   if (year.size() == 4 && dot != std::string::npos && dot <= 2 &&
       AllDigits(release.substr(0, dot)) && AllDigits(release.substr(dot + 1))) {
-    std::string main = year + "r" + std::to_string(std::stoi(release.substr(0, dot)));
+    std::string named = year + "r" + std::to_string(std::stoi(release.substr(0, dot)));
     char number[32];
     std::snprintf(number, sizeof number, "%s.%02d", year.c_str(),
                   std::stoi(release.substr(0, dot)));
     Usage("host version '" + text + "' is a point release, which the host's version number (" +
-          number + " for " + main + ") cannot tell apart: give " + main);
+          number + " for " + named + ") cannot tell apart: give " + named);
   }
   if (year.size() != 4 || !AllDigits(release) || release.size() > 2 || std::stoi(release) == 0) {
     return std::nullopt;
@@ -120,7 +120,8 @@ Format FormatOfName(const std::string& path, Format otherwise) {
     return otherwise;
   }
   std::string extension;
-  for (char c : path.substr(dot + 1)) extension += static_cast<char>(std::tolower(c));
+  for (char c : path.substr(dot + 1))
+    extension += static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
   if (extension == "json") return Format::kJson;
   if (extension == "txt") return Format::kText;
   if (extension == "html" || extension == "htm") return Format::kHtml;
