@@ -1,13 +1,16 @@
 // -o FILE: the output goes to a temporary file beside the target and is renamed over it; the
-// input is never written to.
+// input is never written to. Devices and FIFOs are written in place, and "-" is standard output.
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 #if defined(_WIN32)
 #include <windows.h>
 #else
 #include <fcntl.h>
-#include <sys/sysmacros.h>
+#include <sys/types.h>  // makedev (macOS)
 #include <unistd.h>
+#if defined(__linux__)
+#include <sys/sysmacros.h>  // makedev (glibc)
+#endif
 
 #include <cerrno>
 #include <cstring>
