@@ -2,12 +2,17 @@
 # Renders `pendlow import --html` of an RTF document in headless Chromium, saves a screenshot,
 # and checks that the text the browser shows is the document's text (`pendlow import --text`).
 #
-# usage: scripts/html_screenshot.sh [-t TOOL] [-o OUT.png] [-s WIDTH,HEIGHT] [-e EXPECTED.txt] FILE.rtf
+# usage: scripts/html_screenshot.sh [-t TOOL] [-o OUT.png] [-s WIDTH,HEIGHT] [-e EXPECTED.txt]
+#                                   [-m WIDTHS.tsv] FILE.rtf
 #   -t TOOL      the pendlow executable (default: $PENDLOW_TOOL or build/default/pendlow)
 #   -o OUT.png   where to put the screenshot (default: FILE's name with .png, in the current
 #                directory)
 #   -s W,H       window size in pixels (default 1000,700)
 #   -e FILE      compare the visible text with FILE instead of `pendlow import --text`
+#   -m FILE      also measure, in the browser, each span's rendered width and the width of the
+#                same text in the generic faces (same size, weight and style); one line per
+#                span: width, serif, sans-serif, monospace (CSS pixels), font-family, text,
+#                separated by tabs. Tells which face a run's font-family really got.
 # Environment: CHROMIUM (default /usr/bin/chromium); PENDLOW_TOOL_EMULATOR, words put in front
 # of the tool (a cross build's emulator, e.g. "cmake/qemu-run.sh aarch64").
 # Exit status: 0 when the page rendered and its text matches; 1 when the text differs;
@@ -19,19 +24,21 @@ read -r -a emulator <<<"${PENDLOW_TOOL_EMULATOR-}"
 out=""
 size="1000,700"
 expected=""
-while getopts "t:o:s:e:h" opt; do
+measure=""
+while getopts "t:o:s:e:m:h" opt; do
   case $opt in
     t) tool=$OPTARG ;;
     o) out=$OPTARG ;;
     s) size=$OPTARG ;;
     e) expected=$OPTARG ;;
-    h) sed -n '2,14p' "$0"; exit 0 ;;
+    m) measure=$OPTARG ;;
+    h) sed -n '2,19p' "$0"; exit 0 ;;
     *) exit 2 ;;
   esac
 done
 shift $((OPTIND - 1))
 if [ $# -ne 1 ]; then
-  echo "usage: $0 [-t TOOL] [-o OUT.png] [-s WIDTH,HEIGHT] [-e EXPECTED.txt] FILE.rtf" >&2
+  echo "usage: $0 [-t TOOL] [-o OUT.png] [-s WIDTH,HEIGHT] [-e EXPECTED.txt] [-m WIDTHS.tsv] FILE.rtf" >&2
   exit 2
 fi
 input=$1
@@ -106,6 +113,67 @@ with open(sys.argv[1], encoding="utf-8") as f:
 with open(sys.argv[2], "w", encoding="utf-8") as f:
     f.write("".join(line + "\n" for line in parser.lines))
 PY
+
+if [ -n "$measure" ]; then
+  # A copy of the page with a script that writes the widths into the page; --dump-dom returns
+  # the page after its scripts ran.
+  python3 - "$work/page.html" "$work/measure.html" <<'PY'
+import sys
+
+script = """<script>
+(function () {
+  function width(span, family) {
+    const probe = document.createElement("span");
+    const style = getComputedStyle(span);
+    probe.style.fontFamily = family || style.fontFamily;
+    probe.style.fontSize = style.fontSize;
+    probe.style.fontWeight = style.fontWeight;
+    probe.style.fontStyle = style.fontStyle;
+    probe.style.whiteSpace = "pre";
+    probe.textContent = span.textContent;
+    document.body.appendChild(probe);
+    const result = probe.getBoundingClientRect().width.toFixed(2);
+    probe.remove();
+    return result;
+  }
+  const lines = [];
+  for (const span of document.querySelectorAll(".styled-text span")) {
+    lines.push([width(span, ""), width(span, "serif"), width(span, "sans-serif"),
+                width(span, "monospace"), getComputedStyle(span).fontFamily,
+                span.textContent.replace(/[\\t\\n]/g, " ")].join("\\t"));
+  }
+  const out = document.createElement("pre");
+  out.id = "pendlow-widths";
+  out.textContent = lines.join("\\n");
+  document.body.appendChild(out);
+})();
+</script>
+"""
+with open(sys.argv[1], encoding="utf-8") as f:
+    page = f.read()
+if "</body>" not in page:
+    sys.exit("html_screenshot: the page has no </body>")
+with open(sys.argv[2], "w", encoding="utf-8") as f:
+    f.write(page.replace("</body>", script + "</body>", 1))
+PY
+  timeout 120 "$chromium" "${flags[@]}" --user-data-dir="$(mktemp -d -p "$work")" \
+    --dump-dom "file://$work/measure.html" >"$work/measured.html" 2>"$work/chromium.log" ||
+    { cat "$work/chromium.log" >&2; exit 2; }
+  python3 - "$work/measured.html" "$measure" <<'PY'
+import html
+import re
+import sys
+
+with open(sys.argv[1], encoding="utf-8") as f:
+    dom = f.read()
+found = re.search(r'<pre id="pendlow-widths">(.*?)</pre>', dom, re.S)
+if not found:
+    sys.exit("html_screenshot: the measuring script left no widths (did it run?)")
+with open(sys.argv[2], "w", encoding="utf-8") as f:
+    text = html.unescape(found.group(1))
+    f.write(text + ("\n" if text else ""))
+PY
+fi
 
 if cmp -s "$work/expected.txt" "$work/visible.txt"; then
   echo "html_screenshot: $out: the page shows the document's text ($(wc -l <"$work/visible.txt") paragraphs)"

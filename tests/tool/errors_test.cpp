@@ -40,7 +40,24 @@ TEST(Usage, CommandLineMistakes) {
   ExpectUsageError({}, "no command given");
   ExpectUsageError({"convert", "x.rtf"}, "unknown command 'convert'");
   ExpectUsageError({"import"}, "import needs a file name (or '-' for standard input)");
-  ExpectUsageError({"import", "a.rtf", "b.rtf"}, "import takes one file, not 'b.rtf' too");
+  ExpectUsageError({"import", "a.rtf", "b.rtf"},
+                   "import of several files needs an output folder: -o DIR/ or --out-dir DIR");
+  ExpectUsageError({"export", "a.json", "b.json", "-o", "x.rtf"},
+                   "export of several files needs an output folder: -o DIR/ or --out-dir DIR");
+  ExpectUsageError({"import", "a.rtf", "b.rtf", "-o", "-"},
+                   "import of several files needs an output folder: -o DIR/ or --out-dir DIR");
+  ExpectUsageError({"import", "a.rtf", "-", "--out-dir", "x"},
+                   "standard input has no name to give its output in a folder");
+  ExpectUsageError({"roundtrip", "a.rtf", "-"},
+                   "standard input ('-') cannot be one of several inputs");
+  ExpectUsageError({"roundtrip", "a.rtf", "b.rtf", "-o", "r.txt"},
+                   "roundtrip of several files writes its reports to standard output");
+  ExpectUsageError({"roundtrip", "a.rtf", "--out-dir", "x"},
+                   "an output folder applies to import and export only");
+  ExpectUsageError({"import", "a.rtf", "-o", "x/", "--out-dir", "y"},
+                   "options -o and --out-dir conflict");
+  ExpectUsageError({"import", "a.rtf", "--out-dir", "x", "--out-dir", "y"},
+                   "option --out-dir given twice");
   ExpectUsageError({"info", "a.rtf"}, "info takes no file");
   ExpectUsageError({"import", "--frobnicate", "a.rtf"}, "unknown option '--frobnicate'");
   ExpectUsageError({"export", "--json", "a.json"}, "--json applies to import and survey only");
@@ -49,10 +66,16 @@ TEST(Usage, CommandLineMistakes) {
                    "--skip-paragraphs applies to export and roundtrip only");
   ExpectUsageError({"import", "a.rtf", "-o"}, "option -o needs a value");
   ExpectUsageError({"import", "a.rtf", "--debug=yes"}, "option --debug takes no value");
-  ExpectUsageError({"info", "--host-version", "twenty"},
-                   "invalid host version 'twenty': expected a number such as 2021.03, or 'none'");
-  ExpectUsageError({"info", "--host-version=2021.03x"},
-                   "invalid host version '2021.03x': expected a number such as 2021.03, or 'none'");
+  const std::string expected =
+      "': expected a release such as 2024r4, a number such as 2021.03, or 'none'";
+  for (const char* bad : {"twenty", "2021.03x", "2024r0", "24r4", "2024r", "2024r123", "r4",
+                          "2024r4x", "2019r1.1.1"}) {
+    ExpectUsageError({"info", "--host-version=" + std::string(bad)},
+                     "invalid host version '" + std::string(bad) + expected);
+  }
+  ExpectUsageError({"info", "--host-version", "2019r1.1"},
+                   "host version '2019r1.1' is a point release, which the host's version number "
+                   "(2019.01 for 2019r1) cannot tell apart: give 2019r1");
 }
 
 TEST(Usage, HelpAndVersionSucceed) {

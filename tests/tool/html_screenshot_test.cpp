@@ -9,6 +9,7 @@
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
+#include <iterator>
 #include <string>
 #include <vector>
 
@@ -102,6 +103,67 @@ TEST(HtmlInChromiumCheck, WrongExpectedTextIsReported) {
                              "' '" + SamplePath("welcome.rtf") + "'");
   EXPECT_EQ(r.status, 1) << r.output;
   EXPECT_NE(r.output.find("the page's visible text differs"), std::string::npos) << r.output;
+}
+
+// Which face each run got in the browser: its rendered width against the same text in the
+// generic faces. PostScript names no font carries must still land in the right kind of face.
+TEST(HtmlInChromiumCheck, PostScriptFontNamesRenderInTheirGenericFace) {
+  if (::access(kChromium, X_OK) != 0) {
+    GTEST_SKIP() << "Chromium is not installed at " << kChromium;
+  }
+  struct Expected {
+    const char* font;
+    size_t generic;  // column of the generic face's width: 1 serif, 2 sans-serif, 3 monospace
+  };
+  const Expected expected[] = {{"ArialMT", 2},        {"Helvetica-BoldOblique", 2},
+                               {"Times-Roman", 1},    {"TimesNewRomanPSMT", 1},
+                               {"CourierNewPSMT", 3}, {"Menlo-Regular", 3}};
+  const std::string line = "The quick brown fox jumps over the lazy dog";
+  std::string rtf = "{\\rtf1{\\fonttbl";
+  for (size_t i = 0; i < std::size(expected); ++i) {
+    rtf += "\\f" + std::to_string(i) + " " + expected[i].font + ";";
+  }
+  rtf += "}";
+  for (size_t i = 0; i < std::size(expected); ++i) {
+    rtf += "\\f" + std::to_string(i) + " " + line + "\\par ";
+  }
+  rtf += "}";
+  TempDir dir;
+  WriteFile(dir.File("fonts.rtf"), rtf);
+  ScriptResult r = RunScript("-o '" + dir.File("shot.png") + "' -m '" + dir.File("widths.tsv") +
+                             "' '" + dir.File("fonts.rtf") + "'");
+  ASSERT_EQ(r.status, 0) << r.output;
+  std::vector<std::vector<std::string> > rows;
+  for (const std::string& row : Lines(ReadFile(dir.File("widths.tsv")))) {
+    std::vector<std::string> cells;
+    size_t start = 0;
+    for (size_t tab; (tab = row.find('\t', start)) != std::string::npos; start = tab + 1) {
+      cells.push_back(row.substr(start, tab - start));
+    }
+    cells.push_back(row.substr(start));
+    ASSERT_EQ(cells.size(), 6u) << row;
+    rows.push_back(cells);
+  }
+  ASSERT_EQ(rows.size(), std::size(expected));
+  // The generic faces must differ from one another here, or widths cannot tell them apart.
+  const std::vector<std::string>& first = rows[0];
+  if (first[1] == first[2] || first[2] == first[3] || first[1] == first[3]) {
+    GTEST_SKIP() << "serif, sans-serif and monospace text have the same width on this machine ("
+                 << first[1] << ", " << first[2] << ", " << first[3]
+                 << " px): its fonts cannot tell the faces apart";
+  }
+  for (size_t i = 0; i < rows.size(); ++i) {
+    const std::vector<std::string>& cells = rows[i];
+    EXPECT_EQ(cells[5], line);
+    EXPECT_EQ(cells[4].rfind(expected[i].font, 0), 0u) << cells[4];
+    for (size_t generic = 1; generic <= 3; ++generic) {
+      if (generic == expected[i].generic) {
+        EXPECT_EQ(cells[0], cells[generic]) << expected[i].font << " in " << cells[4];
+      } else {
+        EXPECT_NE(cells[0], cells[generic]) << expected[i].font << " in " << cells[4];
+      }
+    }
+  }
 }
 
 #endif  // _WIN32

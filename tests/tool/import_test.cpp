@@ -147,7 +147,7 @@ TEST(Import, WelcomeSampleShowsItsHeadingCentredBoldAndBlue) {
 TEST(Import, HtmlShowsFontsSizesColoursAndAlignments) {
   ToolResult r = RunTool({"import", "--html", SamplePath("welcome.rtf")});
   ASSERT_EQ(r.status, 0) << r.err;
-  EXPECT_NE(r.out.find("<p style=\"text-align:center\"><span style=\"font-family:'Georgia';"
+  EXPECT_NE(r.out.find("<p style=\"text-align:center\"><span style=\"font-family:'Georgia', serif;"
                        "font-size:20pt;color:#1F3A93;font-weight:bold;\">Welcome to Pendlow"
                        "</span></p>"),
             std::string::npos)
@@ -157,6 +157,22 @@ TEST(Import, HtmlShowsFontsSizesColoursAndAlignments) {
   EXPECT_NE(r.out.find("text-decoration:underline;"), std::string::npos);
   EXPECT_NE(r.out.find("color:#C0392B;\">colours</span>"), std::string::npos);
   EXPECT_NE(r.out.find("<title>welcome.rtf</title>"), std::string::npos);
+}
+
+TEST(Import, HtmlGivesPostScriptNamesTheirFamilyAndAGenericFace) {
+  RunOptions in;
+  in.input =
+      "{\\rtf1{\\fonttbl\\f0 ArialMT;\\f1 Helvetica-BoldOblique;\\f2 CourierNewPSMT;"
+      "\\f3 Georgia;\\f4 Unheard-Bold;}\\f0 a\\f1 b\\f2 c\\f3 d\\f4 e\\par}";
+  ToolResult r = RunTool({"import", "--html", "-"}, in);
+  ASSERT_EQ(r.status, 0) << r.err;
+  for (const char* family :
+       {"font-family:'ArialMT', 'Arial', sans-serif;",
+        "font-family:'Helvetica-BoldOblique', 'Helvetica', sans-serif;",
+        "font-family:'CourierNewPSMT', 'Courier New', monospace;", "font-family:'Georgia', serif;",
+        "font-family:'Unheard-Bold', 'Unheard';"}) {
+    EXPECT_NE(r.out.find(family), std::string::npos) << family << "\n" << r.out;
+  }
 }
 
 TEST(Import, HtmlEscapesTextAndFontNames) {

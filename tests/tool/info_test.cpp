@@ -105,6 +105,31 @@ TEST(Info, DefaultHostVersionIsTheSimulatedHostsDefault) {
   EXPECT_EQ(plain.out, explicitVersion.out);
 }
 
+// The IDE's release names are the numbers the host reports: 2012r1 is 2012.01.
+TEST(Info, ReleaseNamesAreTheHostsVersionNumbers) {
+  for (const auto& [release, number] : {std::pair<const char*, const char*>{"2012r1", "2012.01"},
+                                        {"2018r2", "2018.02"},
+                                        {"2021r3", "2021.03"},
+                                        {"2024R4", "2024.04"},
+                                        {"2019r10", "2019.10"}}) {
+    ToolResult byName = RunTool({"info", "--host-version", release});
+    ToolResult byNumber = RunTool({"info", "--host-version", number});
+    ASSERT_EQ(byName.status, 0) << release << ": " << byName.err;
+    ASSERT_EQ(byNumber.status, 0) << byNumber.err;
+    std::vector<std::string> nameLines = Lines(byName.out);
+    std::vector<std::string> numberLines = Lines(byNumber.out);
+    ASSERT_FALSE(nameLines.empty());
+    EXPECT_EQ(nameLines[0], "Host version " + std::string(number) + " (" + release + ")");
+    EXPECT_EQ(std::vector<std::string>(nameLines.begin() + 1, nameLines.end()),
+              std::vector<std::string>(numberLines.begin() + 1, numberLines.end()))
+        << release;
+  }
+  // Old and new hosts really differ, so the comparison above can tell a wrong number.
+  EXPECT_NE(RunTool({"info", "--host-version", "2012r1"}).out.find("Class extension of"),
+            std::string::npos);
+  EXPECT_NE(RunTool({"info", "--host-version", "2024r4"}).out.find("Module "), std::string::npos);
+}
+
 TEST(Info, ShowsTheLibraryItLoaded) {
   ToolResult r = RunTool({"info", "--library", LibraryPath()});
   ASSERT_EQ(r.status, 0) << r.err;

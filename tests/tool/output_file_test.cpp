@@ -1,11 +1,20 @@
 // -o FILE: the output goes to a temporary file beside the target and is renamed over it; the
-// input is never written to.
+// input is never written to. Devices and FIFOs are written in place, and "-" is standard output.
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 #if defined(_WIN32)
 #include <windows.h>
 #else
+#include <fcntl.h>
+#include <sys/types.h>  // makedev (macOS)
 #include <unistd.h>
+#if defined(__linux__)
+#include <sys/sysmacros.h>  // makedev (glibc)
+#endif
+
+#include <cerrno>
+#include <cstring>
+#include <thread>
 #endif
 
 #include "tool_runner.h"
@@ -194,6 +203,144 @@ TEST(OutputFile, RelativeNameLandsInTheWorkingDirectory) {
   ASSERT_EQ(r.status, 0) << r.err;
   EXPECT_EQ(dir.Entries(), (std::vector<std::string>{"w.json"}));
 }
+
+TEST(OutputFile, DashIsStandardOutput) {
+  TempDir dir;
+  RunOptions options;
+  options.workingDirectory = dir.path();
+  ToolResult r = RunTool({"import", "--text", SamplePath("welcome.rtf"), "-o", "-"}, options);
+  ASSERT_EQ(r.status, 0) << r.err;
+  EXPECT_EQ(r.out, RunTool({"import", "--text", SamplePath("welcome.rtf")}).out);
+  EXPECT_NE(r.out, "");
+  EXPECT_TRUE(dir.Entries().empty());  // no file named "-"
+}
+
+#if defined(_WIN32)
+TEST(OutputFile, NulDeviceIsWrittenInPlace) {
+  TempDir dir;
+  RunOptions options;
+  options.workingDirectory = dir.path();
+  ToolResult r = RunTool({"import", "--text", SamplePath("welcome.rtf"), "-o", "NUL"}, options);
+  EXPECT_EQ(r.status, 0) << r.err;
+  EXPECT_EQ(r.out, "");
+  EXPECT_TRUE(dir.Entries().empty());  // no temporary file left beside it, no file "NUL"
+}
+#else
+// Device nodes and FIFOs exist only on POSIX systems; Windows' devices are checked above.
+
+// A character device made in a temporary folder, so that a mistake never touches /dev.
+// Making one needs root (CAP_MKNOD); "" with the reason in `why` when it cannot be made.
+std::string MakeCharDevice(const TempDir& dir, const char* name, unsigned minor, std::string* why) {
+  if (::geteuid() != 0) {
+    *why = "making a device node needs root";
+    return "";
+  }
+  std::string path = dir.File(name);
+  if (::mknod(path.c_str(), S_IFCHR | 0666, makedev(1, minor)) != 0) {
+    *why = std::string("mknod failed: ") + std::strerror(errno);
+    return "";
+  }
+  return path;
+}
+
+TEST(OutputFile, DeviceIsWrittenInPlaceNotReplaced) {
+  TempDir dir;
+  std::string why;
+  std::string null = MakeCharDevice(dir, "null", 3, &why);
+  if (null.empty()) GTEST_SKIP() << why;
+  ToolResult r = RunTool({"import", "--text", SamplePath("welcome.rtf"), "-o", null});
+  EXPECT_EQ(r.status, 0) << r.err;
+  EXPECT_EQ(r.out, "");
+  struct stat info {};
+  ASSERT_EQ(::lstat(null.c_str(), &info), 0);
+  EXPECT_TRUE(S_ISCHR(info.st_mode));
+  EXPECT_EQ(info.st_rdev, makedev(1, 3));
+  EXPECT_EQ(dir.Entries(), std::vector<std::string>{"null"});
+}
+
+TEST(OutputFile, WriteErrorOfADeviceIsReported) {
+  // The full device refuses every write with ENOSPC. Without root a node of our own cannot be
+  // made; the system's own is then safe to use, as nobody but root could replace it.
+  TempDir dir;
+  std::string why;
+  std::string full = MakeCharDevice(dir, "full", 7, &why);
+  if (full.empty()) {
+    if (::geteuid() == 0 || ::access("/dev/full", W_OK) != 0) {
+      GTEST_SKIP() << why << "; no writable /dev/full either";
+    }
+    full = "/dev/full";
+  }
+  ToolResult r = RunTool({"import", "--json", SamplePath("welcome.rtf"), "-o", full});
+  EXPECT_EQ(r.status, 2);
+  EXPECT_EQ(r.err, "pendlow: cannot write '" + full + "': No space left on device\n");
+  struct stat info {};
+  ASSERT_EQ(::lstat(full.c_str(), &info), 0);
+  EXPECT_TRUE(S_ISCHR(info.st_mode));
+  EXPECT_EQ(info.st_rdev, makedev(1, 7));
+}
+
+// Runs the tool with `arguments` while reading the FIFO; what arrived through it.
+// The test holds both ends while the tool runs, so neither side waits for the other to open,
+// and closing its own writer afterwards ends the reading even if the tool never wrote.
+std::string ReadFifoWhileRunning(const std::string& fifo, const std::vector<std::string>& arguments,
+                                 ToolResult* result) {
+  int readEnd = ::open(fifo.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC);
+  EXPECT_GE(readEnd, 0) << std::strerror(errno);
+  int ownWriter = ::open(fifo.c_str(), O_WRONLY | O_CLOEXEC);
+  EXPECT_GE(ownWriter, 0) << std::strerror(errno);
+  if (readEnd < 0 || ownWriter < 0) return "";
+  EXPECT_EQ(::fcntl(readEnd, F_SETFL, ::fcntl(readEnd, F_GETFL) & ~O_NONBLOCK), 0);
+  std::string received;
+  std::thread reader([&] {
+    char buffer[4096];
+    ssize_t got;
+    while ((got = ::read(readEnd, buffer, sizeof buffer)) != 0) {
+      if (got < 0 && errno == EINTR) continue;
+      if (got < 0) break;
+      received.append(buffer, static_cast<size_t>(got));
+    }
+  });
+  *result = RunTool(arguments);
+  ::close(ownWriter);
+  reader.join();
+  ::close(readEnd);
+  return received;
+}
+
+TEST(OutputFile, FifoIsWrittenInPlaceAndGetsTheData) {
+  TempDir dir;
+  std::string fifo = dir.File("pipe");
+  ASSERT_EQ(::mkfifo(fifo.c_str(), 0600), 0) << std::strerror(errno);
+  ToolResult r;
+  std::string received =
+      ReadFifoWhileRunning(fifo, {"import", "--json", SamplePath("welcome.rtf"), "-o", fifo}, &r);
+  EXPECT_EQ(r.status, 0) << r.err;
+  EXPECT_EQ(received, RunTool({"import", "--json", SamplePath("welcome.rtf")}).out);
+  EXPECT_NE(received, "");
+  struct stat info {};
+  ASSERT_EQ(::lstat(fifo.c_str(), &info), 0);
+  EXPECT_TRUE(S_ISFIFO(info.st_mode));
+  EXPECT_EQ(dir.Entries(), std::vector<std::string>{"pipe"});
+}
+
+TEST(OutputFile, SymbolicLinkToAFifoWritesThroughBoth) {
+  TempDir dir;
+  std::string fifo = dir.File("pipe");
+  ASSERT_EQ(::mkfifo(fifo.c_str(), 0600), 0) << std::strerror(errno);
+  ASSERT_EQ(::symlink("pipe", dir.File("link").c_str()), 0);
+  ToolResult r;
+  std::string received = ReadFifoWhileRunning(
+      fifo, {"import", "--text", SamplePath("welcome.rtf"), "-o", dir.File("link")}, &r);
+  EXPECT_EQ(r.status, 0) << r.err;
+  EXPECT_EQ(received, RunTool({"import", "--text", SamplePath("welcome.rtf")}).out);
+  struct stat info {};
+  ASSERT_EQ(::lstat(dir.File("link").c_str(), &info), 0);
+  EXPECT_TRUE(S_ISLNK(info.st_mode));
+  ASSERT_EQ(::lstat(fifo.c_str(), &info), 0);
+  EXPECT_TRUE(S_ISFIFO(info.st_mode));
+  EXPECT_EQ(dir.Entries(), (std::vector<std::string>{"link", "pipe"}));
+}
+#endif  // _WIN32
 
 }  // namespace
 }  // namespace tooltest

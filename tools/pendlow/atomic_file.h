@@ -1,6 +1,8 @@
 // Writing a file so that readers see either the old content or the complete new one: the bytes
 // go to a temporary file in the same directory, which is flushed to disk and then renamed over
-// the target.
+// the target. A target that exists and is not a regular file (a device such as /dev/null, a
+// FIFO, a socket; on Windows NUL or CON) is opened and written in place instead, never renamed
+// over or removed.
 #pragma once
 
 #include <string>

@@ -42,6 +42,27 @@ class TemporaryFile {
   int fd_;
 };
 
+// Devices, FIFOs and sockets are written through their own name: renaming a file over them
+// would replace the node itself (as root even /dev/null).
+void WriteInPlace(const std::string& requested, const std::string& path, std::string_view bytes) {
+  int fd = ::open(path.c_str(), O_WRONLY | O_CLOEXEC | O_NOCTTY);
+  if (fd < 0) Fail(requested, errno);
+  const char* data = bytes.data();
+  size_t left = bytes.size();
+  while (left > 0) {
+    ssize_t written = ::write(fd, data, left);
+    if (written < 0) {
+      if (errno == EINTR) continue;
+      int error = errno;
+      ::close(fd);
+      Fail(requested, error);
+    }
+    data += written;
+    left -= static_cast<size_t>(written);
+  }
+  if (::close(fd) != 0) Fail(requested, errno);
+}
+
 }  // namespace
 
 void WriteFileAtomically(const std::string& requested, std::string_view bytes) {
@@ -56,6 +77,10 @@ void WriteFileAtomically(const std::string& requested, std::string_view bytes) {
   struct stat existing {};
   bool exists = ::stat(path.c_str(), &existing) == 0;
   if (exists && S_ISDIR(existing.st_mode)) Fail(requested, EISDIR);
+  if (exists && !S_ISREG(existing.st_mode)) {
+    WriteInPlace(requested, path, bytes);
+    return;
+  }
 
   size_t slash = path.rfind('/');
   std::string directory = slash == std::string::npos ? "." : path.substr(0, slash + 1);

@@ -79,9 +79,45 @@ class TemporaryFile {
   HANDLE file_;
 };
 
+// Whether the name is a device (NUL, CON, a pipe ...) rather than a file on a disk. Opening
+// with no access asks for nothing and changes nothing.
+bool IsDevice(const std::string& path) {
+  HANDLE probe = CreateFileA(path.c_str(), 0, FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr,
+                             OPEN_EXISTING, FILE_FLAG_BACKUP_SEMANTICS, nullptr);
+  if (probe == INVALID_HANDLE_VALUE) return false;
+  DWORD type = GetFileType(probe);
+  CloseHandle(probe);
+  return type != FILE_TYPE_DISK && type != FILE_TYPE_UNKNOWN;
+}
+
+// A device is written through its own name: there is no file to move anything over.
+void WriteInPlace(const std::string& path, std::string_view bytes) {
+  HANDLE file = CreateFileA(path.c_str(), GENERIC_WRITE, FILE_SHARE_READ | FILE_SHARE_WRITE,
+                            nullptr, OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr);
+  if (file == INVALID_HANDLE_VALUE) Fail(path, Reason(GetLastError()));
+  const char* data = bytes.data();
+  size_t left = bytes.size();
+  while (left > 0) {
+    DWORD chunk = left > (1u << 30) ? (1u << 30) : static_cast<DWORD>(left);
+    DWORD written = 0;
+    if (!WriteFile(file, data, chunk, &written, nullptr)) {
+      DWORD error = GetLastError();
+      CloseHandle(file);
+      Fail(path, Reason(error));
+    }
+    data += written;
+    left -= written;
+  }
+  CloseHandle(file);
+}
+
 }  // namespace
 
 void WriteFileAtomically(const std::string& path, std::string_view bytes) {
+  if (IsDevice(path)) {
+    WriteInPlace(path, bytes);
+    return;
+  }
   DWORD existing = GetFileAttributesA(path.c_str());
   bool exists = existing != INVALID_FILE_ATTRIBUTES;
   if (exists && (existing & FILE_ATTRIBUTE_DIRECTORY) != 0) Fail(path, std::strerror(EISDIR));

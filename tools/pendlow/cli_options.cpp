@@ -1,10 +1,12 @@
 #include "cli_options.h"
 
+#include <cctype>
 #include <cerrno>
 #include <cmath>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <filesystem>
 #include <string_view>
 #include <vector>
 
@@ -55,23 +57,122 @@ const char* CommandName(Command command) {
   throw ToolError(kExitUsage, message + " (see 'pendlow --help')");
 }
 
+bool AllDigits(std::string_view text) {
+  if (text.empty()) return false;
+  for (char c : text) {
+    if (c < '0' || c > '9') return false;
+  }
+  return true;
+}
+
+// The IDE's release name, "2024r4": the host reports it as year + release / 100 (2024.04). That
+// number has no place for a point release, so "2019r1.1" is refused rather than rounded.
+std::optional<double> ParseReleaseName(const std::string& text) {
+  size_t r = text.find_first_of("rR");
+  if (r == std::string::npos || !AllDigits(std::string_view(text).substr(0, r))) {
+    return std::nullopt;
+  }
+  std::string year = text.substr(0, r);
+  std::string release = text.substr(r + 1);
+  size_t dot = release.find('.');
+  if (year.size() == 4 && dot != std::string::npos && dot <= 2 &&
+      AllDigits(release.substr(0, dot)) && AllDigits(release.substr(dot + 1))) {
+    std::string named = year + "r" + std::to_string(std::stoi(release.substr(0, dot)));
+    char number[32];
+    std::snprintf(number, sizeof number, "%s.%02d", year.c_str(),
+                  std::stoi(release.substr(0, dot)));
+    Usage("host version '" + text + "' is a point release, which the host's version number (" +
+          number + " for " + named + ") cannot tell apart: give " + named);
+  }
+  if (year.size() != 4 || !AllDigits(release) || release.size() > 2 || std::stoi(release) == 0) {
+    return std::nullopt;
+  }
+  // Through the decimal text, so that 2024r4 is the very double 2024.04 is.
+  char number[32];
+  std::snprintf(number, sizeof number, "%s.%02d", year.c_str(), std::stoi(release));
+  return std::strtod(number, nullptr);
+}
+
 std::optional<double> ParseHostVersion(const std::string& text) {
   if (text == "none") return std::nullopt;
+  if (std::optional<double> release = ParseReleaseName(text)) return release;
   errno = 0;
   char* end = nullptr;
   double value = std::strtod(text.c_str(), &end);
   if (text.empty() || errno != 0 || end == nullptr || *end != '\0' || !std::isfinite(value)) {
-    Usage("invalid host version '" + text + "': expected a number such as 2021.03, or 'none'");
+    Usage("invalid host version '" + text +
+          "': expected a release such as 2024r4, a number such as 2021.03, or 'none'");
   }
   return value;
+}
+
+bool IsDirectory(const std::string& path) {
+  std::error_code error;
+  return std::filesystem::is_directory(path, error);
+}
+
+bool EndsWithSeparator(const std::string& path) {
+  return !path.empty() && std::string_view(kPathSeparators).find(path.back()) != std::string::npos;
+}
+
+// As pandoc does: the output file's extension chooses the format when no option does.
+Format FormatOfName(const std::string& path, Format otherwise) {
+  size_t dot = path.rfind('.');
+  if (dot == std::string::npos || path.find_first_of(kPathSeparators, dot) != std::string::npos) {
+    return otherwise;
+  }
+  std::string extension;
+  for (char c : path.substr(dot + 1))
+    extension += static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
+  if (extension == "json") return Format::kJson;
+  if (extension == "txt") return Format::kText;
+  if (extension == "html" || extension == "htm") return Format::kHtml;
+  return otherwise;
+}
+
+// `-o DIR/` (or an existing folder, for several inputs) and --out-dir give each input its own
+// output file in that folder. Several inputs need one, as all their outputs on one stream or in
+// one file could not be told apart; roundtrip reports, which begin with the input's name, are
+// the exception and go to standard output one after another.
+void ResolveOutputFolder(const std::string& command, Options* options) {
+  // A survey takes many files and writes one report (-o FILE), never a folder of outputs.
+  if (options->command == Command::kSurvey) return;
+  const bool several = options->inputs.size() > 1;
+  if (options->output &&
+      (EndsWithSeparator(*options->output) || (several && IsDirectory(*options->output)))) {
+    if (options->outputDir) Usage("options -o and --out-dir conflict");
+    options->outputDir = options->output;
+    options->output.reset();
+  }
+  if (options->outputDir && options->output) Usage("options -o and --out-dir conflict");
+  if (options->outputDir && options->command != Command::kImport &&
+      options->command != Command::kExport) {
+    Usage("an output folder applies to import and export only");
+  }
+  if (options->outputDir) {
+    for (const std::string& input : options->inputs) {
+      if (input == "-") Usage("standard input has no name to give its output in a folder");
+    }
+  }
+  if (!several) return;
+  for (const std::string& input : options->inputs) {
+    if (input == "-") Usage("standard input ('-') cannot be one of several inputs");
+  }
+  if (options->command == Command::kRoundtrip) {
+    if (options->output) Usage("roundtrip of several files writes its reports to standard output");
+  } else if (!options->outputDir) {
+    Usage(command + " of several files needs an output folder: -o DIR/ or --out-dir DIR");
+  }
 }
 
 }  // namespace
 
 std::string ShortUsage() {
   return "usage: pendlow import FILE.rtf [--json|--text|--html] [-o OUT]\n"
-         "       pendlow export FILE.json [--skip-paragraphs] [-o OUT]\n"
-         "       pendlow roundtrip FILE.rtf [--skip-paragraphs]\n"
+         "       pendlow import FILE.rtf... [--json|--text|--html] (-o DIR/ | --out-dir DIR)\n"
+         "       pendlow export FILE.json... [--skip-paragraphs] [-o OUT | -o DIR/ | --out-dir "
+         "DIR]\n"
+         "       pendlow roundtrip FILE.rtf... [--skip-paragraphs]\n"
          "       pendlow info\n"
          "       pendlow survey FILE|DIR... [--json] [-o OUT]\n"
          "       pendlow --help | --version\n";
@@ -98,19 +199,28 @@ std::string HelpText() {
          "                  time, writer) and totals by writer. A DIR means its *.rtf files,\n"
          "                  sorted, not those of its subdirectories. --json for scripts. Exit\n"
          "                  status 2 when any file could not be read (after the whole report)\n"
-         "  FILE may be '-' for standard input.\n"
+         "  FILE may be '-' for standard input. Several FILEs need an output folder (import\n"
+         "  and export; roundtrip prints its reports one after another): each input's output\n"
+         "  there has its name with .table.txt, .txt, .json, .html or (export) .rtf. An input\n"
+         "  that fails is reported and the others still go; the exit status is then 2.\n"
          "\n"
          "Import formats:\n"
          "  --table         runs and paragraphs as a table (the default)\n"
          "  --json          the JSON document described in tools/pendlow/SCHEMA.md\n"
          "  --text          the plain text, one line per paragraph\n"
          "  --html          a self-contained HTML page showing the styled text\n"
+         "  Without one of these, -o FILE's extension chooses: .json, .txt, .html (.htm).\n"
          "\n"
          "Options:\n"
          "  --skip-paragraphs     export with SkipParagraphs = true (no alignment is written)\n"
-         "  -o, --output FILE     write the output to FILE (atomically) instead of standard "
-         "output\n"
-         "  --host-version V      the host version the library is told, e.g. 2012.01 or 2021.03;\n"
+         "  -o, --output FILE     write the output to FILE (atomically) instead of standard\n"
+         "                        output; '-' is standard output, and a device or FIFO is\n"
+         "                        written in place; DIR/ (or, for several inputs, an existing\n"
+         "                        folder) is an output folder\n"
+         "  --out-dir DIR         one output per input in DIR, made when missing\n"
+         "  --host-version V      the host version the library is told: a release as the IDE\n"
+         "                        names it (2012r1, 2024r4) or the number the host reports\n"
+         "                        (2012.01, 2021.03);\n"
          "                        'none' for a host that cannot tell (default " +
          DefaultHostVersionText() +
          ")\n"
@@ -190,9 +300,18 @@ Options ParseOptions(int argc, char** argv) {
       if (options.output) Usage("option " + name + " given twice");
       options.output = value();
       if (options.output->empty()) Usage("option " + name + " needs a file name");
+    } else if (name == "--out-dir") {
+      if (options.outputDir) Usage("option --out-dir given twice");
+      options.outputDir = value();
+      if (options.outputDir->empty()) Usage("option --out-dir needs a folder name");
     } else if (name == "--host-version") {
       options.hostVersionText = value();
       options.hostVersion = ParseHostVersion(options.hostVersionText);
+      if (options.hostVersion && options.hostVersionText.find_first_of("rR") != std::string::npos) {
+        char number[32];
+        std::snprintf(number, sizeof number, "%.2f", *options.hostVersion);
+        options.hostVersionText = number + (" (" + options.hostVersionText + ")");
+      }
     } else if (name == "--library") {
       options.library = value();
       if (options.library->empty()) Usage("option --library needs a path");
@@ -210,6 +329,7 @@ Options ParseOptions(int argc, char** argv) {
     }
   }
   if (options.help || options.version) return options;
+  if (options.output && *options.output == "-") options.output.reset();  // standard output
 
   if (positional.empty()) Usage("no command given");
   const std::string& command = positional[0];
@@ -235,8 +355,8 @@ Options ParseOptions(int argc, char** argv) {
     options.inputs.assign(positional.begin() + 1, positional.end());
   } else {
     if (positional.size() < 2) Usage(name + " needs a file name (or '-' for standard input)");
-    if (positional.size() > 2) Usage(name + " takes one file, not '" + positional[2] + "' too");
-    options.input = positional[1];
+    options.inputs.assign(positional.begin() + 1, positional.end());
+    options.input = options.inputs[0];
   }
   if (format) {
     bool surveyFormat = *format == Format::kJson || *format == Format::kTable;
@@ -247,7 +367,10 @@ Options ParseOptions(int argc, char** argv) {
       Usage(formatOption + " applies to import and survey only");
     }
     options.format = *format;
+  } else if (options.command == Command::kImport && options.output) {
+    options.format = FormatOfName(*options.output, options.format);
   }
+  ResolveOutputFolder(name, &options);
   if (options.skipParagraphs && options.command != Command::kExport &&
       options.command != Command::kRoundtrip) {
     Usage("--skip-paragraphs applies to export and roundtrip only");

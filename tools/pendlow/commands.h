@@ -12,6 +12,9 @@ int RunRoundtrip(const Options& options);
 int RunInfo(const Options& options);
 int RunSurvey(const Options& options);
 
+// Several inputs, or an output folder: the command once per input.
+int RunEachInput(const Options& options);
+
 // One note on standard error saying why the member left the StyledText empty.
 void NoteEmptyResult(const Input& input);
 

@@ -1,6 +1,7 @@
 #include <cstdio>
 
 #include "cli_options.h"
+#include "font_families.h"
 #include "formats.h"
 #include "utf8.h"
 
@@ -57,9 +58,19 @@ std::string CssString(std::string_view utf8) {
   return out + "'";
 }
 
+// The font's own name first, then the family behind a PostScript name, then the generic face,
+// so that "ArialMT" still shows in a sans-serif face where no font has that name.
+std::string FontFamilyList(const std::string& font) {
+  FontFallbacks fallbacks = FallbacksFor(font);
+  std::string list = CssString(font);
+  if (!fallbacks.family.empty()) list += ", " + CssString(fallbacks.family);
+  if (!fallbacks.generic.empty()) list += ", " + fallbacks.generic;
+  return list;
+}
+
 std::string RunStyle(const StyledRun& run) {
   std::string style;
-  if (run.font && !run.font->empty()) style += "font-family:" + CssString(*run.font) + ";";
+  if (run.font && !run.font->empty()) style += "font-family:" + FontFamilyList(*run.font) + ";";
   if (run.size > 0) style += "font-size:" + std::to_string(run.size) + "pt;";
   style += "color:" + ColorHex(run.color) + ";";
   if (run.bold) style += "font-weight:bold;";
