@@ -26,7 +26,9 @@ int main(int argc, char** argv) {
       std::printf("pendlow %s\nlibrary: %s\n", ToolVersion(), LibraryBesideTool().c_str());
       return kExitOk;
     }
-    if (options.inputs.size() > 1 || options.outputDir) return RunEachInput(options);
+    if (options.command != Command::kSurvey && (options.inputs.size() > 1 || options.outputDir)) {
+      return RunEachInput(options);
+    }
     switch (options.command) {
       case Command::kImport:
         return RunImport(options);
