@@ -21,7 +21,7 @@ def document(profile, size_mb, seed):
     os.makedirs(folder, exist_ok=True)
     path = os.path.join(folder, f"{profile}-{size_mb:g}mb-seed{seed}.rtf")
     if not os.path.exists(path):
-        generator = os.path.join(os.environ["SHARED"], "bench", "gen_rtf.py")
+        generator = os.environ["GEN_RTF"]
         partial = path + ".part"
         subprocess.run([sys.executable, generator, "--profile", profile, "--size-mb",
                         f"{size_mb:g}", "--seed", str(seed), "-o", partial], check=True)

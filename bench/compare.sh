@@ -8,8 +8,8 @@
 # peak resident memory of pendlow and catdoc, and pendlow's speed as a multiple of catdoc's.
 #
 # Environment: PENDLOW (the tool, default build/default/pendlow), COMPARE_SIZE_MB (10),
-# COMPARE_ROUNDS (3), COMPARE_SEED (1), COMPARE_DOCS (document folder), SHARED (the shared
-# folder holding bench/gen_rtf.py, default ../shared beside the repository).
+# COMPARE_ROUNDS (3), COMPARE_SEED (1), COMPARE_DOCS (document folder), GEN_RTF (the document
+# generator, default bench/gen_rtf.py).
 set -euo pipefail
 here=$(cd "$(dirname "$0")" && pwd)
 root=$(cd "$here/.." && pwd)
@@ -32,6 +32,6 @@ if [ ! -x "$PENDLOW" ]; then
   echo "no tool at $PENDLOW: build it first (cmake --preset default && cmake --build --preset default --target pendlow)" >&2
   exit 2
 fi
-export SHARED=${SHARED:-$root/../shared}
+export GEN_RTF=${GEN_RTF:-$here/gen_rtf.py}
 export COMPARE_DOCS=${COMPARE_DOCS:-$root/build/compare-docs}
 exec python3 "$here/compare.py" "$@"

@@ -11,8 +11,8 @@
 set -euo pipefail
 
 repo="$(cd "$(dirname "$0")/.." && pwd)"
-gen="$repo/../shared/bench/gen_rtf.py"
-corpus="$repo/../shared/corpus/real"
+gen="$repo/bench/gen_rtf.py"
+corpus="$repo/tests/corpus/real"
 driver="$repo/build/default/bench/cost/pendlow_library_cost"
 docs=""
 libs=()

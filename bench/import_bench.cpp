@@ -1,5 +1,5 @@
 // Throughput of the setter of "RTFDataZVK" through the simulated host: generated documents of
-// every profile of shared/bench/gen_rtf.py (seed 1), assigned to a new StyledText each time.
+// every profile of bench/gen_rtf.py (seed 1), assigned to a new StyledText each time.
 //
 // The documents are made on first use, one at a time, so a filtered run generates only what it
 // measures. PENDLOW_BENCH_IMPORT_MB picks the sizes in MiB (comma-separated, default "1,10"; the
@@ -85,9 +85,9 @@ const std::string* LoadDocument(const std::string& profile, int sizeMb, std::str
   if (dir.empty()) return nullptr;
   const std::string file = dir + "/" + wanted + ".rtf";
   if (access(file.c_str(), R_OK) != 0) {
-    const std::string command =
-        "python3 " + Quoted(std::string(PENDLOW_SHARED_DIR) + "/bench/gen_rtf.py") + " --profile " +
-        profile + " --size-mb " + std::to_string(sizeMb) + " --seed 1 -o " + Quoted(file);
+    const std::string command = "python3 " + Quoted(PENDLOW_GENERATOR) + " --profile " + profile +
+                                " --size-mb " + std::to_string(sizeMb) + " --seed 1 -o " +
+                                Quoted(file);
     if (std::system(command.c_str()) != 0) {
       *error = "generation failed: " + command;
       return nullptr;

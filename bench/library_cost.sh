@@ -23,7 +23,7 @@
 set -euo pipefail
 
 repo="$(cd "$(dirname "$0")/.." && pwd)"
-gen="$repo/../shared/bench/gen_rtf.py"
+gen="$repo/bench/gen_rtf.py"
 driver="$repo/build/default/bench/cost/pendlow_library_cost"
 library=""
 docs=""

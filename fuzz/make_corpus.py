@@ -1,13 +1,13 @@
 #!/usr/bin/env python3
 """Writes the starting corpus of every fuzz target into fuzz/corpus-work/seeds/<target>/.
 
-Sources: the real RTF documents in shared/corpus/real and small documents made by
-shared/bench/gen_rtf.py in every profile (the hostile one in several variants). Each target
+Sources: the real RTF documents in tests/corpus/real and small documents made by
+bench/gen_rtf.py in every profile (the hostile one in several variants). Each target
 gets them in its own input layout (see the comment at the top of each *_fuzz.cpp). Files are
 cut to the target's maximum input length, so the corpus stays small; it is made afresh at run
 time and never committed.
 
-    make_corpus.py [--shared DIR] [--out DIR]
+    make_corpus.py [--corpus DIR] [--gen GEN_RTF_PY] [--out DIR]
 """
 import argparse
 import hashlib
@@ -53,9 +53,8 @@ def write(directory, data, limit):
         f.write(data)
 
 
-def generated_documents(shared, scratch):
+def generated_documents(gen, scratch):
     """Small documents of every generator profile, as (name, bytes)."""
-    gen = os.path.join(shared, "bench", "gen_rtf.py")
     jobs = []
     for profile in ("plain", "styled", "unicode", "wordlike", "export"):
         for seed in (1, 2, 3):
@@ -76,13 +75,15 @@ def generated_documents(shared, scratch):
     return docs
 
 
-def real_documents(shared):
-    folder = os.path.join(shared, "corpus", "real")
+def real_documents(folder):
     docs = []
     for name in sorted(os.listdir(folder)):
         if name.lower().endswith(".rtf"):
             with open(os.path.join(folder, name), "rb") as f:
                 docs.append((name, f.read()))
+    if not docs:
+        sys.exit(f"make_corpus.py: no RTF documents in {folder} (the corpus is part of the "
+                 "repository: restore tests/corpus/real)")
     return docs
 
 
@@ -131,7 +132,8 @@ def export_input(rng, text, fonts):
 def main():
     parser = argparse.ArgumentParser(description=__doc__,
                                      formatter_class=argparse.RawDescriptionHelpFormatter)
-    parser.add_argument("--shared", default=os.path.join(HERE, "..", "..", "shared"))
+    parser.add_argument("--corpus", default=os.path.join(HERE, "..", "tests", "corpus", "real"))
+    parser.add_argument("--gen", default=os.path.join(HERE, "..", "bench", "gen_rtf.py"))
     parser.add_argument("--out", default=os.path.join(HERE, "corpus-work", "seeds"))
     args = parser.parse_args()
 
@@ -139,7 +141,7 @@ def main():
         shutil.rmtree(args.out)
     scratch = os.path.join(args.out, "_generated")
     os.makedirs(scratch)
-    docs = real_documents(args.shared) + generated_documents(args.shared, scratch)
+    docs = real_documents(args.corpus) + generated_documents(args.gen, scratch)
     shutil.rmtree(scratch)
     rng = random.Random(20240611)
     folder = {t: os.path.join(args.out, t) for t in MAX_LEN}

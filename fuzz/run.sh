@@ -40,7 +40,7 @@ binary="$build/fuzz/fuzz_$target"
 work="$here/corpus-work"
 seeds="$work/seeds/$target"
 if [ ! -d "$seeds" ]; then
-  python3 "$here/make_corpus.py" --shared "$root/../shared" --out "$work/seeds" >/dev/null
+  python3 "$here/make_corpus.py" --out "$work/seeds" >/dev/null
 fi
 corpus=${PENDLOW_FUZZ_CORPUS:-$work/$target}
 artifacts="$here/artifacts"

@@ -18,7 +18,7 @@ echo "building the fuzz targets in $build"
 cmake --build "$build" --target pendlow_fuzz_targets -j"$(nproc 2>/dev/null || echo 2)" >/dev/null
 
 work="$here/corpus-work"
-python3 "$here/make_corpus.py" --shared "$root/../shared" --out "$work/seeds"
+python3 "$here/make_corpus.py" --out "$work/seeds"
 mkdir -p "$work/logs"
 
 failed=()

@@ -12,7 +12,7 @@
 set -euo pipefail
 cd "$(dirname "$0")/.."
 root=$(pwd)
-corpus=${PENDLOW_CORPUS:-$root/../shared/corpus/real}
+corpus=${PENDLOW_CORPUS:-$root/tests/corpus/real}
 
 [ $# -gt 0 ] || { echo "usage: scripts/same_answers.sh PRESET..." >&2; exit 2; }
 [ -x build/default/pendlow ] || { echo "build/default/pendlow is missing: build the default preset first" >&2; exit 2; }

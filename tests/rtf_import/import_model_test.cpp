@@ -14,6 +14,7 @@
 #include <vector>
 
 #include "import_fixture.h"
+#include "support/corpus.h"
 #include "support/generated_document.h"
 
 namespace model {
@@ -651,16 +652,16 @@ TEST_F(ImportTest, ModelAgreesOnRandomDocuments) {
 }
 
 TEST_F(ImportTest, ModelAgreesOnRealDocuments) {
-  for (auto& e : std::filesystem::recursive_directory_iterator(std::string(PENDLOW_SHARED_DIR) +
-                                                               "/corpus/real")) {
-    if (!e.is_regular_file()) continue;
-    std::ifstream in(e.path(), std::ios::binary);
+  const std::vector<std::filesystem::path> files = test_support::CorpusFiles();
+  ASSERT_FALSE(files.empty()) << test_support::CorpusMissing();
+  for (const std::filesystem::path& file : files) {
+    std::ifstream in(file, std::ios::binary);
     std::stringstream ss;
     ss << in.rdbuf();
     std::string doc = ss.str();
     host_.ResetCounters();
     auto runs = Import(doc);
-    SCOPED_TRACE(e.path().string());
+    SCOPED_TRACE(file.string());
     Compare(this, host_, styledText_, doc, runs);
   }
 }
@@ -694,10 +695,11 @@ TEST_F(ImportTest, ModelAgreesOnGeneratedDocuments) {
 
 TEST_F(ImportTest, ModelAgreesOnMutatedDocuments) {
   std::vector<std::string> docs;
-  for (auto& e : std::filesystem::recursive_directory_iterator(std::string(PENDLOW_SHARED_DIR) +
-                                                               "/corpus/real")) {
-    if (e.is_regular_file() && e.file_size() < 20000) docs.push_back(Slurp(e.path().string()));
+  for (const std::filesystem::path& file : test_support::CorpusFiles()) {
+    if (std::filesystem::file_size(file) < 20000) docs.push_back(Slurp(file.string()));
   }
+  // The documents are picked at random below: none would leave nothing to pick from.
+  ASSERT_FALSE(docs.empty()) << test_support::CorpusMissing();
   std::mt19937 rng(777);
   const char specials[] = "{}\\\r\n';0-9*abu ";
   for (int k = 0; k < 1000; ++k) {

@@ -14,25 +14,12 @@
 #include <vector>
 
 #include "import_fixture.h"
+#include "support/corpus.h"
 
 namespace import_test {
 namespace {
 
 namespace fs = std::filesystem;
-
-std::vector<fs::path> CorpusFiles() {
-  std::vector<fs::path> files;
-  const fs::path folder = fs::path(PENDLOW_SHARED_DIR) / "corpus" / "real";
-  for (const auto& entry : fs::directory_iterator(folder)) {
-    // Everything but the folder's own notes; one document is named "*.RTF".
-    const std::string extension = entry.path().extension().string();
-    if (entry.is_regular_file() && extension != ".tsv" && extension != ".md") {
-      files.push_back(entry.path());
-    }
-  }
-  std::sort(files.begin(), files.end());
-  return files;
-}
 
 std::string ReadFile(const fs::path& path) {
   std::ifstream in(path, std::ios::binary);
@@ -134,8 +121,10 @@ void PrintTotals(const Totals& t) {
 }
 
 TEST_F(ImportTest, EveryRealDocumentImports) {
-  const std::vector<fs::path> files = CorpusFiles();
-  ASSERT_GT(files.size(), 200u);
+  const std::vector<fs::path> files = test_support::CorpusFiles();
+  ASSERT_FALSE(files.empty()) << test_support::CorpusMissing();
+  ASSERT_GT(files.size(), 200u) << "the corpus in " << test_support::CorpusFolder()
+                                << " is incomplete";
   Totals totals;
   for (const fs::path& file : files) {
     SCOPED_TRACE(file.filename().string());

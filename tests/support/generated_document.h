@@ -1,4 +1,5 @@
-// Documents of the benchmark generator (../shared/bench/gen_rtf.py), for tests that import them.
+// Documents of the benchmark generator (bench/gen_rtf.py, PENDLOW_GENERATOR), for tests that
+// import them.
 // Made on the spot with python3; where no Python can be started (Windows programs under wine),
 // read from the copies the build made beforehand in PENDLOW_GENERATED_DIR
 // (tests/CMakeLists.txt lists which).
@@ -29,9 +30,9 @@ inline std::string GeneratedDocument(const std::string& profile, int seed,
   const int fd = mkstemp(path);
   if (fd < 0) return "";
   close(fd);
-  const std::string command = std::string("python3 '") + PENDLOW_SHARED_DIR +
-                              "/bench/gen_rtf.py' --profile " + profile + " --size-mb " + sizeMb +
-                              " --seed " + std::to_string(seed) + " -o '" + path + "' 2>/dev/null";
+  const std::string command = std::string("python3 '") + PENDLOW_GENERATOR + "' --profile " +
+                              profile + " --size-mb " + sizeMb + " --seed " + std::to_string(seed) +
+                              " -o '" + path + "' 2>/dev/null";
   std::string rtf;
   if (std::system(command.c_str()) == 0) {
     std::ifstream in(path, std::ios::binary);

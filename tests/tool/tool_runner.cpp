@@ -240,7 +240,7 @@ std::string SamplePath(const std::string& name) {
   return std::string(PENDLOW_SOURCE_DIR) + "/samples/" + name;
 }
 std::string CorpusPath(const std::string& name) {
-  return std::string(PENDLOW_SHARED_DIR) + "/corpus/real/" + name;
+  return std::string(PENDLOW_CORPUS_DIR) + "/" + name;
 }
 
 std::vector<std::string> Lines(const std::string& text) {

@@ -1,8 +1,12 @@
 #include "json.h"
 
+#include <algorithm>
 #include <cerrno>
+#include <cstddef>
 #include <cstdio>
 #include <cstdlib>
+#include <iterator>
+#include <nlohmann/json.hpp>
 
 #include "utf8.h"
 
@@ -45,312 +49,468 @@ std::optional<int64_t> Value::AsInteger() const {
 
 namespace {
 
-// Nesting deeper than this is refused instead of risking the stack on hostile input.
-constexpr int kMaxDepth = 512;
+// Nesting deeper than this is refused instead of building a tree for hostile input.
+constexpr size_t kMaxDepth = 512;
 
-class Parser {
+using Json = nlohmann::json;
+
+// Walks the text as nlohmann's lexer reads it and records the furthest byte read: the parser's
+// events carry no positions, so this is how each value is placed in the text.
+class TrackingIterator {
  public:
-  explicit Parser(std::string_view text) : text_(text) {
-    if (text_.substr(0, 3) == "\xEF\xBB\xBF") pos_ = 3;  // byte order mark
-  }
+  using iterator_category = std::input_iterator_tag;
+  using value_type = char;
+  using difference_type = std::ptrdiff_t;
+  using pointer = const char*;
+  using reference = const char&;
 
-  Value ParseDocument() {
-    size_t invalid = FindInvalidUtf8(text_);
-    if (invalid != std::string_view::npos) {
-      // Report the place of the bad byte: walk there so line and column are right.
-      while (pos_ < invalid) Advance();
-      Fail("the document is not valid UTF-8");
+  TrackingIterator(const char* at, const char** furthest) : at_(at), furthest_(furthest) {}
+  reference operator*() const { return *at_; }
+  TrackingIterator& operator++() {
+    ++at_;
+    if (at_ > *furthest_) *furthest_ = at_;
+    return *this;
+  }
+  TrackingIterator operator++(int) {
+    TrackingIterator before = *this;
+    ++*this;
+    return before;
+  }
+  bool operator==(const TrackingIterator& other) const { return at_ == other.at_; }
+  bool operator!=(const TrackingIterator& other) const { return at_ != other.at_; }
+
+ private:
+  const char* at_;
+  const char** furthest_;
+};
+
+// Line and column of byte offsets, met in increasing order. Columns count characters; a line
+// ends at LF, CR LF or a lone CR.
+class Locator {
+ public:
+  Locator(std::string_view text, size_t begin) : text_(text), begin_(begin), pos_(begin) {}
+
+  Position At(size_t offset) {
+    if (offset < pos_) {  // not expected, but stay right
+      pos_ = begin_;
+      where_ = Position();
     }
-    SkipWhitespace();
-    if (AtEnd()) Fail("the document is empty; expected a JSON value");
-    Value value = ParseValue(0);
-    SkipWhitespace();
-    if (!AtEnd()) Fail("unexpected " + Describe() + " after the end of the JSON value");
-    return value;
+    while (pos_ < offset && pos_ < text_.size()) {
+      char c = text_[pos_];
+      if (c == '\n' || (c == '\r' && (pos_ + 1 >= text_.size() || text_[pos_ + 1] != '\n'))) {
+        pos_ += 1;
+        where_.line += 1;
+        where_.column = 1;
+      } else {
+        NextCodePoint(text_, &pos_);
+        where_.column += 1;
+      }
+    }
+    return where_;
   }
 
  private:
-  bool AtEnd() const { return pos_ >= text_.size(); }
-  char Peek() const { return AtEnd() ? '\0' : text_[pos_]; }
+  std::string_view text_;
+  size_t begin_;
+  size_t pos_;
+  Position where_;
+};
 
-  // Moves one character on, keeping line and column.
-  void Advance() {
-    char c = text_[pos_];
-    if (c == '\n' || (c == '\r' && (pos_ + 1 >= text_.size() || text_[pos_ + 1] != '\n'))) {
-      pos_ += 1;
-      where_.line += 1;
-      where_.column = 1;
-      return;
+bool IsWhitespace(char c) {
+  return c == ' ' || c == '\t' || c == '\n' || c == '\r';
+}
+bool IsDigit(char c) {
+  return c >= '0' && c <= '9';
+}
+
+// Builds the tree from nlohmann's parser events, placing every value and member name; when the
+// parser stops at a mistake, finds the exact place and says what was expected there.
+class Builder {
+ public:
+  Builder(std::string_view text, size_t begin, const char** furthest)
+      : text_(text), locator_(text, begin), mark_(begin), furthest_(furthest) {}
+
+  // The parser's events (nlohmann's SAX interface).
+  bool null() { return Scalar(Type::kNull) != nullptr; }
+  bool boolean(bool on) {
+    Value* value = Scalar(Type::kBool);
+    if (value != nullptr) value->boolean = on;
+    return value != nullptr;
+  }
+  bool number_integer(Json::number_integer_t) { return Number(); }
+  bool number_unsigned(Json::number_unsigned_t) { return Number(); }
+  bool number_float(Json::number_float_t, const Json::string_t&) { return Number(); }
+  bool string(Json::string_t& text) {
+    Value* value = Scalar(Type::kString);
+    if (value != nullptr) value->string = std::move(text);
+    return value != nullptr;
+  }
+  bool binary(Json::binary_t&) { return false; }  // JSON text has none
+  bool start_object(std::size_t) { return Open(Type::kObject, Expect::kKeyOrClose); }
+  bool start_array(std::size_t) { return Open(Type::kArray, Expect::kValueOrClose); }
+  bool end_object() { return Close(); }
+  bool end_array() { return Close(); }
+  bool key(Json::string_t& name) {
+    const size_t start = TokenStart();
+    Value* object = open_.back();
+    if (object->Find(name) != nullptr) return Fail(start, "duplicate member name " + Quote(name));
+    keyPosition_ = locator_.At(start);
+    key_ = std::move(name);
+    mark_ = Read();
+    expect_ = Expect::kColon;
+    return true;
+  }
+  bool parse_error(std::size_t, const std::string&, const nlohmann::detail::exception& e) {
+    Diagnose(e.what());
+    return false;
+  }
+
+  Value TakeRoot() { return std::move(root_); }
+  const std::optional<ParseError>& error() const { return error_; }
+
+ private:
+  enum class Expect { kRoot, kEnd, kKeyOrClose, kColon, kValueOrClose, kArrayNext, kObjectNext };
+
+  size_t Read() const { return static_cast<size_t>(*furthest_ - text_.data()); }
+
+  // Where the token of the current event starts: past the whitespace and the separator that
+  // follow the previous token.
+  size_t TokenStart() const {
+    size_t pos = mark_;
+    while (pos < text_.size() &&
+           (IsWhitespace(text_[pos]) || text_[pos] == ',' || text_[pos] == ':')) {
+      ++pos;
     }
-    NextCodePoint(text_, &pos_);
-    where_.column += 1;
+    return pos;
   }
 
-  [[noreturn]] void Fail(const std::string& message) const { throw ParseError(where_, message); }
-  [[noreturn]] void FailAt(Position at, const std::string& message) const {
-    throw ParseError(at, message);
+  size_t SkipWhitespace(size_t pos) const {
+    while (pos < text_.size() && IsWhitespace(text_[pos])) ++pos;
+    return pos;
   }
 
-  // The character under the cursor, for messages.
-  std::string Describe() const {
-    if (AtEnd()) return "end of the document";
-    size_t pos = pos_;
-    char32_t cp = NextCodePoint(text_, &pos);
+  // A new value in its place: the root, the next item or the member of the last name.
+  Value* Place(Type type, size_t start) {
+    if (open_.size() > kMaxDepth) {
+      Fail(start, "nesting deeper than 512 levels");
+      return nullptr;
+    }
+    Value* value = &root_;
+    if (!open_.empty()) {
+      Value* parent = open_.back();
+      if (parent->type == Type::kArray) {
+        parent->items.emplace_back();
+        value = &parent->items.back();
+      } else {
+        parent->members.emplace_back(std::move(key_), Value());
+        parent->keyPositions.push_back(keyPosition_);
+        value = &parent->members.back().second;
+      }
+    }
+    value->type = type;
+    value->position = locator_.At(start);
+    return value;
+  }
+
+  void AfterValue() {
+    if (open_.empty()) {
+      expect_ = Expect::kEnd;
+    } else {
+      expect_ = open_.back()->type == Type::kArray ? Expect::kArrayNext : Expect::kObjectNext;
+    }
+  }
+
+  Value* Scalar(Type type) {
+    Value* value = Place(type, TokenStart());
+    if (value == nullptr) return nullptr;
+    mark_ = Read();
+    AfterValue();
+    return value;
+  }
+
+  bool Number() {
+    const size_t start = TokenStart();
+    const size_t end = NumberEnd(start);
+    // The lexer ends a number before a second digit after a leading zero and reads that digit
+    // as the next token; the mistake is the zero.
+    if (text_[start + (text_[start] == '-')] == '0' && end < text_.size() && IsDigit(text_[end])) {
+      return Fail(start, "a number must not have leading zeros");
+    }
+    Value* value = Place(Type::kNumber, start);
+    if (value == nullptr) return false;
+    value->number = std::string(text_.substr(start, end - start));
+    mark_ = end;  // the lexer has read one byte further
+    AfterValue();
+    return true;
+  }
+
+  // The end of the JSON number at `pos` (as much of one as there is).
+  size_t NumberEnd(size_t pos) const {
+    auto digits = [&](size_t at) {
+      while (at < text_.size() && IsDigit(text_[at])) ++at;
+      return at;
+    };
+    if (pos < text_.size() && text_[pos] == '-') ++pos;
+    pos = pos < text_.size() && text_[pos] == '0' ? pos + 1 : digits(pos);
+    if (pos + 1 < text_.size() && text_[pos] == '.' && IsDigit(text_[pos + 1])) {
+      pos = digits(pos + 1);
+    }
+    if (pos < text_.size() && (text_[pos] == 'e' || text_[pos] == 'E')) {
+      size_t at = pos + 1;
+      if (at < text_.size() && (text_[at] == '+' || text_[at] == '-')) ++at;
+      if (at < text_.size() && IsDigit(text_[at])) pos = digits(at);
+    }
+    return pos;
+  }
+
+  bool Open(Type type, Expect next) {
+    Value* value = Place(type, TokenStart());
+    if (value == nullptr) return false;
+    open_.push_back(value);
+    mark_ = Read();
+    expect_ = next;
+    return true;
+  }
+
+  bool Close() {
+    open_.pop_back();
+    mark_ = Read();
+    AfterValue();
+    return true;
+  }
+
+  bool Fail(size_t offset, const std::string& message) {
+    if (!error_) error_.emplace(locator_.At(offset), message);
+    return false;
+  }
+
+  // The character at `pos`, for messages.
+  std::string Describe(size_t pos) const {
+    if (pos >= text_.size()) return "end of the document";
+    size_t next = pos;
+    char32_t cp = NextCodePoint(text_, &next);
     if (cp < 0x20) {
       char buffer[32];
       std::snprintf(buffer, sizeof buffer, "control character U+%04X", static_cast<unsigned>(cp));
       return buffer;
     }
-    return "character '" + std::string(text_.substr(pos_, pos - pos_)) + "'";
+    return "character '" + std::string(text_.substr(pos, next - pos)) + "'";
   }
 
-  void SkipWhitespace() {
-    while (!AtEnd()) {
-      char c = Peek();
-      if (c != ' ' && c != '\t' && c != '\n' && c != '\r') break;
-      Advance();
-    }
+  // Reports a mistake the diagnosis found; true, for "found".
+  bool Found(size_t offset, const std::string& message) {
+    Fail(offset, message);
+    return true;
+  }
+  bool Unexpected(size_t pos, const std::string& expected) {
+    return Found(pos, "unexpected " + Describe(pos) + "; " + expected);
   }
 
-  void Expect(std::string_view literal, const char* what) {
-    Position start = where_;
-    for (char expected : literal) {
-      if (Peek() != expected) FailAt(start, std::string("invalid literal; expected ") + what);
-      Advance();
-    }
-  }
-
-  Value ParseValue(int depth) {
-    if (depth > kMaxDepth) Fail("nesting deeper than 512 levels");
-    Value value;
-    value.position = where_;
-    char c = Peek();
-    switch (c) {
-      case '{':
-        ParseObject(&value, depth);
+  // The parser stopped after the last event: find the mistake from there.
+  void Diagnose(const char* parserMessage) {
+    size_t pos = SkipWhitespace(mark_);
+    bool found = false;
+    switch (expect_) {
+      case Expect::kRoot:
+        found = pos >= text_.size() ? Found(pos, "the document is empty; expected a JSON value")
+                                    : DiagnoseValue(pos);
         break;
-      case '[':
-        ParseArray(&value, depth);
+      case Expect::kEnd:
+        found = Found(pos, "unexpected " + Describe(pos) + " after the end of the JSON value");
         break;
-      case '"':
-        value.type = Type::kString;
-        value.string = ParseString();
+      case Expect::kKeyOrClose:
+        found = DiagnoseKey(pos);
         break;
-      case 't':
-        Expect("true", "true");
-        value.type = Type::kBool;
-        value.boolean = true;
-        break;
-      case 'f':
-        Expect("false", "false");
-        value.type = Type::kBool;
-        break;
-      case 'n':
-        Expect("null", "null");
-        break;
-      default:
-        if (c == '-' || (c >= '0' && c <= '9')) {
-          value.type = Type::kNumber;
-          value.number = ParseNumber();
+      case Expect::kColon:
+        if (pos < text_.size() && text_[pos] == ':') {
+          found = DiagnoseValue(SkipWhitespace(pos + 1));
         } else {
-          Fail("unexpected " + Describe() + "; expected a JSON value");
+          found = Unexpected(pos, "expected ':' after a member name");
         }
+        break;
+      case Expect::kValueOrClose:
+        found = DiagnoseValue(pos);
+        break;
+      case Expect::kArrayNext:
+        if (pos < text_.size() && text_[pos] == ',') {
+          found = DiagnoseValue(SkipWhitespace(pos + 1));
+        } else {
+          found = Unexpected(pos, "expected ',' or ']' in an array");
+        }
+        break;
+      case Expect::kObjectNext:
+        if (pos < text_.size() && text_[pos] == ',') {
+          found = DiagnoseKey(SkipWhitespace(pos + 1));
+        } else {
+          found = Unexpected(pos, "expected ',' or '}' in an object");
+        }
+        break;
     }
-    return value;
-  }
-
-  void ParseObject(Value* value, int depth) {
-    value->type = Type::kObject;
-    Advance();  // '{'
-    SkipWhitespace();
-    if (Peek() == '}') {
-      Advance();
-      return;
-    }
-    for (;;) {
-      SkipWhitespace();
-      if (Peek() != '"') Fail("unexpected " + Describe() + "; expected a member name in quotes");
-      Position keyPosition = where_;
-      std::string key = ParseString();
-      if (value->Find(key) != nullptr) FailAt(keyPosition, "duplicate member name " + Quote(key));
-      SkipWhitespace();
-      if (Peek() != ':') Fail("unexpected " + Describe() + "; expected ':' after a member name");
-      Advance();
-      SkipWhitespace();
-      if (AtEnd()) Fail("unexpected end of the document; expected a JSON value");
-      Value member = ParseValue(depth + 1);
-      value->members.emplace_back(std::move(key), std::move(member));
-      value->keyPositions.push_back(keyPosition);
-      SkipWhitespace();
-      if (Peek() == ',') {
-        Advance();
-        continue;
+    if (!found) {
+      // Not expected: the parser's own words, without its error number.
+      std::string message = parserMessage;
+      const size_t bracket = message.find("] ");
+      if (bracket != std::string::npos) message = message.substr(bracket + 2);
+      if (message.rfind("parse error", 0) == 0 && message.find(": ") != std::string::npos) {
+        message = message.substr(message.find(": ") + 2);
       }
-      if (Peek() == '}') {
-        Advance();
-        return;
-      }
-      Fail("unexpected " + Describe() + "; expected ',' or '}' in an object");
+      Fail(TokenStart(), message);
     }
   }
 
-  void ParseArray(Value* value, int depth) {
-    value->type = Type::kArray;
-    Advance();  // '['
-    SkipWhitespace();
-    if (Peek() == ']') {
-      Advance();
-      return;
+  // Each Diagnose* returns whether it found the mistake (and reported it).
+  bool DiagnoseKey(size_t pos) {
+    if (pos >= text_.size() || text_[pos] != '"') {
+      return Unexpected(pos, "expected a member name in quotes");
     }
-    for (;;) {
-      SkipWhitespace();
-      if (AtEnd()) Fail("unexpected end of the document; expected a JSON value");
-      value->items.push_back(ParseValue(depth + 1));
-      SkipWhitespace();
-      if (Peek() == ',') {
-        Advance();
-        continue;
-      }
-      if (Peek() == ']') {
-        Advance();
-        return;
-      }
-      Fail("unexpected " + Describe() + "; expected ',' or ']' in an array");
+    return DiagnoseString(pos);
+  }
+
+  bool DiagnoseValue(size_t pos) {
+    const char c = pos < text_.size() ? text_[pos] : '\0';
+    switch (c) {
+      case '"':
+        return DiagnoseString(pos);
+      case 't':
+        return DiagnoseLiteral(pos, "true");
+      case 'f':
+        return DiagnoseLiteral(pos, "false");
+      case 'n':
+        return DiagnoseLiteral(pos, "null");
+      case '{':
+      case '[':
+        return false;
+      default:
+        if (c == '-' || IsDigit(c)) {
+          // A well-formed number the parser refuses is beyond the range of a double.
+          return DiagnoseNumber(pos) ||
+                 Found(pos, "the number " + std::string(text_.substr(pos, NumberEnd(pos) - pos)) +
+                                " is out of range");
+        }
+        return Unexpected(pos, "expected a JSON value");
     }
   }
 
-  std::string ParseNumber() {
-    size_t start = pos_;
-    Position startPosition = where_;
-    auto digits = [&]() {
-      size_t count = 0;
-      while (Peek() >= '0' && Peek() <= '9') Advance(), ++count;
-      return count;
+  bool DiagnoseLiteral(size_t pos, std::string_view literal) {
+    if (text_.substr(pos, literal.size()) == literal) return false;
+    return Found(pos, "invalid literal; expected " + std::string(literal));
+  }
+
+  bool DiagnoseNumber(size_t pos) {
+    auto digits = [&](size_t* at) {
+      size_t from = *at;
+      while (*at < text_.size() && IsDigit(text_[*at])) ++*at;
+      return *at - from;
     };
-    if (Peek() == '-') Advance();
-    if (Peek() == '0') {
-      Advance();
-      if (Peek() >= '0' && Peek() <= '9') {
-        FailAt(startPosition, "a number must not have leading zeros");
+    const size_t start = pos;
+    if (text_[pos] == '-') ++pos;
+    if (pos < text_.size() && text_[pos] == '0') {
+      ++pos;
+      if (pos < text_.size() && IsDigit(text_[pos])) {
+        return Found(start, "a number must not have leading zeros");
       }
-    } else if (digits() == 0) {
-      Fail("unexpected " + Describe() + "; expected a digit");
+    } else if (digits(&pos) == 0) {
+      return Unexpected(pos, "expected a digit");
     }
-    if (Peek() == '.') {
-      Advance();
-      if (digits() == 0) Fail("unexpected " + Describe() + "; expected a digit after '.'");
+    if (pos < text_.size() && text_[pos] == '.') {
+      ++pos;
+      if (digits(&pos) == 0) return Unexpected(pos, "expected a digit after '.'");
     }
-    if (Peek() == 'e' || Peek() == 'E') {
-      Advance();
-      if (Peek() == '+' || Peek() == '-') Advance();
-      if (digits() == 0) Fail("unexpected " + Describe() + "; expected a digit in the exponent");
+    if (pos < text_.size() && (text_[pos] == 'e' || text_[pos] == 'E')) {
+      ++pos;
+      if (pos < text_.size() && (text_[pos] == '+' || text_[pos] == '-')) ++pos;
+      if (digits(&pos) == 0) return Unexpected(pos, "expected a digit in the exponent");
     }
-    return std::string(text_.substr(start, pos_ - start));
+    return false;
   }
 
-  unsigned ParseHex4() {
-    unsigned value = 0;
-    for (int i = 0; i < 4; ++i) {
-      char c = Peek();
+  // Reads the four hexadecimal digits at `*pos`; true when they are not (reported).
+  bool BadHex4(size_t* pos, unsigned* value) {
+    *value = 0;
+    for (int i = 0; i < 4; ++i, ++*pos) {
+      const char c = *pos < text_.size() ? text_[*pos] : '\0';
       unsigned digit;
-      if (c >= '0' && c <= '9') {
+      if (IsDigit(c)) {
         digit = static_cast<unsigned>(c - '0');
       } else if (c >= 'a' && c <= 'f') {
         digit = static_cast<unsigned>(c - 'a' + 10);
       } else if (c >= 'A' && c <= 'F') {
         digit = static_cast<unsigned>(c - 'A' + 10);
       } else {
-        Fail("unexpected " + Describe() + "; expected four hexadecimal digits after \\u");
+        return Unexpected(*pos, "expected four hexadecimal digits after \\u");
       }
-      value = value * 16 + digit;
-      Advance();
+      *value = *value * 16 + digit;
     }
-    return value;
+    return false;
   }
 
-  std::string ParseString() {
-    Position start = where_;
-    Advance();  // opening quote
-    std::string result;
+  bool DiagnoseString(size_t start) {
+    size_t pos = start + 1;
     for (;;) {
-      if (AtEnd()) FailAt(start, "unterminated string");
-      char c = Peek();
-      if (c == '"') {
-        Advance();
-        return result;
-      }
+      if (pos >= text_.size()) return Found(start, "unterminated string");
+      const char c = text_[pos];
+      if (c == '"') return false;
       if (static_cast<unsigned char>(c) < 0x20) {
-        Fail("unescaped " + Describe() + " in a string");
+        return Found(pos, "unescaped " + Describe(pos) + " in a string");
       }
       if (c != '\\') {
-        size_t from = pos_;
-        Advance();
-        result.append(text_.substr(from, pos_ - from));
+        NextCodePoint(text_, &pos);
         continue;
       }
-      Position escape = where_;
-      Advance();
-      char e = Peek();
-      if (AtEnd()) FailAt(start, "unterminated string");
-      Advance();
-      switch (e) {
-        case '"':
-          result.push_back('"');
-          break;
-        case '\\':
-          result.push_back('\\');
-          break;
-        case '/':
-          result.push_back('/');
-          break;
-        case 'b':
-          result.push_back('\b');
-          break;
-        case 'f':
-          result.push_back('\f');
-          break;
-        case 'n':
-          result.push_back('\n');
-          break;
-        case 'r':
-          result.push_back('\r');
-          break;
-        case 't':
-          result.push_back('\t');
-          break;
-        case 'u': {
-          char32_t cp = ParseHex4();
-          if (cp >= 0xDC00 && cp <= 0xDFFF) FailAt(escape, "unpaired low surrogate in \\u escape");
-          if (cp >= 0xD800 && cp <= 0xDBFF) {
-            if (Peek() != '\\' || pos_ + 1 >= text_.size() || text_[pos_ + 1] != 'u') {
-              FailAt(escape, "unpaired high surrogate in \\u escape");
-            }
-            Advance();
-            Advance();
-            char32_t low = ParseHex4();
-            if (low < 0xDC00 || low > 0xDFFF) {
-              FailAt(escape, "unpaired high surrogate in \\u escape");
-            }
-            cp = 0x10000 + ((cp - 0xD800) << 10) + (low - 0xDC00);
-          }
-          AppendUtf8(cp, &result);
-          break;
+      const size_t escape = pos++;
+      if (pos >= text_.size()) return Found(start, "unterminated string");
+      const char e = text_[pos++];
+      if (std::string_view("\"\\/bfnrt").find(e) != std::string_view::npos) continue;
+      if (e != 'u') {
+        return Found(escape, "invalid escape sequence '\\" + std::string(1, e) + "' in a string");
+      }
+      unsigned cp = 0;
+      if (BadHex4(&pos, &cp)) return true;
+      if (cp >= 0xDC00 && cp <= 0xDFFF) {
+        return Found(escape, "unpaired low surrogate in \\u escape");
+      }
+      if (cp >= 0xD800 && cp <= 0xDBFF) {
+        if (text_.substr(pos, 2) != "\\u") {
+          return Found(escape, "unpaired high surrogate in \\u escape");
         }
-        default:
-          FailAt(escape, "invalid escape sequence '\\" + std::string(1, e) + "' in a string");
+        pos += 2;
+        unsigned low = 0;
+        if (BadHex4(&pos, &low)) return true;
+        if (low < 0xDC00 || low > 0xDFFF) {
+          return Found(escape, "unpaired high surrogate in \\u escape");
+        }
       }
     }
   }
 
   std::string_view text_;
-  size_t pos_ = 0;
-  Position where_;
+  Locator locator_;
+  size_t mark_;  // the end of the last token the events covered
+  const char** furthest_;
+  Expect expect_ = Expect::kRoot;
+  Value root_;
+  std::vector<Value*> open_;  // the arrays and objects not closed yet, innermost last
+  std::string key_;           // the name of the member whose value comes next
+  Position keyPosition_;
+  std::optional<ParseError> error_;
 };
 
 }  // namespace
 
 Value Parse(std::string_view text) {
-  return Parser(text).ParseDocument();
+  const size_t begin = text.substr(0, 3) == "\xEF\xBB\xBF" ? 3 : 0;  // byte order mark
+  const size_t invalid = FindInvalidUtf8(text);
+  if (invalid != std::string_view::npos) {
+    throw ParseError(Locator(text, begin).At(invalid), "the document is not valid UTF-8");
+  }
+  const char* furthest = text.data();
+  Builder builder(text, begin, &furthest);
+  const bool parsed =
+      Json::sax_parse(TrackingIterator(text.data(), &furthest),
+                      TrackingIterator(text.data() + text.size(), &furthest), &builder);
+  if (builder.error()) throw *builder.error();
+  if (!parsed) throw ParseError(Position(), "invalid JSON");  // every stop is reported above
+  return builder.TakeRoot();
 }
 
 std::string Quote(std::string_view utf8) {

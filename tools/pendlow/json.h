@@ -1,7 +1,8 @@
-// A small JSON reader and the writing helpers the tool needs. The reader keeps the line and
-// column of every value so that a document that does not fit the schema can be reported at the
-// exact place; it accepts strict RFC 8259 JSON (plus a leading UTF-8 byte order mark) and
-// requires every string to be valid UTF-8 without unpaired surrogates.
+// The tool's JSON: a reader over nlohmann-json's parser that keeps the line and column of every
+// value, so that a document that does not fit the schema can be reported at the exact place, and
+// says where and why a document is not JSON; and the quoting the tool's own writers use. The
+// reader accepts strict RFC 8259 JSON (plus a leading UTF-8 byte order mark) and requires the
+// whole document to be valid UTF-8 and every string free of unpaired surrogates.
 #pragma once
 
 #include <cstdint>
@@ -53,7 +54,9 @@ class ParseError : public std::runtime_error {
 Value Parse(std::string_view text);
 
 // A JSON string literal, quotes included. Non-ASCII characters stay as UTF-8; control
-// characters, quote and backslash are escaped. Malformed UTF-8 becomes U+FFFD.
+// characters, DEL, quote and backslash are escaped. Malformed UTF-8 becomes U+FFFD. The tool
+// writes its JSON as text with this, one run or paragraph per line, for output that stays the
+// same byte for byte.
 std::string Quote(std::string_view utf8);
 
 }  // namespace pendlow::json
