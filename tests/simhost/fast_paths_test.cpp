@@ -83,7 +83,11 @@ std::string RandomBytes(std::mt19937& rng) {
 std::string Decoded(const std::string& bytes, Encoding encoding) {
   const Encoding via =
       encoding == kREALTextEncodingUTF32LE ? kREALTextEncodingUTF32BE : kREALTextEncodingUTF32LE;
-  return *Host::Convert(*Host::Convert(bytes, encoding, via), via, kREALTextEncodingUTF8);
+  std::optional<std::string> units = Host::Convert(bytes, encoding, via);
+  // Without a converter for the encoding (Windows has no GB18030 table) the host reads the
+  // bytes as text of an unknown encoding.
+  if (!units) units = Host::Convert(bytes, kREALTextEncodingUnknown, via);
+  return *Host::Convert(*units, via, kREALTextEncodingUTF8);
 }
 
 TEST(FastPaths, ConversionToUTF8MatchesTheGeneralConversion) {
@@ -112,10 +116,13 @@ TEST(FastPaths, ConversionToUTF8MatchesTheGeneralConversion) {
       ASSERT_EQ(std::string(static_cast<const char*>(data.data), data.length), *expected);
       dispose(&data);
     }
-    // Len counts the characters the general decoding finds.
+    // Len counts the characters the general decoding finds (as text of an unknown encoding
+    // where this platform has no converter for the encoding).
     const Encoding utf32 =
         from == kREALTextEncodingUTF32LE ? kREALTextEncodingUTF32BE : kREALTextEncodingUTF32LE;
-    ASSERT_EQ(len(s), static_cast<RBInteger>(Host::Convert(bytes, from, utf32)->size() / 4)) << i;
+    std::optional<std::string> characters = Host::Convert(bytes, from, utf32);
+    if (!characters) characters = Host::Convert(bytes, kREALTextEncodingUnknown, utf32);
+    ASSERT_EQ(len(s), static_cast<RBInteger>(characters->size() / 4)) << i;
     host.Release(c);
     host.Release(s);
   }
