@@ -152,13 +152,16 @@ REALstringStruct* REALBuildUnicodeString(const void* data, int64_t count, uint32
 }
 
 REALstringStruct* CString2RB(const char* text, uint32_t encoding) {
+  return CString2RB(text, text != nullptr ? std::strlen(text) : 0, encoding);
+}
+
+REALstringStruct* CString2RB(const char* text, size_t length, uint32_t encoding) {
   if (encoding == kREALTextEncodingUTF32)
     DebugLog("Error: kREALTextEncodingUTF32 not useful for CString2RB!");
   if (encoding == kREALTextEncodingUTF16)
     DebugLog("Error: kREALTextEncodingUTF16 not useful for CString2RB!");
   if (text == nullptr) return nullptr;
 
-  size_t length = std::strlen(text);
   if (DebuggingEnabled && encoding == kREALTextEncodingASCII) {
     for (size_t i = 0; i < length; ++i) {
       if (static_cast<uint8_t>(text[i]) >= 0x80) {

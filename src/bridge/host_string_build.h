@@ -2,6 +2,7 @@
 // UTF-16 and UTF-32 input always comes back as a UTF-8 host string.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 
 #include "frame/host_api.h"
@@ -11,3 +12,5 @@ REALstringStruct* REALBuildUnicodeString(const void* data, int64_t count, uint32
 
 // Host string of a zero-terminated byte string in the given encoding, or null when empty.
 REALstringStruct* CString2RB(const char* text, uint32_t encoding);
+// The same for a text whose length is known: length is strlen(text).
+REALstringStruct* CString2RB(const char* text, size_t length, uint32_t encoding);

@@ -64,27 +64,6 @@ int EscapedByte(const char* text, long long length, long long i) {
   return low < 0 ? high : high * 16 + low;
 }
 
-// Gives a new run the formatting of the current group; a run made outside any group keeps the
-// host's defaults.
-void ApplyState(REALobjectStruct* run, const RTFGroupState* state) {
-  if (state == nullptr) return;
-  StyleRunSetBold(run, state->bold ? 1 : 0);
-  StyleRunSetItalic(run, state->italic ? 1 : 0);
-  StyleRunSetUnderline(run, state->underline ? 1 : 0);
-  StyleRunSetSize(run, state->size);
-  // Components are taken as read from the colour table, so the packing wraps like the host's
-  // 32-bit colour rather than overflowing.
-  const unsigned int color = static_cast<unsigned int>(state->color.red) * 65536u +
-                             static_cast<unsigned int>(state->color.green) * 256u +
-                             static_cast<unsigned int>(state->color.blue);
-  StyleRunSetTextColor(run, color);
-  // An empty name builds no host string; the setter still gets the null.
-  REALstringStruct* name =
-      CString2RB(state->fontName ? state->fontName->c_str() : "", kREALTextEncodingUTF8);
-  StyleRunSetFontName(run, name);
-  if (name != nullptr) REALUnlockString(name);
-}
-
 class RTFImport {
  public:
   explicit RTFImport(REALobjectStruct* styledText) : styledText_(styledText) {
@@ -121,15 +100,17 @@ class RTFImport {
 
   void CreateRun() {
     run_ = NewStyleRun();
-    ApplyState(run_, state_);
+    ApplyState();
   }
 
   // The run an ordinary text byte asks for.
   void CreateTextRun() {
     run_ = REALnewInstance("StyleRun");
     if (run_ == nullptr) DebugLog("NewStyleRun failed");
-    ApplyState(run_, state_);
+    ApplyState();
   }
+
+  void ApplyState();
 
   void AddTextByte(char byte) {
     if (skipDepth_ > 0) return;
@@ -171,7 +152,42 @@ class RTFImport {
   std::deque<std::string> fontNames_;
   std::unordered_map<int, const std::string*> fonts_;
   std::unordered_map<int, RTFColor> colors_;
+  // The byte length of the last font name given to a run: most runs repeat their neighbour's.
+  const std::string* lengthOf_ = nullptr;
+  size_t fontNameLength_ = 0;
 };
+
+// Gives the new run the formatting of the current group; a run made outside any group keeps
+// the host's defaults.
+void RTFImport::ApplyState() {
+  const RTFGroupState* state = state_;
+  REALobjectStruct* run = run_;
+  if (state == nullptr) return;
+  StyleRunSetBold(run, state->bold ? 1 : 0);
+  StyleRunSetItalic(run, state->italic ? 1 : 0);
+  StyleRunSetUnderline(run, state->underline ? 1 : 0);
+  StyleRunSetSize(run, state->size);
+  // Components are taken as read from the colour table, so the packing wraps like the host's
+  // 32-bit colour rather than overflowing.
+  const unsigned int color = static_cast<unsigned int>(state->color.red) * 65536u +
+                             static_cast<unsigned int>(state->color.green) * 256u +
+                             static_cast<unsigned int>(state->color.blue);
+  StyleRunSetTextColor(run, color);
+  // An empty name builds no host string; the setter still gets the null. A name is built up to
+  // its first NUL byte, as a C string.
+  REALstringStruct* name;
+  if (state->fontName != nullptr) {
+    if (state->fontName != lengthOf_) {
+      lengthOf_ = state->fontName;
+      fontNameLength_ = std::strlen(state->fontName->c_str());
+    }
+    name = CString2RB(state->fontName->c_str(), fontNameLength_, kREALTextEncodingUTF8);
+  } else {
+    name = CString2RB("", 0, kREALTextEncodingUTF8);
+  }
+  StyleRunSetFontName(run, name);
+  if (name != nullptr) REALUnlockString(name);
+}
 
 void RTFImport::Parse(const char* text, long long length) {
   long long i = 0;
