@@ -151,6 +151,12 @@ REALstringStruct* REALBuildUnicodeString(const void* data, int64_t count, uint32
   });
 }
 
+REALstringStruct* BuildUTF16Unit(uint16_t unit) {
+  return WithHostExceptionGuard<REALstringStruct*>(nullptr, [unit]() -> REALstringStruct* {
+    return BuildAsUTF8(reinterpret_cast<const char*>(&unit), 2, kREALTextEncodingUTF16);
+  });
+}
+
 REALstringStruct* CString2RB(const char* text, uint32_t encoding) {
   return CString2RB(text, text != nullptr ? std::strlen(text) : 0, encoding);
 }

@@ -10,6 +10,10 @@
 // New host string owned by the caller, or null (also for empty input). count is in bytes.
 REALstringStruct* REALBuildUnicodeString(const void* data, int64_t count, uint32_t encoding);
 
+// REALBuildUnicodeString of one UTF-16 code unit (two bytes), without the checks that input
+// of that size and encoding always passes.
+REALstringStruct* BuildUTF16Unit(uint16_t unit);
+
 // Host string of a zero-terminated byte string in the given encoding, or null when empty.
 REALstringStruct* CString2RB(const char* text, uint32_t encoding);
 // The same for a text whose length is known: length is strlen(text).

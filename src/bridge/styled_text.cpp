@@ -18,8 +18,7 @@ struct MethodCache {
 
 // The method for styledText: the cached entry while the same object comes back, otherwise (or
 // after a failed lookup) asked from the host again. Null when not found.
-void* FindMethod(MethodCache& cache, REALobject styledText, const char* declaration) {
-  if (styledText == cache.lastObject && cache.entry != nullptr) return cache.entry;
+void* LookUpMethod(MethodCache& cache, REALobject styledText, const char* declaration) {
   if (styledText != cache.lastObject) {
     cache.lastObject = styledText;
     cache.entry = nullptr;
@@ -29,6 +28,15 @@ void* FindMethod(MethodCache& cache, REALobject styledText, const char* declarat
   cache.entry = REALLoadObjectMethod(styledText, declaration);
   return cache.entry;
 }
+
+inline void* FindMethod(MethodCache& cache, REALobject styledText, const char* declaration) {
+  if (styledText == cache.lastObject && cache.entry != nullptr) return cache.entry;
+  return LookUpMethod(cache, styledText, declaration);
+}
+
+// AppendStyleRun, shared by the appending function and the import's run path.
+MethodCache appendCache{nullptr, nullptr};
+constexpr const char* kAppendDeclaration = "AppendStyleRun(Run as StyleRun)";
 
 int64_t ParagraphCount(REALobject styledText) {
   int64_t count = 0;
@@ -95,7 +103,7 @@ void StyledTextRemoveStyleRun(REALobjectStruct* styledText, int64_t index) {
 }
 
 void StyledTextAppendStyleRun(REALobjectStruct* styledText, REALobjectStruct* styleRun) {
-  static MethodCache cache{nullptr, nullptr};
+  MethodCache& cache = appendCache;
   if (styledText == nullptr) {
     DebugLogText("styledText is nil in", "StyledTextAppendStyleRun");
     return;
@@ -105,8 +113,8 @@ void StyledTextAppendStyleRun(REALobjectStruct* styledText, REALobjectStruct* st
     return;
   }
   DebugLog("StyledTextAppendStyleRun");
-  auto method = reinterpret_cast<HostObjectAction>(
-      FindMethod(cache, styledText, "AppendStyleRun(Run as StyleRun)"));
+  auto method =
+      reinterpret_cast<HostObjectAction>(FindMethod(cache, styledText, kAppendDeclaration));
   if (method == nullptr) {
     DebugLogText("nil function in", "StyledTextAppendStyleRun");
     return;
@@ -157,6 +165,19 @@ void StyleRunSetText(REALobjectStruct* styleRun, REALstringStruct* text) {
 
 void StyledTextAddStyleRun(REALstringStruct* text, REALobjectStruct* styledText,
                            REALobjectStruct*& styleRun, int64_t alignment) {
+  if (!DebuggingEnabled && styledText != nullptr && styleRun != nullptr) {
+    // The import's every run: nothing to log, so only the host calls of the steps below.
+    const int64_t oldCount = ParagraphCount(styledText);
+    REALSetPropValueString(styleRun, "Text", text);
+    auto append =
+        reinterpret_cast<HostObjectAction>(FindMethod(appendCache, styledText, kAppendDeclaration));
+    if (append != nullptr) append(styledText, styleRun);
+    REALUnlockObject(styleRun);
+    styleRun = nullptr;
+    const int64_t newCount = ParagraphCount(styledText);
+    if (newCount != oldCount) StyledTextSetParagraphAlignment(styledText, oldCount, alignment);
+    return;
+  }
   DebugLogLong("StyledTextAddStyleRun", alignment);
   int64_t oldCount = ParagraphCount(styledText);
   StyleRunSetText(styleRun, text);
@@ -201,7 +222,7 @@ void StyledTextAddStyleRun(uint16_t ch, REALobjectStruct* styledText, REALobject
     return;
   }
   if (styleRun == nullptr) return;
-  REALstring s = REALBuildUnicodeString(&ch, 2, kREALTextEncodingUTF16);
+  REALstring s = BuildUTF16Unit(ch);
   if (DebuggingEnabled) {
     rbText newText(s);
     DebugLogHandle("NewText", s, newText.UTF8());

@@ -111,6 +111,7 @@ class RTFImport {
   }
 
   void ApplyState();
+  REALstringStruct* FontName(const RTFGroupState* state);
 
   void AddTextByte(char byte) {
     if (skipDepth_ > 0) return;
@@ -157,34 +158,48 @@ class RTFImport {
   size_t fontNameLength_ = 0;
 };
 
+// The host string of the group's font name (the setter gets it even when null): null for none
+// or an empty name, otherwise the
+// name up to its first NUL byte, as a C string.
+REALstringStruct* RTFImport::FontName(const RTFGroupState* state) {
+  if (state->fontName == nullptr) return CString2RB("", 0, kREALTextEncodingUTF8);
+  if (state->fontName != lengthOf_) {
+    lengthOf_ = state->fontName;
+    fontNameLength_ = std::strlen(state->fontName->c_str());
+  }
+  return CString2RB(state->fontName->c_str(), fontNameLength_, kREALTextEncodingUTF8);
+}
+
 // Gives the new run the formatting of the current group; a run made outside any group keeps
 // the host's defaults.
 void RTFImport::ApplyState() {
   const RTFGroupState* state = state_;
   REALobjectStruct* run = run_;
   if (state == nullptr) return;
-  StyleRunSetBold(run, state->bold ? 1 : 0);
-  StyleRunSetItalic(run, state->italic ? 1 : 0);
-  StyleRunSetUnderline(run, state->underline ? 1 : 0);
-  StyleRunSetSize(run, state->size);
   // Components are taken as read from the colour table, so the packing wraps like the host's
   // 32-bit colour rather than overflowing.
   const unsigned int color = static_cast<unsigned int>(state->color.red) * 65536u +
                              static_cast<unsigned int>(state->color.green) * 256u +
                              static_cast<unsigned int>(state->color.blue);
-  StyleRunSetTextColor(run, color);
-  // An empty name builds no host string; the setter still gets the null. A name is built up to
-  // its first NUL byte, as a C string.
-  REALstringStruct* name;
-  if (state->fontName != nullptr) {
-    if (state->fontName != lengthOf_) {
-      lengthOf_ = state->fontName;
-      fontNameLength_ = std::strlen(state->fontName->c_str());
-    }
-    name = CString2RB(state->fontName->c_str(), fontNameLength_, kREALTextEncodingUTF8);
-  } else {
-    name = CString2RB("", 0, kREALTextEncodingUTF8);
+  if (!DebuggingEnabled && run != nullptr) {
+    // Nothing to log and a run to set: the setters' host calls alone, in their order (a
+    // refused property is only ever logged, save the font's fallback).
+    REALSetPropValueBoolean(run, "Bold", state->bold);
+    REALSetPropValueBoolean(run, "Italic", state->italic);
+    REALSetPropValueBoolean(run, "Underline", state->underline);
+    REALSetPropValueInteger(run, "Size", state->size);
+    REALSetPropValueUInt32(run, "TextColor", color);
+    REALstringStruct* name = FontName(state);
+    if (!REALSetPropValueString(run, "Font", name)) style_run_detail::SetFontName(run, name, true);
+    if (name != nullptr) REALUnlockString(name);
+    return;
   }
+  StyleRunSetBold(run, state->bold ? 1 : 0);
+  StyleRunSetItalic(run, state->italic ? 1 : 0);
+  StyleRunSetUnderline(run, state->underline ? 1 : 0);
+  StyleRunSetSize(run, state->size);
+  StyleRunSetTextColor(run, color);
+  REALstringStruct* name = FontName(state);
   StyleRunSetFontName(run, name);
   if (name != nullptr) REALUnlockString(name);
 }
