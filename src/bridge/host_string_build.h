@@ -14,6 +14,9 @@ REALstringStruct* REALBuildUnicodeString(const void* data, int64_t count, uint32
 // of that size and encoding always passes.
 REALstringStruct* BuildUTF16Unit(uint16_t unit);
 
+// CString2RB of UTF-8 text (not null) whose length is known: length is strlen(text).
+REALstringStruct* BuildUTF8String(const char* text, size_t length);
+
 // Host string of a zero-terminated byte string in the given encoding, or null when empty.
 REALstringStruct* CString2RB(const char* text, uint32_t encoding);
 // The same for a text whose length is known: length is strlen(text).

@@ -49,6 +49,25 @@ void ReleaseRun(REALobject& styleRun) {
   styleRun = nullptr;
 }
 
+// StyledTextAddStyleRun with the log off, a StyledText and a run: only the host calls of its
+// steps. The import's every run comes here.
+#if defined(__GNUC__)
+__attribute__((always_inline))
+#endif
+inline void
+AddRunQuietly(REALstringStruct* text, REALobjectStruct* styledText, REALobjectStruct*& styleRun,
+              int64_t alignment) {
+  const int64_t oldCount = ParagraphCount(styledText);
+  REALSetPropValueString(styleRun, "Text", text);
+  auto append =
+      reinterpret_cast<HostObjectAction>(FindMethod(appendCache, styledText, kAppendDeclaration));
+  if (append != nullptr) append(styledText, styleRun);
+  REALUnlockObject(styleRun);
+  styleRun = nullptr;
+  const int64_t newCount = ParagraphCount(styledText);
+  if (newCount != oldCount) StyledTextSetParagraphAlignment(styledText, oldCount, alignment);
+}
+
 }  // namespace
 
 REALobjectStruct* GetStyleRun(REALobjectStruct* styledText, int64_t index) {
@@ -166,16 +185,7 @@ void StyleRunSetText(REALobjectStruct* styleRun, REALstringStruct* text) {
 void StyledTextAddStyleRun(REALstringStruct* text, REALobjectStruct* styledText,
                            REALobjectStruct*& styleRun, int64_t alignment) {
   if (!DebuggingEnabled && styledText != nullptr && styleRun != nullptr) {
-    // The import's every run: nothing to log, so only the host calls of the steps below.
-    const int64_t oldCount = ParagraphCount(styledText);
-    REALSetPropValueString(styleRun, "Text", text);
-    auto append =
-        reinterpret_cast<HostObjectAction>(FindMethod(appendCache, styledText, kAppendDeclaration));
-    if (append != nullptr) append(styledText, styleRun);
-    REALUnlockObject(styleRun);
-    styleRun = nullptr;
-    const int64_t newCount = ParagraphCount(styledText);
-    if (newCount != oldCount) StyledTextSetParagraphAlignment(styledText, oldCount, alignment);
+    AddRunQuietly(text, styledText, styleRun, alignment);
     return;
   }
   DebugLogLong("StyledTextAddStyleRun", alignment);
@@ -223,6 +233,11 @@ void StyledTextAddStyleRun(uint16_t ch, REALobjectStruct* styledText, REALobject
   }
   if (styleRun == nullptr) return;
   REALstring s = BuildUTF16Unit(ch);
+  if (!DebuggingEnabled && styledText != nullptr) {
+    AddRunQuietly(s, styledText, styleRun, alignment);
+    if (s != nullptr) REALUnlockString(s);
+    return;
+  }
   if (DebuggingEnabled) {
     rbText newText(s);
     DebugLogHandle("NewText", s, newText.UTF8());

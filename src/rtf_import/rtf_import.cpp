@@ -93,9 +93,38 @@ class RTFImport {
   // buffer and releases the run. With no text and no run that is no host call at all, only two
   // debug log lines, so it is left out while the log is off.
   void Flush() {
-    if (text_.empty() && run_ == nullptr && !DebuggingEnabled) return;
+    if (!DebuggingEnabled) {
+      if (!text_.empty() || run_ != nullptr) FlushQuietly();
+      return;
+    }
     text_.MoveTo(runText_);
     StyledTextAddStyleRun(Encoding(), runText_, styledText_, run_, alignment_);
+  }
+
+  // Flush with the log off: the host calls of StyledTextAddStyleRun for the byte string, made
+  // from the buffer in place. The text goes to the host up to its first NUL byte, as the byte
+  // string's C string would.
+#if defined(__GNUC__)
+  __attribute__((noinline))
+#endif
+  void
+  FlushQuietly() {
+    if (text_.empty()) {
+      if (run_ != nullptr) REALUnlockObject(run_);
+      run_ = nullptr;
+      return;
+    }
+    if (run_ != nullptr) {
+      const char* bytes = text_.data();
+      const void* nul = std::memchr(bytes, 0, text_.size());
+      const size_t length = nul != nullptr
+                                ? static_cast<size_t>(static_cast<const char*>(nul) - bytes)
+                                : text_.size();
+      REALstringStruct* s = REALBuildUnicodeString(bytes, static_cast<int64_t>(length), Encoding());
+      StyledTextAddStyleRun(s, styledText_, run_, alignment_);
+      if (s != nullptr) REALUnlockString(s);
+    }
+    text_.clear();
   }
 
   void CreateRun() {
@@ -162,12 +191,12 @@ class RTFImport {
 // or an empty name, otherwise the
 // name up to its first NUL byte, as a C string.
 REALstringStruct* RTFImport::FontName(const RTFGroupState* state) {
-  if (state->fontName == nullptr) return CString2RB("", 0, kREALTextEncodingUTF8);
+  if (state->fontName == nullptr) return nullptr;
   if (state->fontName != lengthOf_) {
     lengthOf_ = state->fontName;
     fontNameLength_ = std::strlen(state->fontName->c_str());
   }
-  return CString2RB(state->fontName->c_str(), fontNameLength_, kREALTextEncodingUTF8);
+  return BuildUTF8String(state->fontName->c_str(), fontNameLength_);
 }
 
 // Gives the new run the formatting of the current group; a run made outside any group keeps
