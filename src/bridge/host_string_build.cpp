@@ -51,7 +51,7 @@ bool AllASCII(const uint8_t* bytes, int64_t count) {
 }
 
 // The bytes built as a host string in the given encoding.
-REALstring BuildWithEncoding(const char* bytes, int32_t length, uint32_t encoding) {
+inline REALstring BuildWithEncoding(const char* bytes, int32_t length, uint32_t encoding) {
   if (rbversion >= 2012.0) return REALBuildStringWithEncoding(bytes, length, encoding);
   REALstring s = originalREALBuildString(bytes, length);
   if (s == nullptr) return nullptr;
@@ -60,7 +60,11 @@ REALstring BuildWithEncoding(const char* bytes, int32_t length, uint32_t encodin
 }
 
 // Builds UTF-16 or UTF-32 (encoding) bytes and hands back the host's UTF-8 conversion.
-REALstring BuildAsUTF8(const char* bytes, int32_t length, uint32_t encoding) {
+#if defined(__GNUC__)
+__attribute__((always_inline))
+#endif
+inline REALstring
+BuildAsUTF8(const char* bytes, int32_t length, uint32_t encoding) {
   if (rbversion >= 2012.0) {
     REALstring s = REALBuildStringWithEncoding(bytes, length, encoding);
     REALstring r = REALConvertString(s, kREALTextEncodingUTF8);
@@ -151,14 +155,35 @@ REALstringStruct* REALBuildUnicodeString(const void* data, int64_t count, uint32
   });
 }
 
+REALstringStruct* BuildUTF16Unit(uint16_t unit) {
+  return WithHostExceptionGuard<REALstringStruct*>(nullptr, [unit]() -> REALstringStruct* {
+    return BuildAsUTF8(reinterpret_cast<const char*>(&unit), 2, kREALTextEncodingUTF16);
+  });
+}
+
+REALstringStruct* BuildUTF8String(const char* text, size_t length) {
+  // UTF-8 needs neither the encoding checks nor the ASCII test of REALBuildUnicodeString.
+  if (length == 0) return nullptr;
+  if (length >= static_cast<uint64_t>(kMaxHostLength)) {
+    DebugLog("Count too big for REALBuildUnicodeString.");
+    return nullptr;
+  }
+  return WithHostExceptionGuard<REALstringStruct*>(nullptr, [text, length]() -> REALstringStruct* {
+    return BuildWithEncoding(text, static_cast<int32_t>(length), kREALTextEncodingUTF8);
+  });
+}
+
 REALstringStruct* CString2RB(const char* text, uint32_t encoding) {
+  return CString2RB(text, text != nullptr ? std::strlen(text) : 0, encoding);
+}
+
+REALstringStruct* CString2RB(const char* text, size_t length, uint32_t encoding) {
   if (encoding == kREALTextEncodingUTF32)
     DebugLog("Error: kREALTextEncodingUTF32 not useful for CString2RB!");
   if (encoding == kREALTextEncodingUTF16)
     DebugLog("Error: kREALTextEncodingUTF16 not useful for CString2RB!");
   if (text == nullptr) return nullptr;
 
-  size_t length = std::strlen(text);
   if (DebuggingEnabled && encoding == kREALTextEncodingASCII) {
     for (size_t i = 0; i < length; ++i) {
       if (static_cast<uint8_t>(text[i]) >= 0x80) {

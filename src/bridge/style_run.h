@@ -4,13 +4,74 @@
 
 #include <cstdint>
 
+#include "frame/debug_log.h"
 #include "frame/host_api.h"
+#include "frame/host_services.h"
 
-REALobjectStruct* NewStyleRun();
-void StyleRunSetBold(REALobjectStruct* run, signed char value);
-void StyleRunSetItalic(REALobjectStruct* run, signed char value);
-void StyleRunSetUnderline(REALobjectStruct* run, signed char value);
-void StyleRunSetTextColor(REALobjectStruct* run, unsigned int color);
-void StyleRunSetSize(REALobjectStruct* run, long long size);
+// The import sets every property of every run it makes: the setters are inline, so that a
+// run's formatting is a row of host calls without a call of the library's own in between.
+namespace style_run_detail {
+// The whole font sequence; fontFailed tells that "Font" has already been tried (and refused)
+// with the debug log off and a run given.
+void SetFontName(REALobjectStruct* run, REALstringStruct* name, bool fontFailed);
+
+inline void SetBooleanProperty(REALobjectStruct* run, const char* setter, const char* property,
+                               const char* failure, signed char value) {
+  DebugLogInt(setter, value);
+  if (run == nullptr) {
+    DebugLogText("StyleRun is nil in", setter);
+    return;
+  }
+  if (!REALSetPropValueBoolean(run, property, value != 0)) DebugLog(failure);
+}
+}  // namespace style_run_detail
+
+inline REALobjectStruct* NewStyleRun() {
+  REALobject run = REALnewInstance("StyleRun");
+  if (run == nullptr) DebugLog("NewStyleRun failed");
+  return run;
+}
+
+inline void StyleRunSetBold(REALobjectStruct* run, signed char value) {
+  style_run_detail::SetBooleanProperty(run, "StyleRunSetBold", "Bold",
+                                       "Failed to set Bold property.", value);
+}
+
+inline void StyleRunSetItalic(REALobjectStruct* run, signed char value) {
+  style_run_detail::SetBooleanProperty(run, "StyleRunSetItalic", "Italic",
+                                       "Failed to set Italic property.", value);
+}
+
+inline void StyleRunSetUnderline(REALobjectStruct* run, signed char value) {
+  style_run_detail::SetBooleanProperty(run, "StyleRunSetUnderline", "Underline",
+                                       "Failed to set Underline property.", value);
+}
+
+inline void StyleRunSetTextColor(REALobjectStruct* run, unsigned int color) {
+  DebugLogUInt("StyleRunSetTextColor", color);
+  if (run == nullptr) {
+    DebugLogText("StyleRun is nil in", "StyleRunSetTextColor");
+    return;
+  }
+  if (!REALSetPropValueUInt32(run, "TextColor", color))
+    DebugLog("Failed to set TextColor property.");
+}
+
+inline void StyleRunSetSize(REALobjectStruct* run, long long size) {
+  DebugLogLong("StyleRunSetSize", size);
+  if (run == nullptr) {
+    DebugLogText("StyleRun is nil in", "StyleRunSetSize");
+    return;
+  }
+  if (!REALSetPropValueInteger(run, "Size", size)) DebugLog("Failed to set Size property.");
+}
+
 // Sets "Font", or "FontName" where the host has no "Font"; the caller keeps the name.
-void StyleRunSetFontName(REALobjectStruct* run, REALstringStruct* name);
+inline void StyleRunSetFontName(REALobjectStruct* run, REALstringStruct* name) {
+  // While debugging, or when "Font" cannot be set, the rest runs out of line.
+  if (DebuggingEnabled || run == nullptr) {
+    style_run_detail::SetFontName(run, name, false);
+  } else if (!REALSetPropValueString(run, "Font", name)) {
+    style_run_detail::SetFontName(run, name, true);
+  }
+}

@@ -18,8 +18,7 @@ struct MethodCache {
 
 // The method for styledText: the cached entry while the same object comes back, otherwise (or
 // after a failed lookup) asked from the host again. Null when not found.
-void* FindMethod(MethodCache& cache, REALobject styledText, const char* declaration) {
-  if (styledText == cache.lastObject && cache.entry != nullptr) return cache.entry;
+void* LookUpMethod(MethodCache& cache, REALobject styledText, const char* declaration) {
   if (styledText != cache.lastObject) {
     cache.lastObject = styledText;
     cache.entry = nullptr;
@@ -30,6 +29,15 @@ void* FindMethod(MethodCache& cache, REALobject styledText, const char* declarat
   return cache.entry;
 }
 
+inline void* FindMethod(MethodCache& cache, REALobject styledText, const char* declaration) {
+  if (styledText == cache.lastObject && cache.entry != nullptr) return cache.entry;
+  return LookUpMethod(cache, styledText, declaration);
+}
+
+// AppendStyleRun, shared by the appending function and the import's run path.
+MethodCache appendCache{nullptr, nullptr};
+constexpr const char* kAppendDeclaration = "AppendStyleRun(Run as StyleRun)";
+
 int64_t ParagraphCount(REALobject styledText) {
   int64_t count = 0;
   REALGetPropValueInteger(styledText, "ParagraphCount", &count);
@@ -39,6 +47,25 @@ int64_t ParagraphCount(REALobject styledText) {
 void ReleaseRun(REALobject& styleRun) {
   if (styleRun != nullptr) REALUnlockObject(styleRun);
   styleRun = nullptr;
+}
+
+// StyledTextAddStyleRun with the log off, a StyledText and a run: only the host calls of its
+// steps. The import's every run comes here.
+#if defined(__GNUC__)
+__attribute__((always_inline))
+#endif
+inline void
+AddRunQuietly(REALstringStruct* text, REALobjectStruct* styledText, REALobjectStruct*& styleRun,
+              int64_t alignment) {
+  const int64_t oldCount = ParagraphCount(styledText);
+  REALSetPropValueString(styleRun, "Text", text);
+  auto append =
+      reinterpret_cast<HostObjectAction>(FindMethod(appendCache, styledText, kAppendDeclaration));
+  if (append != nullptr) append(styledText, styleRun);
+  REALUnlockObject(styleRun);
+  styleRun = nullptr;
+  const int64_t newCount = ParagraphCount(styledText);
+  if (newCount != oldCount) StyledTextSetParagraphAlignment(styledText, oldCount, alignment);
 }
 
 }  // namespace
@@ -95,7 +122,7 @@ void StyledTextRemoveStyleRun(REALobjectStruct* styledText, int64_t index) {
 }
 
 void StyledTextAppendStyleRun(REALobjectStruct* styledText, REALobjectStruct* styleRun) {
-  static MethodCache cache{nullptr, nullptr};
+  MethodCache& cache = appendCache;
   if (styledText == nullptr) {
     DebugLogText("styledText is nil in", "StyledTextAppendStyleRun");
     return;
@@ -105,8 +132,8 @@ void StyledTextAppendStyleRun(REALobjectStruct* styledText, REALobjectStruct* st
     return;
   }
   DebugLog("StyledTextAppendStyleRun");
-  auto method = reinterpret_cast<HostObjectAction>(
-      FindMethod(cache, styledText, "AppendStyleRun(Run as StyleRun)"));
+  auto method =
+      reinterpret_cast<HostObjectAction>(FindMethod(cache, styledText, kAppendDeclaration));
   if (method == nullptr) {
     DebugLogText("nil function in", "StyledTextAppendStyleRun");
     return;
@@ -157,6 +184,10 @@ void StyleRunSetText(REALobjectStruct* styleRun, REALstringStruct* text) {
 
 void StyledTextAddStyleRun(REALstringStruct* text, REALobjectStruct* styledText,
                            REALobjectStruct*& styleRun, int64_t alignment) {
+  if (!DebuggingEnabled && styledText != nullptr && styleRun != nullptr) {
+    AddRunQuietly(text, styledText, styleRun, alignment);
+    return;
+  }
   DebugLogLong("StyledTextAddStyleRun", alignment);
   int64_t oldCount = ParagraphCount(styledText);
   StyleRunSetText(styleRun, text);
@@ -201,7 +232,12 @@ void StyledTextAddStyleRun(uint16_t ch, REALobjectStruct* styledText, REALobject
     return;
   }
   if (styleRun == nullptr) return;
-  REALstring s = REALBuildUnicodeString(&ch, 2, kREALTextEncodingUTF16);
+  REALstring s = BuildUTF16Unit(ch);
+  if (!DebuggingEnabled && styledText != nullptr) {
+    AddRunQuietly(s, styledText, styleRun, alignment);
+    if (s != nullptr) REALUnlockString(s);
+    return;
+  }
   if (DebuggingEnabled) {
     rbText newText(s);
     DebugLogHandle("NewText", s, newText.UTF8());

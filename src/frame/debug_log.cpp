@@ -51,39 +51,38 @@ void LogMessageX(const char* format, ...) {
 #endif
 }
 
-void DebugLog(const char* message) {
-  if (DebuggingEnabled) LogMessageX("%s%s", kDebugPrefix, message);
+namespace debug_log_detail {
+
+void Log(const char* message) {
+  LogMessageX("%s%s", kDebugPrefix, message);
 }
 
-void DebugLogInt(const char* message, int32_t value) {
-  if (DebuggingEnabled) LogMessageX("%s%s %d", kDebugPrefix, message, value);
+void LogInt(const char* message, int32_t value) {
+  LogMessageX("%s%s %d", kDebugPrefix, message, value);
 }
 
-void DebugLogUInt(const char* message, uint32_t value) {
-  if (DebuggingEnabled) LogMessageX("%s%s %u", kDebugPrefix, message, value);
+void LogUInt(const char* message, uint32_t value) {
+  LogMessageX("%s%s %u", kDebugPrefix, message, value);
 }
 
-void DebugLogULong(const char* message, uint64_t value) {
-  if (DebuggingEnabled)
-    LogMessageX("%s%s %llu", kDebugPrefix, message, static_cast<unsigned long long>(value));
+void LogULong(const char* message, uint64_t value) {
+  LogMessageX("%s%s %llu", kDebugPrefix, message, static_cast<unsigned long long>(value));
 }
 
-void DebugLogLong(const char* message, int64_t value) {
-  if (DebuggingEnabled)
-    LogMessageX("%s%s %lld", kDebugPrefix, message, static_cast<long long>(value));
+void LogLong(const char* message, int64_t value) {
+  LogMessageX("%s%s %lld", kDebugPrefix, message, static_cast<long long>(value));
 }
 
-void DebugLogLongs(const char* message, int64_t a, int64_t b) {
-  if (DebuggingEnabled)
-    LogMessageX("%s%s %lld, %lld", kDebugPrefix, message, static_cast<long long>(a),
-                static_cast<long long>(b));
+void LogLongs(const char* message, int64_t a, int64_t b) {
+  LogMessageX("%s%s %lld, %lld", kDebugPrefix, message, static_cast<long long>(a),
+              static_cast<long long>(b));
 }
 
-void DebugLogText(const char* message, const char* text) {
-  if (DebuggingEnabled) LogMessageX("%s%s %s", kDebugPrefix, message, text);
+void LogText(const char* message, const char* text) {
+  LogMessageX("%s%s %s", kDebugPrefix, message, text);
 }
 
-void DebugLogHandle(const char* message, const void* handle, const char* text) {
+void LogHandle(const char* message, const void* handle, const char* text) {
 #if defined(_WIN32)
   // The C runtime writes %p as 16 upper-case digits; write the handle as the Linux and macOS
   // builds do, so that every platform's log reads the same.
@@ -96,6 +95,8 @@ void DebugLogHandle(const char* message, const void* handle, const char* text) {
     }
   }
 #else
-  if (DebuggingEnabled) LogMessageX("%s%s %p: %s", kDebugPrefix, message, handle, text);
+  LogMessageX("%s%s %p: %s", kDebugPrefix, message, handle, text);
 #endif
 }
+
+}  // namespace debug_log_detail

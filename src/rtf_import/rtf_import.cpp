@@ -64,27 +64,6 @@ int EscapedByte(const char* text, long long length, long long i) {
   return low < 0 ? high : high * 16 + low;
 }
 
-// Gives a new run the formatting of the current group; a run made outside any group keeps the
-// host's defaults.
-void ApplyState(REALobjectStruct* run, const RTFGroupState* state) {
-  if (state == nullptr) return;
-  StyleRunSetBold(run, state->bold ? 1 : 0);
-  StyleRunSetItalic(run, state->italic ? 1 : 0);
-  StyleRunSetUnderline(run, state->underline ? 1 : 0);
-  StyleRunSetSize(run, state->size);
-  // Components are taken as read from the colour table, so the packing wraps like the host's
-  // 32-bit colour rather than overflowing.
-  const unsigned int color = static_cast<unsigned int>(state->color.red) * 65536u +
-                             static_cast<unsigned int>(state->color.green) * 256u +
-                             static_cast<unsigned int>(state->color.blue);
-  StyleRunSetTextColor(run, color);
-  // An empty name builds no host string; the setter still gets the null.
-  REALstringStruct* name =
-      CString2RB(state->fontName ? state->fontName->c_str() : "", kREALTextEncodingUTF8);
-  StyleRunSetFontName(run, name);
-  if (name != nullptr) REALUnlockString(name);
-}
-
 class RTFImport {
  public:
   explicit RTFImport(REALobjectStruct* styledText) : styledText_(styledText) {
@@ -114,22 +93,54 @@ class RTFImport {
   // buffer and releases the run. With no text and no run that is no host call at all, only two
   // debug log lines, so it is left out while the log is off.
   void Flush() {
-    if (text_.empty() && run_ == nullptr && !DebuggingEnabled) return;
+    if (!DebuggingEnabled) {
+      if (!text_.empty() || run_ != nullptr) FlushQuietly();
+      return;
+    }
     text_.MoveTo(runText_);
     StyledTextAddStyleRun(Encoding(), runText_, styledText_, run_, alignment_);
   }
 
+  // Flush with the log off: the host calls of StyledTextAddStyleRun for the byte string, made
+  // from the buffer in place. The text goes to the host up to its first NUL byte, as the byte
+  // string's C string would.
+#if defined(__GNUC__)
+  __attribute__((noinline))
+#endif
+  void
+  FlushQuietly() {
+    if (text_.empty()) {
+      if (run_ != nullptr) REALUnlockObject(run_);
+      run_ = nullptr;
+      return;
+    }
+    if (run_ != nullptr) {
+      const char* bytes = text_.data();
+      const void* nul = std::memchr(bytes, 0, text_.size());
+      const size_t length = nul != nullptr
+                                ? static_cast<size_t>(static_cast<const char*>(nul) - bytes)
+                                : text_.size();
+      REALstringStruct* s = REALBuildUnicodeString(bytes, static_cast<int64_t>(length), Encoding());
+      StyledTextAddStyleRun(s, styledText_, run_, alignment_);
+      if (s != nullptr) REALUnlockString(s);
+    }
+    text_.clear();
+  }
+
   void CreateRun() {
     run_ = NewStyleRun();
-    ApplyState(run_, state_);
+    ApplyState();
   }
 
   // The run an ordinary text byte asks for.
   void CreateTextRun() {
     run_ = REALnewInstance("StyleRun");
     if (run_ == nullptr) DebugLog("NewStyleRun failed");
-    ApplyState(run_, state_);
+    ApplyState();
   }
+
+  void ApplyState();
+  REALstringStruct* FontName(const RTFGroupState* state);
 
   void AddTextByte(char byte) {
     if (skipDepth_ > 0) return;
@@ -171,7 +182,56 @@ class RTFImport {
   std::deque<std::string> fontNames_;
   std::unordered_map<int, const std::string*> fonts_;
   std::unordered_map<int, RTFColor> colors_;
+  // The byte length of the last font name given to a run: most runs repeat their neighbour's.
+  const std::string* lengthOf_ = nullptr;
+  size_t fontNameLength_ = 0;
 };
+
+// The host string of the group's font name (the setter gets it even when null): null for none
+// or an empty name, otherwise the
+// name up to its first NUL byte, as a C string.
+REALstringStruct* RTFImport::FontName(const RTFGroupState* state) {
+  if (state->fontName == nullptr) return nullptr;
+  if (state->fontName != lengthOf_) {
+    lengthOf_ = state->fontName;
+    fontNameLength_ = std::strlen(state->fontName->c_str());
+  }
+  return BuildUTF8String(state->fontName->c_str(), fontNameLength_);
+}
+
+// Gives the new run the formatting of the current group; a run made outside any group keeps
+// the host's defaults.
+void RTFImport::ApplyState() {
+  const RTFGroupState* state = state_;
+  REALobjectStruct* run = run_;
+  if (state == nullptr) return;
+  // Components are taken as read from the colour table, so the packing wraps like the host's
+  // 32-bit colour rather than overflowing.
+  const unsigned int color = static_cast<unsigned int>(state->color.red) * 65536u +
+                             static_cast<unsigned int>(state->color.green) * 256u +
+                             static_cast<unsigned int>(state->color.blue);
+  if (!DebuggingEnabled && run != nullptr) {
+    // Nothing to log and a run to set: the setters' host calls alone, in their order (a
+    // refused property is only ever logged, save the font's fallback).
+    REALSetPropValueBoolean(run, "Bold", state->bold);
+    REALSetPropValueBoolean(run, "Italic", state->italic);
+    REALSetPropValueBoolean(run, "Underline", state->underline);
+    REALSetPropValueInteger(run, "Size", state->size);
+    REALSetPropValueUInt32(run, "TextColor", color);
+    REALstringStruct* name = FontName(state);
+    if (!REALSetPropValueString(run, "Font", name)) style_run_detail::SetFontName(run, name, true);
+    if (name != nullptr) REALUnlockString(name);
+    return;
+  }
+  StyleRunSetBold(run, state->bold ? 1 : 0);
+  StyleRunSetItalic(run, state->italic ? 1 : 0);
+  StyleRunSetUnderline(run, state->underline ? 1 : 0);
+  StyleRunSetSize(run, state->size);
+  StyleRunSetTextColor(run, color);
+  REALstringStruct* name = FontName(state);
+  StyleRunSetFontName(run, name);
+  if (name != nullptr) REALUnlockString(name);
+}
 
 void RTFImport::Parse(const char* text, long long length) {
   long long i = 0;

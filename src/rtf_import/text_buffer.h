@@ -11,6 +11,8 @@
 class TextBuffer {
  public:
   bool empty() const { return size_ == 0; }
+  size_t size() const { return size_; }
+  const char* data() const { return data_.get(); }
   void clear() { size_ = 0; }
 
   void push_back(char c) {
