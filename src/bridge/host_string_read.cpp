@@ -178,14 +178,7 @@ int64_t DecodeUTF8(const uint8_t* source, int64_t length, uint16_t* out) {
 
 // rbData
 
-rbData::rbData(REALstringStruct* s)
-    : string(nullptr),
-      object(nullptr),
-      record(),
-      recordHeld(false),
-      data(nullptr),
-      length(0),
-      reserved(0) {
+rbData::rbData(REALstringStruct* s) {
   if (s == nullptr) return;
   REALLockString(s);
   string = s;
@@ -198,44 +191,40 @@ rbData::rbData(REALstringStruct* s)
   if (length < 0) length = 0;
 }
 
-rbData::~rbData() {
-  if (string != nullptr) REALUnlockString(string);
-  if (object != nullptr) REALUnlockObject(object);
-  if (recordHeld) {
-    DebugLog("REALDisposeStringData");
-    REALDisposeStringData(&record);
-  }
-  string = nullptr;
-  object = nullptr;
-  record = REALstringData();
-  recordHeld = false;
-  data = nullptr;
-  length = 0;
-  reserved = 0;
-}
-
 // rbText
 
-// Inline: the destructor and the ASCII check call it for every view, mostly with nothing held.
-inline void rbText::ReleaseView(int view) {
-  if (recordHeld[view]) {
-    REALDisposeStringData(&records[view]);
-    recordHeld[view] = false;
+void rbText::ReleaseView(int view) {
+  const int slot = Slot(view);
+  const uint8_t bit = static_cast<uint8_t>(1u << slot);
+  if (held_ & bit) {
+    REALDisposeStringData(&records_[slot]);
+    held_ = static_cast<uint8_t>(held_ & ~bit);
   }
-  records[view] = REALstringData();
-  if (owned[view] != nullptr) {
-    std::free(owned[view]);
-    owned[view] = nullptr;
+  records_[slot] = REALstringData();
+  if (owning_ & bit) {
+    std::free(owned_[slot]);
+    owning_ = static_cast<uint8_t>(owning_ & ~bit);
   }
 }
 
-rbText::rbText(REALstringStruct* s) {
-  ResetFields();
-  if (s == nullptr) return;
+rbText::rbText(REALstringStruct* s)
+    : marker1(kMarker),
+      string(nullptr),
+      conversionFailed(false),
+      encoding(kREALTextEncodingASCII),
+      state(kPureASCII),
+      marker2(kMarker) {
+  views[0] = views[1] = views[2] = views[3] = views[4] = EmptyBuffer;
+  views[kUTF16] = EmptyBufferUInt16;
+  views[6] = EmptyBufferUInt32;
+  if (s == nullptr) {
+    lengths[0] = lengths[1] = lengths[2] = lengths[3] = lengths[4] = lengths[5] = lengths[6] = 0;
+    return;
+  }
+  lengths[0] = lengths[1] = lengths[2] = lengths[3] = lengths[4] = lengths[5] = lengths[6] = -1;
 
   REALLockString(s);
   string = s;
-  for (auto& length : lengths) length = -1;
   bool available = false;
   uint32_t found = REALGetStringEncoding(s, &available);
   if (!available) {
@@ -246,6 +235,10 @@ rbText::rbText(REALstringStruct* s) {
   }
 
   encoding = found;
+  if (found == kREALTextEncodingUTF8) {  // the common case, ahead of the switch
+    state = kUnchecked;
+    return;
+  }
   state = kNotCheckable;
   switch (encoding) {
     case kREALTextEncodingMacRoman:
@@ -298,67 +291,52 @@ rbText::~rbText() {
   if (marker1 != kMarker) DebugLogULong("Check1 in rbText invalid", marker1);
   if (marker2 != kMarker) DebugLogULong("Check2 in rbText invalid", marker2);
   if (string != nullptr) REALUnlockString(string);
-  // Everything obtained goes back; the fields themselves end with the object, so they are not
-  // reset one by one. Most readers hold nothing but the string: one test over all views first.
-  uintptr_t any = 0;
-  for (int v = 0; v < kViews; ++v) {
-    any |= reinterpret_cast<uintptr_t>(viewStrings[v]) | reinterpret_cast<uintptr_t>(owned[v]) |
-           static_cast<uintptr_t>(recordHeld[v]);
-  }
-  if (any == 0) return;
-  for (int v = 0; v < kViews; ++v) {
-    if (viewStrings[v] != nullptr) REALUnlockString(viewStrings[v]);
-    if (recordHeld[v]) REALDisposeStringData(&records[v]);
-    if (owned[v] != nullptr) std::free(owned[v]);
-  }
+  // Most readers hold nothing but the string.
+  if ((held_ | owning_) != 0) ReleaseAll();
 }
 
-void rbText::ResetFields() {
-  // Whole arrays at a time: readers are made for every run of a styled text.
-  marker1 = kMarker;
-  string = nullptr;
-  std::memset(viewStrings, 0, sizeof viewStrings);
-  std::memset(lengths, 0, sizeof lengths);
-  views[0] = views[1] = views[2] = views[3] = views[4] = EmptyBuffer;
-  views[kUTF16] = EmptyBufferUInt16;
-  views[6] = EmptyBufferUInt32;
-  std::memset(owned, 0, sizeof owned);
-  // One 40-byte record after the other (a block clear of this size becomes a string
-  // instruction that costs one step per word).
-  for (auto& record : records) {
-    std::memset(static_cast<void*>(&record), 0, sizeof record);
+void rbText::ReleaseAll() {
+  for (int slot = 0; slot < 2; ++slot) {
+    if (held_ & (1u << slot)) REALDisposeStringData(&records_[slot]);
+    if (owning_ & (1u << slot)) std::free(owned_[slot]);
   }
-  std::memset(recordHeld, 0, sizeof recordHeld);
-  conversionFailed = false;
-  encoding = kREALTextEncodingASCII;
-  state = kPureASCII;
-  reserved = 0;
-  marker2 = kMarker;
 }
 
 void rbText::OwnView(int view, void* buffer, int64_t length) {
   // The previous buffer may be the source of the new one, so it goes only now.
-  std::free(owned[view]);
-  owned[view] = buffer;
+  const int slot = Slot(view);
+  if (owning_ & (1u << slot)) std::free(owned_[slot]);
+  owned_[slot] = buffer;
+  owning_ = static_cast<uint8_t>(owning_ | (1u << slot));
   views[view] = buffer;
   lengths[view] = length;
 }
 
-void rbText::CheckASCII() {
-  if (state != kUnchecked) return;
-  rbData raw(string);
-  if (!AllASCII(reinterpret_cast<const uint8_t*>(raw.data), raw.length)) {
+void rbText::ReadBytes() {
+  // The string's own bytes, read as rbData reads them.
+  int64_t length = 0;
+  const char* data = nullptr;
+  if (string != nullptr) {
+    REALLockString(string);
+    data = REALGetStringContents(string, &length);
+    if (data == nullptr && length != 0) {
+      length = 0;
+      DebugLog("data is NULL, so size fixed to zero.");
+    }
+    if (length < 0) length = 0;
+  }
+  const bool ascii = AllASCII(reinterpret_cast<const uint8_t*>(data), length);
+  if (string != nullptr) REALUnlockString(string);
+  if (!ascii) {
     state = kNotASCII;
     return;
   }
   state = kPureASCII;
   // The kept string stays locked, so its bytes outlive the reader. The byte views hold nothing
   // yet: every conversion checks first, so none has run while the state was unchecked.
-  const void* shared = raw.data != nullptr ? static_cast<const void*>(raw.data) : EmptyBuffer;
-  for (int v = 0; v <= 4; ++v) {
-    views[v] = shared;
-    lengths[v] = raw.length;
-  }
+  const void* shared = data != nullptr ? static_cast<const void*>(data) : EmptyBuffer;
+  views[0] = views[1] = views[2] = views[3] = views[4] = shared;
+  lengths[0] = lengths[1] = lengths[2] = lengths[3] = lengths[4] = length;
 }
 
 void rbText::ConvertUTF8() {
@@ -371,11 +349,11 @@ void rbText::ConvertUTF8() {
     if (state == kPureASCII) {
       views[kUTF8] = views[0];
       lengths[kUTF8] = lengths[0];
-    } else if (REALGetStringData(string, kREALTextEncodingUTF8, &records[kUTF8])) {
-      recordHeld[kUTF8] = true;
-      if (records[kUTF8].data != nullptr) {
-        views[kUTF8] = records[kUTF8].data;
-        lengths[kUTF8] = static_cast<int64_t>(records[kUTF8].length);
+    } else if (REALGetStringData(string, kREALTextEncodingUTF8, &records_[0])) {
+      held_ |= 1u;
+      if (records_[0].data != nullptr) {
+        views[kUTF8] = records_[0].data;
+        lengths[kUTF8] = static_cast<int64_t>(records_[0].length);
       }
     } else {
       DebugLog("REALGetStringData failed.");
@@ -425,11 +403,11 @@ void rbText::ConvertUTF16() {
         OwnView(kUTF16, units, written);
       }
     }
-  } else if (REALGetStringData(string, kREALTextEncodingUTF16, &records[kUTF16])) {
-    recordHeld[kUTF16] = true;
-    if (records[kUTF16].data != nullptr) {
-      views[kUTF16] = records[kUTF16].data;
-      lengths[kUTF16] = static_cast<int64_t>(records[kUTF16].length / 2);
+  } else if (REALGetStringData(string, kREALTextEncodingUTF16, &records_[1])) {
+    held_ |= 2u;
+    if (records_[1].data != nullptr) {
+      views[kUTF16] = records_[1].data;
+      lengths[kUTF16] = static_cast<int64_t>(records_[1].length / 2);
     }
   } else {
     DebugLog("REALGetStringData failed.");

@@ -7,6 +7,7 @@
 #include <string>
 
 #include "frame/host_api.h"
+#include "frame/host_services.h"
 
 extern const uint8_t UTF8_TRAILING_BYTES[256];
 extern const uint32_t UTF8_OFFSETS[6];
@@ -19,17 +20,15 @@ int64_t DecodeUTF8(const uint8_t* source, int64_t length, uint16_t* out);
 class rbData {
  public:
   explicit rbData(REALstringStruct* s);
-  ~rbData();
+  ~rbData() {
+    if (string != nullptr) REALUnlockString(string);
+  }
   rbData(const rbData&) = delete;
   rbData& operator=(const rbData&) = delete;
 
-  REALstringStruct* string;
-  REALobjectStruct* object;  // always null here; released if set
-  REALstringData record;
-  bool recordHeld;
-  const char* data;
-  int64_t length;
-  int64_t reserved;
+  REALstringStruct* string = nullptr;
+  const char* data = nullptr;
+  int64_t length = 0;
 };
 
 class rbText {
@@ -43,7 +42,9 @@ class rbText {
   rbText(const rbText&) = delete;
   rbText& operator=(const rbText&) = delete;
 
-  void CheckASCII();
+  void CheckASCII() {
+    if (state == kUnchecked) ReadBytes();
+  }
   void ConvertUTF8();
   void ConvertUTF16();
 
@@ -67,22 +68,27 @@ class rbText {
 
   uint64_t marker1;
   REALstringStruct* string;
-  REALstringStruct* viewStrings[kViews];
   int64_t lengths[kViews];
   const void* views[kViews];
-  void* owned[kViews];
-  REALstringData records[kViews];
-  bool recordHeld[kViews];
   bool conversionFailed;
   uint32_t encoding;
   uint32_t state;
-  uint64_t reserved;
   uint64_t marker2;
 
  private:
-  void ResetFields();
+  // Only the UTF-8 and UTF-16 views ever hold a host record or a buffer of their own: slot 0
+  // and 1. A record or buffer is valid only while its bit in held_ or owning_ is set, so a
+  // reader that converts nothing never touches them.
+  static int Slot(int view) { return view == kUTF8 ? 0 : 1; }
+  void ReadBytes();            // the ASCII check on the string's own bytes
   void ReleaseView(int view);  // gives back the view's record and frees its buffer
   void OwnView(int view, void* buffer, int64_t length);
+  void ReleaseAll();
+
+  REALstringData records_[2];
+  void* owned_[2];
+  uint8_t held_ = 0;
+  uint8_t owning_ = 0;
 };
 
 // The string as UTF-8 bytes up to its first zero byte; empty for null.
