@@ -200,7 +200,6 @@ void rbText::ReleaseView(int view) {
     REALDisposeStringData(&records_[slot]);
     held_ = static_cast<uint8_t>(held_ & ~bit);
   }
-  records_[slot] = REALstringData();
   if (owning_ & bit) {
     std::free(owned_[slot]);
     owning_ = static_cast<uint8_t>(owning_ & ~bit);
@@ -302,6 +301,12 @@ void rbText::ReleaseAll() {
   }
 }
 
+bool rbText::FetchRecord(int slot, uint32_t encoding) {
+  // The host gets a cleared record to fill, as it always has.
+  records_[slot] = REALstringData();
+  return REALGetStringData(string, encoding, &records_[slot]);
+}
+
 void rbText::OwnView(int view, void* buffer, int64_t length) {
   // The previous buffer may be the source of the new one, so it goes only now.
   const int slot = Slot(view);
@@ -340,7 +345,7 @@ void rbText::ReadBytes() {
 }
 
 void rbText::ConvertUTF8() {
-  ReleaseView(kUTF8);
+  if (((held_ | owning_) & 1u) != 0) ReleaseView(kUTF8);
   lengths[kUTF8] = 0;
   views[kUTF8] = EmptyBuffer;
 
@@ -349,7 +354,7 @@ void rbText::ConvertUTF8() {
     if (state == kPureASCII) {
       views[kUTF8] = views[0];
       lengths[kUTF8] = lengths[0];
-    } else if (REALGetStringData(string, kREALTextEncodingUTF8, &records_[0])) {
+    } else if (FetchRecord(0, kREALTextEncodingUTF8)) {
       held_ |= 1u;
       if (records_[0].data != nullptr) {
         views[kUTF8] = records_[0].data;
@@ -378,7 +383,7 @@ void rbText::ConvertUTF8() {
 }
 
 void rbText::ConvertUTF16() {
-  ReleaseView(kUTF16);
+  if (((held_ | owning_) & 2u) != 0) ReleaseView(kUTF16);
   lengths[kUTF16] = 0;
   views[kUTF16] = EmptyBufferUInt16;
   if (string == nullptr) return;
@@ -403,7 +408,7 @@ void rbText::ConvertUTF16() {
         OwnView(kUTF16, units, written);
       }
     }
-  } else if (REALGetStringData(string, kREALTextEncodingUTF16, &records_[1])) {
+  } else if (FetchRecord(1, kREALTextEncodingUTF16)) {
     held_ |= 2u;
     if (records_[1].data != nullptr) {
       views[kUTF16] = records_[1].data;

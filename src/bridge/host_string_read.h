@@ -84,6 +84,7 @@ class rbText {
   void ReleaseView(int view);  // gives back the view's record and frees its buffer
   void OwnView(int view, void* buffer, int64_t length);
   void ReleaseAll();
+  bool FetchRecord(int slot, uint32_t encoding);  // the host's conversion into records_[slot]
 
   REALstringData records_[2];
   void* owned_[2];

@@ -3,6 +3,8 @@
 #include "rtf_export/rtf_writer.h"
 
 #include <cstdio>
+#include <cstring>
+#include <utility>
 #include <unordered_map>
 
 #include "bridge/host_string_read.h"
@@ -42,36 +44,40 @@ int32_t HalfPoints(double size) {
 }
 
 // The indexes of the last few font names looked up: a styled text mostly alternates between a
-// handful of fonts, and a hit costs a comparison of the name instead of hashing it.
+// handful of fonts, and a hit costs a comparison of the name instead of hashing it. Names are
+// the UTF-8 bytes the reader of the font string shows, up to their first zero byte.
 class RecentFonts {
  public:
   // The index of name, looked up in fonts when it is not among the recent ones; absent names
   // are entered with index 0 (only the empty name can be absent).
-  int64_t IndexOf(const std::string& name,
+  int64_t IndexOf(const char* name, size_t size,
                   std::unordered_map<std::string, int64_t, StringHash>& fonts) {
-    for (size_t k = 0; k < count_; ++k) {
-      if (names_[k] == name) return indexes_[k];
-    }
-    auto found = fonts.find(name);
-    if (found == fonts.end()) found = fonts.emplace(name, 0).first;
-    Remember(name, found->second);
+    const int64_t k = Find(name, size);
+    if (k >= 0) return indexes_[k];
+    std::string key(name, size);
+    auto found = fonts.find(key);
+    if (found == fonts.end()) found = fonts.emplace(key, 0).first;
+    Remember(std::move(key), found->second);
     return found->second;
   }
 
-  void Remember(const std::string& name, int64_t index) {
+  void Remember(std::string name, int64_t index) {
     const size_t slot = count_ < kSlots ? count_++ : next_++ % kSlots;
-    names_[slot] = name;
+    names_[slot] = std::move(name);
     indexes_[slot] = index;
   }
 
-  bool Contains(const std::string& name) const {
-    for (size_t k = 0; k < count_; ++k) {
-      if (names_[k] == name) return true;
-    }
-    return false;
-  }
+  bool Contains(const char* name, size_t size) const { return Find(name, size) >= 0; }
 
  private:
+  int64_t Find(const char* name, size_t size) const {
+    for (size_t k = 0; k < count_; ++k) {
+      if (names_[k].size() == size && std::memcmp(names_[k].data(), name, size) == 0)
+        return static_cast<int64_t>(k);
+    }
+    return -1;
+  }
+
   static constexpr size_t kSlots = 4;
   std::string names_[kSlots];
   int64_t indexes_[kSlots] = {};
@@ -109,14 +115,18 @@ void BuildTables(const std::vector<XojoStyleRun>& runs, Tables& t) {
       lastColorIndex = found->second;
     }
     t.runColor.push_back(static_cast<int32_t>(lastColorIndex));
-    const std::string name = GetStringInUTF8(run.font);
-    if (name.empty() || recent.Contains(name)) continue;
+    // The name as GetStringInUTF8 gives it, read in place while the reader lives.
+    rbText reader(run.font);
+    const char* bytes = reader.UTF8();
+    const size_t size = std::strlen(bytes);
+    if (size == 0 || recent.Contains(bytes, size)) continue;
+    std::string name(bytes, size);
     auto found = t.fontToIndex.find(name);
     if (found == t.fontToIndex.end()) {
       found = t.fontToIndex.emplace(name, static_cast<int64_t>(t.fonts.size())).first;
       t.fonts.push_back(name);
     }
-    recent.Remember(name, found->second);
+    recent.Remember(std::move(name), found->second);
   }
 }
 
@@ -236,11 +246,72 @@ void WriteSpecial(uint16_t u, uint16_t prev, RTFOutput& out) {
   }
 }
 
+#if defined(__SSE2__)
+// Bytes that may need more than a copy: below space or from 128 up (one signed comparison),
+// backslash and braces. Tab and the other controls written as themselves are sorted out by
+// the exact path.
+inline unsigned MaybeSpecial(__m128i b) {
+  const __m128i m = _mm_or_si128(_mm_cmplt_epi8(b, _mm_set1_epi8(0x20)),
+                                 _mm_or_si128(_mm_cmpeq_epi8(b, _mm_set1_epi8('\\')),
+                                              _mm_or_si128(_mm_cmpeq_epi8(b, _mm_set1_epi8('{')),
+                                                           _mm_cmpeq_epi8(b, _mm_set1_epi8('}')))));
+  return static_cast<unsigned>(_mm_movemask_epi8(m));
+}
+
+// Writes the count bytes (4 to 16) as they are when none needs care; false otherwise. Two
+// overlapping loads cover them, so nothing outside the text is read.
+inline bool CopyShortPlain(const uint8_t* bytes, int64_t count, RTFOutput& out) {
+  __m128i b;
+  if (count >= 8) {
+    b = _mm_unpacklo_epi64(_mm_loadl_epi64(reinterpret_cast<const __m128i*>(bytes)),
+                           _mm_loadl_epi64(reinterpret_cast<const __m128i*>(bytes + count - 8)));
+  } else {
+    int32_t head, tail;
+    std::memcpy(&head, bytes, 4);
+    std::memcpy(&tail, bytes + count - 4, 4);
+    b = _mm_unpacklo_epi32(_mm_cvtsi32_si128(head), _mm_cvtsi32_si128(tail));
+  }
+  if (MaybeSpecial(b) != 0) return false;
+  char* to = out.Reserve(static_cast<size_t>(count));
+  if (count >= 8) {
+    std::memcpy(to, bytes, 8);
+    std::memcpy(to + count - 8, bytes + count - 8, 8);
+  } else {
+    std::memcpy(to, bytes, 4);
+    std::memcpy(to + count - 4, bytes + count - 4, 4);
+  }
+  out.Commit(static_cast<size_t>(count));
+  return true;
+}
+#endif
+
 // Pure ASCII text, read from the host's own bytes: stretches of plain characters are copied in
 // one piece.
 void WriteASCII(const uint8_t* bytes, int64_t count, RTFOutput& out) {
-  uint16_t prev = 0;
   int64_t i = 0;
+#if defined(__SSE2__)
+  // Most runs need no escape: their blocks are checked and copied in the same step, and only a
+  // block holding a byte that needs care goes on by the exact path below.
+  if (count > 16) {
+    char* to = out.Reserve(static_cast<size_t>(count));
+    for (;;) {
+      // The last block overlaps the one before; bytes already looked at are masked off.
+      const int64_t at = count - i >= 16 ? i : count - 16;
+      const __m128i b = _mm_loadu_si128(reinterpret_cast<const __m128i*>(bytes + at));
+      if ((MaybeSpecial(b) >> (i - at)) != 0) break;
+      _mm_storeu_si128(reinterpret_cast<__m128i*>(to + at), b);
+      i = at + 16;
+      if (i == count) {
+        out.Commit(static_cast<size_t>(count));
+        return;
+      }
+    }
+    out.Commit(static_cast<size_t>(i));
+  } else if (count >= 4) {
+    if (CopyShortPlain(bytes, count, out)) return;
+  }
+#endif
+  uint16_t prev = i != 0 ? bytes[i - 1] : 0;
   while (i < count) {
     const int64_t end = PlainEnd(bytes, i, count);
     if (end != i) {
@@ -372,7 +443,9 @@ void WriteRTF(const std::vector<XojoStyleRun>& runs, RTFOutput& out) {
       bool available = false;
       const int64_t differs = REALCompareStrings(run.font, curFont, &available);
       if (available && differs != 0) {
-        const int64_t index = recentFonts.IndexOf(GetStringInUTF8(run.font), tables.fontToIndex);
+        rbText reader(run.font);
+        const char* name = reader.UTF8();
+        const int64_t index = recentFonts.IndexOf(name, std::strlen(name), tables.fontToIndex);
         out.AppendLiteral("\\f");
         out.AppendNumber(static_cast<int32_t>(index));
         curFont = run.font;
