@@ -71,13 +71,30 @@ rbFreeLater::~rbFreeLater() {
 
 namespace {
 
+// Whether count bytes hold a zero byte. Font names are short: up to sixteen bytes are looked at
+// in two overlapping words.
+bool HasZeroByte(const char* bytes, int64_t count) {
+  if (count > 16) return std::memchr(bytes, 0, static_cast<size_t>(count)) != nullptr;
+  if (count >= 8) {
+    uint64_t a, b;
+    std::memcpy(&a, bytes, 8);
+    std::memcpy(&b, bytes + count - 8, 8);
+    constexpr uint64_t kOnes = 0x0101010101010101u, kHighs = 0x8080808080808080u;
+    return ((((a - kOnes) & ~a) | ((b - kOnes) & ~b)) & kHighs) != 0;
+  }
+  for (int64_t i = 0; i < count; ++i) {
+    if (bytes[i] == 0) return true;
+  }
+  return false;
+}
+
 // A font name the host holds as UTF-16 bytes shows zero bytes; rebuild it as text so the font
 // table gets the real name. Keeps the old string when the rebuild fails.
 void RepairUTF16FontName(REALstringStruct*& font) {
   if (font == nullptr) return;
   rbData raw(font);
   if (raw.length < 1 || raw.data == nullptr) return;
-  if (std::memchr(raw.data, 0, static_cast<size_t>(raw.length)) == nullptr) return;
+  if (!HasZeroByte(raw.data, raw.length)) return;
   REALstringStruct* rebuilt = REALBuildUnicodeString(raw.data, raw.length, kREALTextEncodingUTF16);
   if (rebuilt == nullptr) return;
   REALUnlockString(font);
