@@ -65,17 +65,37 @@ class RecentFonts {
     const size_t slot = count_ < kSlots ? count_++ : next_++ % kSlots;
     names_[slot] = std::move(name);
     indexes_[slot] = index;
+    last_ = slot;
   }
 
-  bool Contains(const char* name, size_t size) const { return Find(name, size) >= 0; }
+  bool Contains(const char* name, size_t size) { return Find(name, size) >= 0; }
 
  private:
-  int64_t Find(const char* name, size_t size) const {
+  // Neighbouring runs mostly share their font: the slot of the last hit is tried first. A name
+  // is in at most one slot.
+  int64_t Find(const char* name, size_t size) {
+    if (count_ != 0 && Same(names_[last_], name, size)) return static_cast<int64_t>(last_);
     for (size_t k = 0; k < count_; ++k) {
-      if (names_[k].size() == size && std::memcmp(names_[k].data(), name, size) == 0)
+      if (k != last_ && Same(names_[k], name, size)) {
+        last_ = k;
         return static_cast<int64_t>(k);
+      }
     }
     return -1;
+  }
+
+  static bool Same(const std::string& known, const char* name, size_t size) {
+    if (known.size() != size) return false;
+    if (size >= 8 && size <= 16) {
+      // Two overlapping words from each side cover the names most fonts have.
+      uint64_t a0, a1, b0, b1;
+      std::memcpy(&a0, known.data(), 8);
+      std::memcpy(&a1, known.data() + size - 8, 8);
+      std::memcpy(&b0, name, 8);
+      std::memcpy(&b1, name + size - 8, 8);
+      return ((a0 ^ b0) | (a1 ^ b1)) == 0;
+    }
+    return std::memcmp(known.data(), name, size) == 0;
   }
 
   static constexpr size_t kSlots = 4;
@@ -83,6 +103,7 @@ class RecentFonts {
   int64_t indexes_[kSlots] = {};
   size_t count_ = 0;
   size_t next_ = 0;
+  size_t last_ = 0;
 };
 
 // Fonts and colours numbered in order of first use. Indexes are dense, so the index-to-entry
@@ -383,6 +404,17 @@ void WriteText(REALstringStruct* text, RTFOutput& out) {
   WriteUnits(units, count, out);
 }
 
+// A literal written at to; returns the position after it.
+template <size_t N>
+char* Put(char* to, const char (&text)[N]) {
+  std::memcpy(to, text, N - 1);
+  return to + N - 1;
+}
+
+// The longest formatting of one run: \qc\b0\i0\ul0, then \f, \cf and \fs with up to eleven
+// characters of number each, and the closing space.
+constexpr size_t kMaxFormatting = 3 + 3 + 3 + 4 + 3 * (3 + 11) + 1;
+
 }  // namespace
 
 void WriteRTF(const std::vector<XojoStyleRun>& runs, RTFOutput& out) {
@@ -399,44 +431,30 @@ void WriteRTF(const std::vector<XojoStyleRun>& runs, RTFOutput& out) {
 
   for (size_t r = 0; r < runs.size(); ++r) {
     const XojoStyleRun& run = runs[r];
-    bool wrote = false;
+    // The run's formatting goes straight into room reserved for the longest it can be.
+    char* const start = out.Reserve(kMaxFormatting);
+    char* to = start;
     if (run.alignment != curAlignment) {
       if (run.alignment == 2) {
-        out.AppendLiteral("\\qc");
+        to = Put(to, "\\qc");
       } else if (run.alignment == 3) {
-        out.AppendLiteral("\\qr");
+        to = Put(to, "\\qr");
       } else {
-        out.AppendLiteral("\\ql");
+        to = Put(to, "\\ql");
       }
       curAlignment = run.alignment;
-      wrote = true;
     }
     if ((run.bold != 0) != curBold) {
       curBold = run.bold != 0;
-      if (curBold) {
-        out.AppendLiteral("\\b");
-      } else {
-        out.AppendLiteral("\\b0");
-      }
-      wrote = true;
+      to = curBold ? Put(to, "\\b") : Put(to, "\\b0");
     }
     if ((run.italic != 0) != curItalic) {
       curItalic = run.italic != 0;
-      if (curItalic) {
-        out.AppendLiteral("\\i");
-      } else {
-        out.AppendLiteral("\\i0");
-      }
-      wrote = true;
+      to = curItalic ? Put(to, "\\i") : Put(to, "\\i0");
     }
     if ((run.underline != 0) != curUnderline) {
       curUnderline = run.underline != 0;
-      if (curUnderline) {
-        out.AppendLiteral("\\ul");
-      } else {
-        out.AppendLiteral("\\ul0");
-      }
-      wrote = true;
+      to = curUnderline ? Put(to, "\\ul") : Put(to, "\\ul0");
     }
     if (run.font != nullptr) {
       // Without the host's comparison the font cannot be told apart, so it is never written.
@@ -446,27 +464,25 @@ void WriteRTF(const std::vector<XojoStyleRun>& runs, RTFOutput& out) {
         rbText reader(run.font);
         const char* name = reader.UTF8();
         const int64_t index = recentFonts.IndexOf(name, std::strlen(name), tables.fontToIndex);
-        out.AppendLiteral("\\f");
-        out.AppendNumber(static_cast<int32_t>(index));
+        to = Put(to, "\\f");
+        to += FormatDecimal(static_cast<int32_t>(index), to);
         curFont = run.font;
-        wrote = true;
       }
     }
-    bool wroteValue = false;
     if (run.textColor != curColor) {
-      out.AppendLiteral("\\cf");
-      out.AppendNumber(tables.runColor[r]);
+      to = Put(to, "\\cf");
+      to += FormatDecimal(tables.runColor[r], to);
       curColor = run.textColor;
-      wroteValue = true;
     }
     const double size = static_cast<double>(run.size);
     if (size != curSize) {
-      out.AppendLiteral("\\fs");
-      out.AppendNumber(HalfPoints(size));
+      to = Put(to, "\\fs");
+      to += FormatDecimal(HalfPoints(size), to);
       curSize = size;
-      wroteValue = true;
     }
-    if (wroteValue || wrote) out.Append(' ');
+    // A space ends the control words when any was written.
+    if (to != start) *to++ = ' ';
+    out.Commit(static_cast<size_t>(to - start));
     WriteText(run.text, out);
   }
   out.Append('}');
