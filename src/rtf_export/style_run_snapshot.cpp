@@ -153,12 +153,15 @@ int64_t SnapshotRun(REALobjectStruct* run, int64_t pos, std::vector<XojoStyleRun
 void AssignParagraphAlignment(REALobjectStruct* styledText, int64_t paragraphCount,
                               std::vector<XojoStyleRun>& runs) {
   // Middles grow with the run index unless the host reports negative lengths; then each
-  // paragraph's records are found by binary search instead of a pass over every record, which
+  // paragraph's records are the stretch that starts at the first middle not below StartPos and
+  // runs while middles stay within EndPos. Paragraphs mostly come in text order, so the stretch
+  // usually starts where the one before ended; otherwise it is found by binary search. This
   // keeps texts with many runs and many paragraphs linear.
   const auto byMiddle = [](const XojoStyleRun& a, const XojoStyleRun& b) {
     return a.middle < b.middle;
   };
   const bool sorted = std::is_sorted(runs.begin(), runs.end(), byMiddle);
+  auto next = runs.begin();  // where the last paragraph's stretch ended
   for (int64_t k = 0; k < paragraphCount; ++k) {
     REALobjectStruct* paragraph = GetParagraph(styledText, k);
     if (paragraph == nullptr) continue;
@@ -167,16 +170,23 @@ void AssignParagraphAlignment(REALobjectStruct* styledText, int64_t paragraphCou
     REALGetPropValueInteger(paragraph, "StartPos", &startPos);
     REALGetPropValueInteger(paragraph, "EndPos", &endPos);
     REALGetPropValueInteger(paragraph, "Alignment", &alignment);
-    auto first = runs.begin(), last = runs.end();
-    if (sorted) {
-      first = std::lower_bound(runs.begin(), runs.end(), startPos,
-                               [](const XojoStyleRun& r, int64_t pos) { return r.middle < pos; });
-      last = std::upper_bound(first, runs.end(), endPos,
-                              [](int64_t pos, const XojoStyleRun& r) { return pos < r.middle; });
+    if (!sorted) {
+      for (XojoStyleRun& record : runs) {
+        if (startPos <= record.middle && record.middle <= endPos) record.alignment = alignment;
+      }
+      continue;
     }
-    for (auto record = first; record != last; ++record) {
-      if (startPos <= record->middle && record->middle <= endPos) record->alignment = alignment;
+    auto record = next;
+    const bool continues = (record == runs.end() || record->middle >= startPos) &&
+                           (record == runs.begin() || (record - 1)->middle < startPos);
+    if (!continues) {
+      record = std::lower_bound(runs.begin(), runs.end(), startPos,
+                                [](const XojoStyleRun& r, int64_t pos) { return r.middle < pos; });
     }
+    for (; record != runs.end() && record->middle <= endPos; ++record) {
+      record->alignment = alignment;
+    }
+    next = record;
   }
 }
 
