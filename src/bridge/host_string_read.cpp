@@ -402,7 +402,12 @@ void rbText::ConvertUTF16() {
     DebugLog("Try UTF8 to UTF16 conversion...");
     const uint8_t* utf8 = reinterpret_cast<const uint8_t*>(UTF8());
     int64_t n = UTF8Length();
-    if (n >= 1) {
+    if (n >= 1 && n + 8 <= kShortUnits) {
+      // Short texts, the most common, are decoded into the reader itself: no allocation. The
+      // decoder may store up to eight units past the text's end, as in a heap buffer.
+      lengths[kUTF16] = DecodeUTF8(utf8, n, shortUnits_);
+      views[kUTF16] = shortUnits_;
+    } else if (n >= 1) {
       if (auto* units = static_cast<uint16_t*>(ZeroedBuffer(n, 2, 16))) {
         int64_t written = DecodeUTF8(utf8, n, units);
         OwnView(kUTF16, units, written);

@@ -86,8 +86,10 @@ class rbText {
   void ReleaseAll();
   bool FetchRecord(int slot, uint32_t encoding);  // the host's conversion into records_[slot]
 
+  static constexpr int64_t kShortUnits = 64;
   REALstringData records_[2];
   void* owned_[2];
+  uint16_t shortUnits_[kShortUnits];  // the UTF-16 view of a short UTF-8 text; never cleared
   uint8_t held_ = 0;
   uint8_t owning_ = 0;
 };
