@@ -11,22 +11,6 @@
 #include "bridge/styled_text.h"
 #include "frame/host_services.h"
 
-XojoStyleRun::XojoStyleRun(const XojoStyleRun& other)
-    : bold(other.bold),
-      underline(other.underline),
-      italic(other.italic),
-      textColor(other.textColor),
-      size(other.size),
-      alignment(other.alignment),
-      start(other.start),
-      length(other.length),
-      middle(other.middle),
-      font(other.font),
-      text(other.text) {
-  if (font != nullptr) REALLockString(font);
-  if (text != nullptr) REALLockString(text);
-}
-
 XojoStyleRun& XojoStyleRun::operator=(const XojoStyleRun& other) {
   if (this == &other) return *this;
   // Lock the incoming strings before releasing ours: they may be the same handles.
@@ -46,13 +30,6 @@ XojoStyleRun& XojoStyleRun::operator=(const XojoStyleRun& other) {
   font = other.font;
   text = other.text;
   return *this;
-}
-
-XojoStyleRun::~XojoStyleRun() {
-  if (text != nullptr) REALUnlockString(text);
-  text = nullptr;
-  if (font != nullptr) REALUnlockString(font);
-  font = nullptr;
 }
 
 rbFreeLater::rbFreeLater(REALobjectStruct** object, REALstringStruct** string)
