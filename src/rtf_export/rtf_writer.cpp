@@ -95,6 +95,14 @@ class RecentFonts {
       std::memcpy(&b1, name + size - 8, 8);
       return ((a0 ^ b0) | (a1 ^ b1)) == 0;
     }
+    if (size >= 4 && size < 8) {
+      uint32_t a0, a1, b0, b1;
+      std::memcpy(&a0, known.data(), 4);
+      std::memcpy(&a1, known.data() + size - 4, 4);
+      std::memcpy(&b0, name, 4);
+      std::memcpy(&b1, name + size - 4, 4);
+      return ((a0 ^ b0) | (a1 ^ b1)) == 0;
+    }
     return std::memcmp(known.data(), name, size) == 0;
   }
 
@@ -105,6 +113,20 @@ class RecentFonts {
   size_t next_ = 0;
   size_t last_ = 0;
 };
+
+// The length of a reader's UTF-8 view up to its first zero byte, as strlen gives it: the view
+// holds length bytes and a zero after them, so a short view is looked at in two words.
+size_t NameLength(const char* bytes, int64_t length) {
+  if (length >= 8 && length <= 16) {
+    uint64_t a, b;
+    std::memcpy(&a, bytes, 8);
+    std::memcpy(&b, bytes + length - 8, 8);
+    constexpr uint64_t kOnes = 0x0101010101010101u, kHighs = 0x8080808080808080u;
+    if (((((a - kOnes) & ~a) | ((b - kOnes) & ~b)) & kHighs) == 0)
+      return static_cast<size_t>(length);
+  }
+  return std::strlen(bytes);
+}
 
 // Fonts and colours numbered in order of first use. Indexes are dense, so the index-to-entry
 // direction is an array.
@@ -139,7 +161,7 @@ void BuildTables(const std::vector<XojoStyleRun>& runs, Tables& t) {
     // The name as GetStringInUTF8 gives it, read in place while the reader lives.
     rbText reader(run.font);
     const char* bytes = reader.UTF8();
-    const size_t size = std::strlen(bytes);
+    const size_t size = NameLength(bytes, reader.UTF8Length());
     if (size == 0 || recent.Contains(bytes, size)) continue;
     std::string name(bytes, size);
     auto found = t.fontToIndex.find(name);
@@ -463,7 +485,8 @@ void WriteRTF(const std::vector<XojoStyleRun>& runs, RTFOutput& out) {
       if (available && differs != 0) {
         rbText reader(run.font);
         const char* name = reader.UTF8();
-        const int64_t index = recentFonts.IndexOf(name, std::strlen(name), tables.fontToIndex);
+        const int64_t index =
+            recentFonts.IndexOf(name, NameLength(name, reader.UTF8Length()), tables.fontToIndex);
         to = Put(to, "\\f");
         to += FormatDecimal(static_cast<int32_t>(index), to);
         curFont = run.font;
