@@ -124,27 +124,41 @@ int64_t DecodeUTF8(const uint8_t* source, int64_t length, uint16_t* out) {
   int64_t written = 0;
   while (i < length) {
 #if defined(__SSE2__)
-    // Most text is mostly ASCII: sixteen ASCII bytes become sixteen units in one step, and a
-    // block holding other bytes is copied up to the first of them.
-    if (length - i >= 16) {
-      const __m128i block = _mm_loadu_si128(reinterpret_cast<const __m128i*>(source + i));
-      const int high = _mm_movemask_epi8(block);
-      if (high == 0) {
-        const __m128i zero = _mm_setzero_si128();
+    // Most text is mostly ASCII: up to sixteen ASCII bytes become units in one step. A block
+    // is widened and stored whole (out has room for as many units as there are bytes, and
+    // written never passes i); only its ASCII prefix is kept.
+    if (length - i >= 8) {
+      const __m128i zero = _mm_setzero_si128();
+      if (length - i >= 16) {
+        const __m128i block = _mm_loadu_si128(reinterpret_cast<const __m128i*>(source + i));
+        const unsigned high = static_cast<unsigned>(_mm_movemask_epi8(block));
         _mm_storeu_si128(reinterpret_cast<__m128i*>(out + written), _mm_unpacklo_epi8(block, zero));
         _mm_storeu_si128(reinterpret_cast<__m128i*>(out + written + 8),
                          _mm_unpackhi_epi8(block, zero));
-        i += 16;
-        written += 16;
-        continue;
+        const int ascii = high == 0 ? 16 : __builtin_ctz(high);
+        i += ascii;
+        written += ascii;
+        if (ascii == 16) continue;
+      } else {
+        const __m128i block = _mm_loadl_epi64(reinterpret_cast<const __m128i*>(source + i));
+        const unsigned high = static_cast<unsigned>(_mm_movemask_epi8(block)) & 0xFFu;
+        _mm_storeu_si128(reinterpret_cast<__m128i*>(out + written), _mm_unpacklo_epi8(block, zero));
+        const int ascii = high == 0 ? 8 : __builtin_ctz(high);
+        i += ascii;
+        written += ascii;
+        if (ascii == 8) continue;
       }
-      for (int k = __builtin_ctz(static_cast<unsigned>(high)); k > 0; --k)
-        out[written++] = source[i++];
     }
 #endif
     if (source[i] < 0x80) {
       // An ASCII byte is its own unit.
       out[written++] = source[i++];
+      continue;
+    }
+    // A legal two-byte sequence gives a unit from U+0080 to U+07FF, never one that is dropped.
+    if (source[i] >= 0xC2 && source[i] < 0xE0 && i + 1 < length && (source[i + 1] & 0xC0) == 0x80) {
+      out[written++] = static_cast<uint16_t>(((source[i] & 0x1F) << 6) | (source[i + 1] & 0x3F));
+      i += 2;
       continue;
     }
     int n = UTF8_TRAILING_BYTES[source[i]];
