@@ -262,9 +262,18 @@ int64_t PlainEnd(const uint8_t* bytes, int64_t i, int64_t count) {
 // with the unit before, a backslash before the RTF specials, a Unicode escape from 128 up.
 void WriteSpecial(uint16_t u, uint16_t prev, RTFOutput& out) {
   if (u >= 128) {
-    out.AppendLiteral("\\u");
-    out.AppendNumber(static_cast<int32_t>(u));
-    out.Append(' ');
+    // \u, three to five digits and a space, written in place.
+    char* to = out.Reserve(8);
+    const size_t digits = u < 1000 ? 3 : u < 10000 ? 4 : 5;
+    to[0] = '\\';
+    to[1] = 'u';
+    uint32_t v = u;
+    for (size_t k = digits; k != 0; --k) {
+      to[1 + k] = static_cast<char>('0' + v % 10);
+      v /= 10;
+    }
+    to[2 + digits] = ' ';
+    out.Commit(3 + digits);
     return;
   }
   switch (kUnits.of[u]) {
