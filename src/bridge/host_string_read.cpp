@@ -300,12 +300,9 @@ rbText::rbText(REALstringStruct* s)
   conversionFailed = true;
 }
 
-rbText::~rbText() {
+void rbText::ReportDamage() const {
   if (marker1 != kMarker) DebugLogULong("Check1 in rbText invalid", marker1);
   if (marker2 != kMarker) DebugLogULong("Check2 in rbText invalid", marker2);
-  if (string != nullptr) REALUnlockString(string);
-  // Most readers hold nothing but the string.
-  if ((held_ | owning_) != 0) ReleaseAll();
 }
 
 void rbText::ReleaseAll() {
@@ -360,28 +357,28 @@ void rbText::ReadBytes() {
 
 void rbText::ConvertUTF8() {
   if (((held_ | owning_) & 1u) != 0) ReleaseView(kUTF8);
-  lengths[kUTF8] = 0;
-  views[kUTF8] = EmptyBuffer;
-
+  // The view is worked out in locals and stored once.
+  const char* text = EmptyBuffer;
+  int64_t length = 0;
   if (string != nullptr) {
     CheckASCII();
     if (state == kPureASCII) {
-      views[kUTF8] = views[0];
-      lengths[kUTF8] = lengths[0];
+      text = static_cast<const char*>(views[0]);
+      length = lengths[0];
     } else if (FetchRecord(0, kREALTextEncodingUTF8)) {
       held_ |= 1u;
       if (records_[0].data != nullptr) {
-        views[kUTF8] = records_[0].data;
-        lengths[kUTF8] = static_cast<int64_t>(records_[0].length);
+        text = static_cast<const char*>(records_[0].data);
+        length = static_cast<int64_t>(records_[0].length);
       }
     } else {
       DebugLog("REALGetStringData failed.");
       conversionFailed = true;
     }
   }
+  views[kUTF8] = text;
+  lengths[kUTF8] = length;
 
-  const char* text = static_cast<const char*>(views[kUTF8]);
-  int64_t length = lengths[kUTF8];
   if (length > 0 && text[length] != 0) {
     DebugLog("String is not zero terminated. Fixed.");
     void* copy = ZeroedBuffer(length, 1, 4);

@@ -38,7 +38,13 @@ class rbText {
   enum State : uint32_t { kNotCheckable = 0, kPureASCII = 1, kUnchecked = 2, kNotASCII = 3 };
 
   explicit rbText(REALstringStruct* s);
-  ~rbText();
+  // Inline: readers are made and dropped for every run of a styled text, and most hold
+  // nothing but the string.
+  ~rbText() {
+    if (marker1 != kMarker || marker2 != kMarker) ReportDamage();
+    if (string != nullptr) REALUnlockString(string);
+    if ((held_ | owning_) != 0) ReleaseAll();
+  }
   rbText(const rbText&) = delete;
   rbText& operator=(const rbText&) = delete;
 
@@ -84,6 +90,7 @@ class rbText {
   void ReleaseView(int view);  // gives back the view's record and frees its buffer
   void OwnView(int view, void* buffer, int64_t length);
   void ReleaseAll();
+  void ReportDamage() const;                      // logs each marker that lost its value
   bool FetchRecord(int slot, uint32_t encoding);  // the host's conversion into records_[slot]
 
   static constexpr int64_t kShortUnits = 64;
