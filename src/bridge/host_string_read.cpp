@@ -205,6 +205,10 @@ rbData::rbData(REALstringStruct* s) {
   if (length < 0) length = 0;
 }
 
+rbData::~rbData() {
+  if (string != nullptr) REALUnlockString(string);
+}
+
 // rbText
 
 void rbText::ReleaseView(int view) {

@@ -20,9 +20,7 @@ int64_t DecodeUTF8(const uint8_t* source, int64_t length, uint16_t* out);
 class rbData {
  public:
   explicit rbData(REALstringStruct* s);
-  ~rbData() {
-    if (string != nullptr) REALUnlockString(string);
-  }
+  ~rbData();
   rbData(const rbData&) = delete;
   rbData& operator=(const rbData&) = delete;
 
