@@ -346,6 +346,17 @@ void WriteASCII(const uint8_t* bytes, int64_t count, RTFOutput& out) {
   // block holding a byte that needs care goes on by the exact path below.
   if (count > 16) {
     char* to = out.Reserve(static_cast<size_t>(count));
+    if (count <= 32) {
+      // Two overlapping blocks cover the text.
+      const __m128i head = _mm_loadu_si128(reinterpret_cast<const __m128i*>(bytes));
+      const __m128i tail = _mm_loadu_si128(reinterpret_cast<const __m128i*>(bytes + count - 16));
+      if ((MaybeSpecial(head) | MaybeSpecial(tail)) == 0) {
+        _mm_storeu_si128(reinterpret_cast<__m128i*>(to), head);
+        _mm_storeu_si128(reinterpret_cast<__m128i*>(to + count - 16), tail);
+        out.Commit(static_cast<size_t>(count));
+        return;
+      }
+    }
     for (;;) {
       // The last block overlaps the one before; bytes already looked at are masked off.
       const int64_t at = count - i >= 16 ? i : count - 16;
