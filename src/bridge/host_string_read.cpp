@@ -124,27 +124,41 @@ int64_t DecodeUTF8(const uint8_t* source, int64_t length, uint16_t* out) {
   int64_t written = 0;
   while (i < length) {
 #if defined(__SSE2__)
-    // Most text is mostly ASCII: sixteen ASCII bytes become sixteen units in one step, and a
-    // block holding other bytes is copied up to the first of them.
-    if (length - i >= 16) {
-      const __m128i block = _mm_loadu_si128(reinterpret_cast<const __m128i*>(source + i));
-      const int high = _mm_movemask_epi8(block);
-      if (high == 0) {
-        const __m128i zero = _mm_setzero_si128();
+    // Most text is mostly ASCII: up to sixteen ASCII bytes become units in one step. A block
+    // is widened and stored whole (out has room for as many units as there are bytes, and
+    // written never passes i); only its ASCII prefix is kept.
+    if (length - i >= 8) {
+      const __m128i zero = _mm_setzero_si128();
+      if (length - i >= 16) {
+        const __m128i block = _mm_loadu_si128(reinterpret_cast<const __m128i*>(source + i));
+        const unsigned high = static_cast<unsigned>(_mm_movemask_epi8(block));
         _mm_storeu_si128(reinterpret_cast<__m128i*>(out + written), _mm_unpacklo_epi8(block, zero));
         _mm_storeu_si128(reinterpret_cast<__m128i*>(out + written + 8),
                          _mm_unpackhi_epi8(block, zero));
-        i += 16;
-        written += 16;
-        continue;
+        const int ascii = high == 0 ? 16 : __builtin_ctz(high);
+        i += ascii;
+        written += ascii;
+        if (ascii == 16) continue;
+      } else {
+        const __m128i block = _mm_loadl_epi64(reinterpret_cast<const __m128i*>(source + i));
+        const unsigned high = static_cast<unsigned>(_mm_movemask_epi8(block)) & 0xFFu;
+        _mm_storeu_si128(reinterpret_cast<__m128i*>(out + written), _mm_unpacklo_epi8(block, zero));
+        const int ascii = high == 0 ? 8 : __builtin_ctz(high);
+        i += ascii;
+        written += ascii;
+        if (ascii == 8) continue;
       }
-      for (int k = __builtin_ctz(static_cast<unsigned>(high)); k > 0; --k)
-        out[written++] = source[i++];
     }
 #endif
     if (source[i] < 0x80) {
       // An ASCII byte is its own unit.
       out[written++] = source[i++];
+      continue;
+    }
+    // A legal two-byte sequence gives a unit from U+0080 to U+07FF, never one that is dropped.
+    if (source[i] >= 0xC2 && source[i] < 0xE0 && i + 1 < length && (source[i + 1] & 0xC0) == 0x80) {
+      out[written++] = static_cast<uint16_t>(((source[i] & 0x1F) << 6) | (source[i + 1] & 0x3F));
+      i += 2;
       continue;
     }
     int n = UTF8_TRAILING_BYTES[source[i]];
@@ -178,14 +192,7 @@ int64_t DecodeUTF8(const uint8_t* source, int64_t length, uint16_t* out) {
 
 // rbData
 
-rbData::rbData(REALstringStruct* s)
-    : string(nullptr),
-      object(nullptr),
-      record(),
-      recordHeld(false),
-      data(nullptr),
-      length(0),
-      reserved(0) {
+rbData::rbData(REALstringStruct* s) {
   if (s == nullptr) return;
   REALLockString(s);
   string = s;
@@ -200,42 +207,41 @@ rbData::rbData(REALstringStruct* s)
 
 rbData::~rbData() {
   if (string != nullptr) REALUnlockString(string);
-  if (object != nullptr) REALUnlockObject(object);
-  if (recordHeld) {
-    DebugLog("REALDisposeStringData");
-    REALDisposeStringData(&record);
-  }
-  string = nullptr;
-  object = nullptr;
-  record = REALstringData();
-  recordHeld = false;
-  data = nullptr;
-  length = 0;
-  reserved = 0;
 }
 
 // rbText
 
-// Inline: the destructor and the ASCII check call it for every view, mostly with nothing held.
-inline void rbText::ReleaseView(int view) {
-  if (recordHeld[view]) {
-    REALDisposeStringData(&records[view]);
-    recordHeld[view] = false;
+void rbText::ReleaseView(int view) {
+  const int slot = Slot(view);
+  const uint8_t bit = static_cast<uint8_t>(1u << slot);
+  if (held_ & bit) {
+    REALDisposeStringData(&records_[slot]);
+    held_ = static_cast<uint8_t>(held_ & ~bit);
   }
-  records[view] = REALstringData();
-  if (owned[view] != nullptr) {
-    std::free(owned[view]);
-    owned[view] = nullptr;
+  if (owning_ & bit) {
+    std::free(owned_[slot]);
+    owning_ = static_cast<uint8_t>(owning_ & ~bit);
   }
 }
 
-rbText::rbText(REALstringStruct* s) {
-  ResetFields();
-  if (s == nullptr) return;
+rbText::rbText(REALstringStruct* s)
+    : marker1(kMarker),
+      string(nullptr),
+      conversionFailed(false),
+      encoding(kREALTextEncodingASCII),
+      state(kPureASCII),
+      marker2(kMarker) {
+  views[0] = views[1] = views[2] = views[3] = views[4] = EmptyBuffer;
+  views[kUTF16] = EmptyBufferUInt16;
+  views[6] = EmptyBufferUInt32;
+  if (s == nullptr) {
+    lengths[0] = lengths[1] = lengths[2] = lengths[3] = lengths[4] = lengths[5] = lengths[6] = 0;
+    return;
+  }
+  lengths[0] = lengths[1] = lengths[2] = lengths[3] = lengths[4] = lengths[5] = lengths[6] = -1;
 
   REALLockString(s);
   string = s;
-  for (auto& length : lengths) length = -1;
   bool available = false;
   uint32_t found = REALGetStringEncoding(s, &available);
   if (!available) {
@@ -246,6 +252,10 @@ rbText::rbText(REALstringStruct* s) {
   }
 
   encoding = found;
+  if (found == kREALTextEncodingUTF8) {  // the common case, ahead of the switch
+    state = kUnchecked;
+    return;
+  }
   state = kNotCheckable;
   switch (encoding) {
     case kREALTextEncodingMacRoman:
@@ -294,97 +304,85 @@ rbText::rbText(REALstringStruct* s) {
   conversionFailed = true;
 }
 
-rbText::~rbText() {
+void rbText::ReportDamage() const {
   if (marker1 != kMarker) DebugLogULong("Check1 in rbText invalid", marker1);
   if (marker2 != kMarker) DebugLogULong("Check2 in rbText invalid", marker2);
-  if (string != nullptr) REALUnlockString(string);
-  // Everything obtained goes back; the fields themselves end with the object, so they are not
-  // reset one by one. Most readers hold nothing but the string: one test over all views first.
-  uintptr_t any = 0;
-  for (int v = 0; v < kViews; ++v) {
-    any |= reinterpret_cast<uintptr_t>(viewStrings[v]) | reinterpret_cast<uintptr_t>(owned[v]) |
-           static_cast<uintptr_t>(recordHeld[v]);
-  }
-  if (any == 0) return;
-  for (int v = 0; v < kViews; ++v) {
-    if (viewStrings[v] != nullptr) REALUnlockString(viewStrings[v]);
-    if (recordHeld[v]) REALDisposeStringData(&records[v]);
-    if (owned[v] != nullptr) std::free(owned[v]);
+}
+
+void rbText::ReleaseAll() {
+  for (int slot = 0; slot < 2; ++slot) {
+    if (held_ & (1u << slot)) REALDisposeStringData(&records_[slot]);
+    if (owning_ & (1u << slot)) std::free(owned_[slot]);
   }
 }
 
-void rbText::ResetFields() {
-  // Whole arrays at a time: readers are made for every run of a styled text.
-  marker1 = kMarker;
-  string = nullptr;
-  std::memset(viewStrings, 0, sizeof viewStrings);
-  std::memset(lengths, 0, sizeof lengths);
-  views[0] = views[1] = views[2] = views[3] = views[4] = EmptyBuffer;
-  views[kUTF16] = EmptyBufferUInt16;
-  views[6] = EmptyBufferUInt32;
-  std::memset(owned, 0, sizeof owned);
-  // One 40-byte record after the other (a block clear of this size becomes a string
-  // instruction that costs one step per word).
-  for (auto& record : records) {
-    std::memset(static_cast<void*>(&record), 0, sizeof record);
-  }
-  std::memset(recordHeld, 0, sizeof recordHeld);
-  conversionFailed = false;
-  encoding = kREALTextEncodingASCII;
-  state = kPureASCII;
-  reserved = 0;
-  marker2 = kMarker;
+bool rbText::FetchRecord(int slot, uint32_t encoding) {
+  // The host gets a cleared record to fill, as it always has.
+  records_[slot] = REALstringData();
+  return REALGetStringData(string, encoding, &records_[slot]);
 }
 
 void rbText::OwnView(int view, void* buffer, int64_t length) {
   // The previous buffer may be the source of the new one, so it goes only now.
-  std::free(owned[view]);
-  owned[view] = buffer;
+  const int slot = Slot(view);
+  if (owning_ & (1u << slot)) std::free(owned_[slot]);
+  owned_[slot] = buffer;
+  owning_ = static_cast<uint8_t>(owning_ | (1u << slot));
   views[view] = buffer;
   lengths[view] = length;
 }
 
-void rbText::CheckASCII() {
-  if (state != kUnchecked) return;
-  rbData raw(string);
-  if (!AllASCII(reinterpret_cast<const uint8_t*>(raw.data), raw.length)) {
+void rbText::ReadBytes() {
+  // The string's own bytes, read as rbData reads them.
+  int64_t length = 0;
+  const char* data = nullptr;
+  if (string != nullptr) {
+    REALLockString(string);
+    data = REALGetStringContents(string, &length);
+    if (data == nullptr && length != 0) {
+      length = 0;
+      DebugLog("data is NULL, so size fixed to zero.");
+    }
+    if (length < 0) length = 0;
+  }
+  const bool ascii = AllASCII(reinterpret_cast<const uint8_t*>(data), length);
+  if (string != nullptr) REALUnlockString(string);
+  if (!ascii) {
     state = kNotASCII;
     return;
   }
   state = kPureASCII;
   // The kept string stays locked, so its bytes outlive the reader. The byte views hold nothing
   // yet: every conversion checks first, so none has run while the state was unchecked.
-  const void* shared = raw.data != nullptr ? static_cast<const void*>(raw.data) : EmptyBuffer;
-  for (int v = 0; v <= 4; ++v) {
-    views[v] = shared;
-    lengths[v] = raw.length;
-  }
+  const void* shared = data != nullptr ? static_cast<const void*>(data) : EmptyBuffer;
+  views[0] = views[1] = views[2] = views[3] = views[4] = shared;
+  lengths[0] = lengths[1] = lengths[2] = lengths[3] = lengths[4] = length;
 }
 
 void rbText::ConvertUTF8() {
-  ReleaseView(kUTF8);
-  lengths[kUTF8] = 0;
-  views[kUTF8] = EmptyBuffer;
-
+  if (((held_ | owning_) & 1u) != 0) ReleaseView(kUTF8);
+  // The view is worked out in locals and stored once.
+  const char* text = EmptyBuffer;
+  int64_t length = 0;
   if (string != nullptr) {
     CheckASCII();
     if (state == kPureASCII) {
-      views[kUTF8] = views[0];
-      lengths[kUTF8] = lengths[0];
-    } else if (REALGetStringData(string, kREALTextEncodingUTF8, &records[kUTF8])) {
-      recordHeld[kUTF8] = true;
-      if (records[kUTF8].data != nullptr) {
-        views[kUTF8] = records[kUTF8].data;
-        lengths[kUTF8] = static_cast<int64_t>(records[kUTF8].length);
+      text = static_cast<const char*>(views[0]);
+      length = lengths[0];
+    } else if (FetchRecord(0, kREALTextEncodingUTF8)) {
+      held_ |= 1u;
+      if (records_[0].data != nullptr) {
+        text = static_cast<const char*>(records_[0].data);
+        length = static_cast<int64_t>(records_[0].length);
       }
     } else {
       DebugLog("REALGetStringData failed.");
       conversionFailed = true;
     }
   }
+  views[kUTF8] = text;
+  lengths[kUTF8] = length;
 
-  const char* text = static_cast<const char*>(views[kUTF8]);
-  int64_t length = lengths[kUTF8];
   if (length > 0 && text[length] != 0) {
     DebugLog("String is not zero terminated. Fixed.");
     void* copy = ZeroedBuffer(length, 1, 4);
@@ -400,7 +398,7 @@ void rbText::ConvertUTF8() {
 }
 
 void rbText::ConvertUTF16() {
-  ReleaseView(kUTF16);
+  if (((held_ | owning_) & 2u) != 0) ReleaseView(kUTF16);
   lengths[kUTF16] = 0;
   views[kUTF16] = EmptyBufferUInt16;
   if (string == nullptr) return;
@@ -419,17 +417,22 @@ void rbText::ConvertUTF16() {
     DebugLog("Try UTF8 to UTF16 conversion...");
     const uint8_t* utf8 = reinterpret_cast<const uint8_t*>(UTF8());
     int64_t n = UTF8Length();
-    if (n >= 1) {
+    if (n >= 1 && n + 8 <= kShortUnits) {
+      // Short texts, the most common, are decoded into the reader itself: no allocation. The
+      // decoder may store up to eight units past the text's end, as in a heap buffer.
+      lengths[kUTF16] = DecodeUTF8(utf8, n, shortUnits_);
+      views[kUTF16] = shortUnits_;
+    } else if (n >= 1) {
       if (auto* units = static_cast<uint16_t*>(ZeroedBuffer(n, 2, 16))) {
         int64_t written = DecodeUTF8(utf8, n, units);
         OwnView(kUTF16, units, written);
       }
     }
-  } else if (REALGetStringData(string, kREALTextEncodingUTF16, &records[kUTF16])) {
-    recordHeld[kUTF16] = true;
-    if (records[kUTF16].data != nullptr) {
-      views[kUTF16] = records[kUTF16].data;
-      lengths[kUTF16] = static_cast<int64_t>(records[kUTF16].length / 2);
+  } else if (FetchRecord(1, kREALTextEncodingUTF16)) {
+    held_ |= 2u;
+    if (records_[1].data != nullptr) {
+      views[kUTF16] = records_[1].data;
+      lengths[kUTF16] = static_cast<int64_t>(records_[1].length / 2);
     }
   } else {
     DebugLog("REALGetStringData failed.");

@@ -7,6 +7,7 @@
 #include <string>
 
 #include "frame/host_api.h"
+#include "frame/host_services.h"
 
 extern const uint8_t UTF8_TRAILING_BYTES[256];
 extern const uint32_t UTF8_OFFSETS[6];
@@ -23,13 +24,9 @@ class rbData {
   rbData(const rbData&) = delete;
   rbData& operator=(const rbData&) = delete;
 
-  REALstringStruct* string;
-  REALobjectStruct* object;  // always null here; released if set
-  REALstringData record;
-  bool recordHeld;
-  const char* data;
-  int64_t length;
-  int64_t reserved;
+  REALstringStruct* string = nullptr;
+  const char* data = nullptr;
+  int64_t length = 0;
 };
 
 class rbText {
@@ -39,11 +36,19 @@ class rbText {
   enum State : uint32_t { kNotCheckable = 0, kPureASCII = 1, kUnchecked = 2, kNotASCII = 3 };
 
   explicit rbText(REALstringStruct* s);
-  ~rbText();
+  // Inline: readers are made and dropped for every run of a styled text, and most hold
+  // nothing but the string.
+  ~rbText() {
+    if (marker1 != kMarker || marker2 != kMarker) ReportDamage();
+    if (string != nullptr) REALUnlockString(string);
+    if ((held_ | owning_) != 0) ReleaseAll();
+  }
   rbText(const rbText&) = delete;
   rbText& operator=(const rbText&) = delete;
 
-  void CheckASCII();
+  void CheckASCII() {
+    if (state == kUnchecked) ReadBytes();
+  }
   void ConvertUTF8();
   void ConvertUTF16();
 
@@ -67,22 +72,31 @@ class rbText {
 
   uint64_t marker1;
   REALstringStruct* string;
-  REALstringStruct* viewStrings[kViews];
   int64_t lengths[kViews];
   const void* views[kViews];
-  void* owned[kViews];
-  REALstringData records[kViews];
-  bool recordHeld[kViews];
   bool conversionFailed;
   uint32_t encoding;
   uint32_t state;
-  uint64_t reserved;
   uint64_t marker2;
 
  private:
-  void ResetFields();
+  // Only the UTF-8 and UTF-16 views ever hold a host record or a buffer of their own: slot 0
+  // and 1. A record or buffer is valid only while its bit in held_ or owning_ is set, so a
+  // reader that converts nothing never touches them.
+  static int Slot(int view) { return view == kUTF8 ? 0 : 1; }
+  void ReadBytes();            // the ASCII check on the string's own bytes
   void ReleaseView(int view);  // gives back the view's record and frees its buffer
   void OwnView(int view, void* buffer, int64_t length);
+  void ReleaseAll();
+  void ReportDamage() const;                      // logs each marker that lost its value
+  bool FetchRecord(int slot, uint32_t encoding);  // the host's conversion into records_[slot]
+
+  static constexpr int64_t kShortUnits = 64;
+  REALstringData records_[2];
+  void* owned_[2];
+  uint16_t shortUnits_[kShortUnits];  // the UTF-16 view of a short UTF-8 text; never cleared
+  uint8_t held_ = 0;
+  uint8_t owning_ = 0;
 };
 
 // The string as UTF-8 bytes up to its first zero byte; empty for null.

@@ -9,6 +9,17 @@
 // Writes value in decimal as "%d" does (minus sign, no padding) to out, which has room for 11
 // bytes; returns the count written. No terminator.
 inline size_t FormatDecimal(int32_t value, char* out) {
+  // Colour and font indexes, colour components and sizes are mostly one or two digits.
+  if (static_cast<uint32_t>(value) < 100) {
+    const uint32_t v = static_cast<uint32_t>(value);
+    if (v < 10) {
+      out[0] = static_cast<char>('0' + v);
+      return 1;
+    }
+    out[0] = static_cast<char>('0' + v / 10);
+    out[1] = static_cast<char>('0' + v % 10);
+    return 2;
+  }
   uint32_t magnitude = static_cast<uint32_t>(value);
   size_t n = 0;
   if (value < 0) {

@@ -3,6 +3,8 @@
 #include "rtf_export/rtf_writer.h"
 
 #include <cstdio>
+#include <cstring>
+#include <utility>
 #include <unordered_map>
 
 #include "bridge/host_string_read.h"
@@ -42,42 +44,89 @@ int32_t HalfPoints(double size) {
 }
 
 // The indexes of the last few font names looked up: a styled text mostly alternates between a
-// handful of fonts, and a hit costs a comparison of the name instead of hashing it.
+// handful of fonts, and a hit costs a comparison of the name instead of hashing it. Names are
+// the UTF-8 bytes the reader of the font string shows, up to their first zero byte.
 class RecentFonts {
  public:
   // The index of name, looked up in fonts when it is not among the recent ones; absent names
   // are entered with index 0 (only the empty name can be absent).
-  int64_t IndexOf(const std::string& name,
+  int64_t IndexOf(const char* name, size_t size,
                   std::unordered_map<std::string, int64_t, StringHash>& fonts) {
-    for (size_t k = 0; k < count_; ++k) {
-      if (names_[k] == name) return indexes_[k];
-    }
-    auto found = fonts.find(name);
-    if (found == fonts.end()) found = fonts.emplace(name, 0).first;
-    Remember(name, found->second);
+    const int64_t k = Find(name, size);
+    if (k >= 0) return indexes_[k];
+    std::string key(name, size);
+    auto found = fonts.find(key);
+    if (found == fonts.end()) found = fonts.emplace(key, 0).first;
+    Remember(std::move(key), found->second);
     return found->second;
   }
 
-  void Remember(const std::string& name, int64_t index) {
+  void Remember(std::string name, int64_t index) {
     const size_t slot = count_ < kSlots ? count_++ : next_++ % kSlots;
-    names_[slot] = name;
+    names_[slot] = std::move(name);
     indexes_[slot] = index;
+    last_ = slot;
   }
 
-  bool Contains(const std::string& name) const {
-    for (size_t k = 0; k < count_; ++k) {
-      if (names_[k] == name) return true;
-    }
-    return false;
-  }
+  bool Contains(const char* name, size_t size) { return Find(name, size) >= 0; }
 
  private:
+  // Neighbouring runs mostly share their font: the slot of the last hit is tried first. A name
+  // is in at most one slot.
+  int64_t Find(const char* name, size_t size) {
+    if (count_ != 0 && Same(names_[last_], name, size)) return static_cast<int64_t>(last_);
+    for (size_t k = 0; k < count_; ++k) {
+      if (k != last_ && Same(names_[k], name, size)) {
+        last_ = k;
+        return static_cast<int64_t>(k);
+      }
+    }
+    return -1;
+  }
+
+  static bool Same(const std::string& known, const char* name, size_t size) {
+    if (known.size() != size) return false;
+    if (size >= 8 && size <= 16) {
+      // Two overlapping words from each side cover the names most fonts have.
+      uint64_t a0, a1, b0, b1;
+      std::memcpy(&a0, known.data(), 8);
+      std::memcpy(&a1, known.data() + size - 8, 8);
+      std::memcpy(&b0, name, 8);
+      std::memcpy(&b1, name + size - 8, 8);
+      return ((a0 ^ b0) | (a1 ^ b1)) == 0;
+    }
+    if (size >= 4 && size < 8) {
+      uint32_t a0, a1, b0, b1;
+      std::memcpy(&a0, known.data(), 4);
+      std::memcpy(&a1, known.data() + size - 4, 4);
+      std::memcpy(&b0, name, 4);
+      std::memcpy(&b1, name + size - 4, 4);
+      return ((a0 ^ b0) | (a1 ^ b1)) == 0;
+    }
+    return std::memcmp(known.data(), name, size) == 0;
+  }
+
   static constexpr size_t kSlots = 4;
   std::string names_[kSlots];
   int64_t indexes_[kSlots] = {};
   size_t count_ = 0;
   size_t next_ = 0;
+  size_t last_ = 0;
 };
+
+// The length of a reader's UTF-8 view up to its first zero byte, as strlen gives it: the view
+// holds length bytes and a zero after them, so a short view is looked at in two words.
+size_t NameLength(const char* bytes, int64_t length) {
+  if (length >= 8 && length <= 16) {
+    uint64_t a, b;
+    std::memcpy(&a, bytes, 8);
+    std::memcpy(&b, bytes + length - 8, 8);
+    constexpr uint64_t kOnes = 0x0101010101010101u, kHighs = 0x8080808080808080u;
+    if (((((a - kOnes) & ~a) | ((b - kOnes) & ~b)) & kHighs) == 0)
+      return static_cast<size_t>(length);
+  }
+  return std::strlen(bytes);
+}
 
 // Fonts and colours numbered in order of first use. Indexes are dense, so the index-to-entry
 // direction is an array.
@@ -109,14 +158,18 @@ void BuildTables(const std::vector<XojoStyleRun>& runs, Tables& t) {
       lastColorIndex = found->second;
     }
     t.runColor.push_back(static_cast<int32_t>(lastColorIndex));
-    const std::string name = GetStringInUTF8(run.font);
-    if (name.empty() || recent.Contains(name)) continue;
+    // The name as GetStringInUTF8 gives it, read in place while the reader lives.
+    rbText reader(run.font);
+    const char* bytes = reader.UTF8();
+    const size_t size = NameLength(bytes, reader.UTF8Length());
+    if (size == 0 || recent.Contains(bytes, size)) continue;
+    std::string name(bytes, size);
     auto found = t.fontToIndex.find(name);
     if (found == t.fontToIndex.end()) {
       found = t.fontToIndex.emplace(name, static_cast<int64_t>(t.fonts.size())).first;
       t.fonts.push_back(name);
     }
-    recent.Remember(name, found->second);
+    recent.Remember(std::move(name), found->second);
   }
 }
 
@@ -209,9 +262,18 @@ int64_t PlainEnd(const uint8_t* bytes, int64_t i, int64_t count) {
 // with the unit before, a backslash before the RTF specials, a Unicode escape from 128 up.
 void WriteSpecial(uint16_t u, uint16_t prev, RTFOutput& out) {
   if (u >= 128) {
-    out.AppendLiteral("\\u");
-    out.AppendNumber(static_cast<int32_t>(u));
-    out.Append(' ');
+    // \u, three to five digits and a space, written in place.
+    char* to = out.Reserve(8);
+    const size_t digits = u < 1000 ? 3 : u < 10000 ? 4 : 5;
+    to[0] = '\\';
+    to[1] = 'u';
+    uint32_t v = u;
+    for (size_t k = digits; k != 0; --k) {
+      to[1 + k] = static_cast<char>('0' + v % 10);
+      v /= 10;
+    }
+    to[2 + digits] = ' ';
+    out.Commit(3 + digits);
     return;
   }
   switch (kUnits.of[u]) {
@@ -236,11 +298,83 @@ void WriteSpecial(uint16_t u, uint16_t prev, RTFOutput& out) {
   }
 }
 
+#if defined(__SSE2__)
+// Bytes that may need more than a copy: below space or from 128 up (one signed comparison),
+// backslash and braces. Tab and the other controls written as themselves are sorted out by
+// the exact path.
+inline unsigned MaybeSpecial(__m128i b) {
+  const __m128i m = _mm_or_si128(_mm_cmplt_epi8(b, _mm_set1_epi8(0x20)),
+                                 _mm_or_si128(_mm_cmpeq_epi8(b, _mm_set1_epi8('\\')),
+                                              _mm_or_si128(_mm_cmpeq_epi8(b, _mm_set1_epi8('{')),
+                                                           _mm_cmpeq_epi8(b, _mm_set1_epi8('}')))));
+  return static_cast<unsigned>(_mm_movemask_epi8(m));
+}
+
+// Writes the count bytes (4 to 16) as they are when none needs care; false otherwise. Two
+// overlapping loads cover them, so nothing outside the text is read.
+inline bool CopyShortPlain(const uint8_t* bytes, int64_t count, RTFOutput& out) {
+  __m128i b;
+  if (count >= 8) {
+    b = _mm_unpacklo_epi64(_mm_loadl_epi64(reinterpret_cast<const __m128i*>(bytes)),
+                           _mm_loadl_epi64(reinterpret_cast<const __m128i*>(bytes + count - 8)));
+  } else {
+    int32_t head, tail;
+    std::memcpy(&head, bytes, 4);
+    std::memcpy(&tail, bytes + count - 4, 4);
+    b = _mm_unpacklo_epi32(_mm_cvtsi32_si128(head), _mm_cvtsi32_si128(tail));
+  }
+  if (MaybeSpecial(b) != 0) return false;
+  char* to = out.Reserve(static_cast<size_t>(count));
+  if (count >= 8) {
+    std::memcpy(to, bytes, 8);
+    std::memcpy(to + count - 8, bytes + count - 8, 8);
+  } else {
+    std::memcpy(to, bytes, 4);
+    std::memcpy(to + count - 4, bytes + count - 4, 4);
+  }
+  out.Commit(static_cast<size_t>(count));
+  return true;
+}
+#endif
+
 // Pure ASCII text, read from the host's own bytes: stretches of plain characters are copied in
 // one piece.
 void WriteASCII(const uint8_t* bytes, int64_t count, RTFOutput& out) {
-  uint16_t prev = 0;
   int64_t i = 0;
+#if defined(__SSE2__)
+  // Most runs need no escape: their blocks are checked and copied in the same step, and only a
+  // block holding a byte that needs care goes on by the exact path below.
+  if (count > 16) {
+    char* to = out.Reserve(static_cast<size_t>(count));
+    if (count <= 32) {
+      // Two overlapping blocks cover the text.
+      const __m128i head = _mm_loadu_si128(reinterpret_cast<const __m128i*>(bytes));
+      const __m128i tail = _mm_loadu_si128(reinterpret_cast<const __m128i*>(bytes + count - 16));
+      if ((MaybeSpecial(head) | MaybeSpecial(tail)) == 0) {
+        _mm_storeu_si128(reinterpret_cast<__m128i*>(to), head);
+        _mm_storeu_si128(reinterpret_cast<__m128i*>(to + count - 16), tail);
+        out.Commit(static_cast<size_t>(count));
+        return;
+      }
+    }
+    for (;;) {
+      // The last block overlaps the one before; bytes already looked at are masked off.
+      const int64_t at = count - i >= 16 ? i : count - 16;
+      const __m128i b = _mm_loadu_si128(reinterpret_cast<const __m128i*>(bytes + at));
+      if ((MaybeSpecial(b) >> (i - at)) != 0) break;
+      _mm_storeu_si128(reinterpret_cast<__m128i*>(to + at), b);
+      i = at + 16;
+      if (i == count) {
+        out.Commit(static_cast<size_t>(count));
+        return;
+      }
+    }
+    out.Commit(static_cast<size_t>(i));
+  } else if (count >= 4) {
+    if (CopyShortPlain(bytes, count, out)) return;
+  }
+#endif
+  uint16_t prev = i != 0 ? bytes[i - 1] : 0;
   while (i < count) {
     const int64_t end = PlainEnd(bytes, i, count);
     if (end != i) {
@@ -312,6 +446,17 @@ void WriteText(REALstringStruct* text, RTFOutput& out) {
   WriteUnits(units, count, out);
 }
 
+// A literal written at to; returns the position after it.
+template <size_t N>
+char* Put(char* to, const char (&text)[N]) {
+  std::memcpy(to, text, N - 1);
+  return to + N - 1;
+}
+
+// The longest formatting of one run: \qc\b0\i0\ul0, then \f, \cf and \fs with up to eleven
+// characters of number each, and the closing space.
+constexpr size_t kMaxFormatting = 3 + 3 + 3 + 4 + 3 * (3 + 11) + 1;
+
 }  // namespace
 
 void WriteRTF(const std::vector<XojoStyleRun>& runs, RTFOutput& out) {
@@ -328,72 +473,59 @@ void WriteRTF(const std::vector<XojoStyleRun>& runs, RTFOutput& out) {
 
   for (size_t r = 0; r < runs.size(); ++r) {
     const XojoStyleRun& run = runs[r];
-    bool wrote = false;
+    // The run's formatting goes straight into room reserved for the longest it can be.
+    char* const start = out.Reserve(kMaxFormatting);
+    char* to = start;
     if (run.alignment != curAlignment) {
       if (run.alignment == 2) {
-        out.AppendLiteral("\\qc");
+        to = Put(to, "\\qc");
       } else if (run.alignment == 3) {
-        out.AppendLiteral("\\qr");
+        to = Put(to, "\\qr");
       } else {
-        out.AppendLiteral("\\ql");
+        to = Put(to, "\\ql");
       }
       curAlignment = run.alignment;
-      wrote = true;
     }
     if ((run.bold != 0) != curBold) {
       curBold = run.bold != 0;
-      if (curBold) {
-        out.AppendLiteral("\\b");
-      } else {
-        out.AppendLiteral("\\b0");
-      }
-      wrote = true;
+      to = curBold ? Put(to, "\\b") : Put(to, "\\b0");
     }
     if ((run.italic != 0) != curItalic) {
       curItalic = run.italic != 0;
-      if (curItalic) {
-        out.AppendLiteral("\\i");
-      } else {
-        out.AppendLiteral("\\i0");
-      }
-      wrote = true;
+      to = curItalic ? Put(to, "\\i") : Put(to, "\\i0");
     }
     if ((run.underline != 0) != curUnderline) {
       curUnderline = run.underline != 0;
-      if (curUnderline) {
-        out.AppendLiteral("\\ul");
-      } else {
-        out.AppendLiteral("\\ul0");
-      }
-      wrote = true;
+      to = curUnderline ? Put(to, "\\ul") : Put(to, "\\ul0");
     }
     if (run.font != nullptr) {
       // Without the host's comparison the font cannot be told apart, so it is never written.
       bool available = false;
       const int64_t differs = REALCompareStrings(run.font, curFont, &available);
       if (available && differs != 0) {
-        const int64_t index = recentFonts.IndexOf(GetStringInUTF8(run.font), tables.fontToIndex);
-        out.AppendLiteral("\\f");
-        out.AppendNumber(static_cast<int32_t>(index));
+        rbText reader(run.font);
+        const char* name = reader.UTF8();
+        const int64_t index =
+            recentFonts.IndexOf(name, NameLength(name, reader.UTF8Length()), tables.fontToIndex);
+        to = Put(to, "\\f");
+        to += FormatDecimal(static_cast<int32_t>(index), to);
         curFont = run.font;
-        wrote = true;
       }
     }
-    bool wroteValue = false;
     if (run.textColor != curColor) {
-      out.AppendLiteral("\\cf");
-      out.AppendNumber(tables.runColor[r]);
+      to = Put(to, "\\cf");
+      to += FormatDecimal(tables.runColor[r], to);
       curColor = run.textColor;
-      wroteValue = true;
     }
     const double size = static_cast<double>(run.size);
     if (size != curSize) {
-      out.AppendLiteral("\\fs");
-      out.AppendNumber(HalfPoints(size));
+      to = Put(to, "\\fs");
+      to += FormatDecimal(HalfPoints(size), to);
       curSize = size;
-      wroteValue = true;
     }
-    if (wroteValue || wrote) out.Append(' ');
+    // A space ends the control words when any was written.
+    if (to != start) *to++ = ' ';
+    out.Commit(static_cast<size_t>(to - start));
     WriteText(run.text, out);
   }
   out.Append('}');

@@ -11,22 +11,6 @@
 #include "bridge/styled_text.h"
 #include "frame/host_services.h"
 
-XojoStyleRun::XojoStyleRun(const XojoStyleRun& other)
-    : bold(other.bold),
-      underline(other.underline),
-      italic(other.italic),
-      textColor(other.textColor),
-      size(other.size),
-      alignment(other.alignment),
-      start(other.start),
-      length(other.length),
-      middle(other.middle),
-      font(other.font),
-      text(other.text) {
-  if (font != nullptr) REALLockString(font);
-  if (text != nullptr) REALLockString(text);
-}
-
 XojoStyleRun& XojoStyleRun::operator=(const XojoStyleRun& other) {
   if (this == &other) return *this;
   // Lock the incoming strings before releasing ours: they may be the same handles.
@@ -48,13 +32,6 @@ XojoStyleRun& XojoStyleRun::operator=(const XojoStyleRun& other) {
   return *this;
 }
 
-XojoStyleRun::~XojoStyleRun() {
-  if (text != nullptr) REALUnlockString(text);
-  text = nullptr;
-  if (font != nullptr) REALUnlockString(font);
-  font = nullptr;
-}
-
 rbFreeLater::rbFreeLater(REALobjectStruct** object, REALstringStruct** string)
     : object_(object), string_(string) {}
 
@@ -71,13 +48,37 @@ rbFreeLater::~rbFreeLater() {
 
 namespace {
 
+// Whether count bytes hold a zero byte. Font names are short: four to sixteen bytes are looked
+// at in two overlapping words.
+bool HasZeroByte(const char* bytes, int64_t count) {
+  if (count > 16) return std::memchr(bytes, 0, static_cast<size_t>(count)) != nullptr;
+  if (count >= 8) {
+    uint64_t a, b;
+    std::memcpy(&a, bytes, 8);
+    std::memcpy(&b, bytes + count - 8, 8);
+    constexpr uint64_t kOnes = 0x0101010101010101u, kHighs = 0x8080808080808080u;
+    return ((((a - kOnes) & ~a) | ((b - kOnes) & ~b)) & kHighs) != 0;
+  }
+  if (count >= 4) {
+    uint32_t a, b;
+    std::memcpy(&a, bytes, 4);
+    std::memcpy(&b, bytes + count - 4, 4);
+    constexpr uint32_t kOnes = 0x01010101u, kHighs = 0x80808080u;
+    return ((((a - kOnes) & ~a) | ((b - kOnes) & ~b)) & kHighs) != 0;
+  }
+  for (int64_t i = 0; i < count; ++i) {
+    if (bytes[i] == 0) return true;
+  }
+  return false;
+}
+
 // A font name the host holds as UTF-16 bytes shows zero bytes; rebuild it as text so the font
 // table gets the real name. Keeps the old string when the rebuild fails.
 void RepairUTF16FontName(REALstringStruct*& font) {
   if (font == nullptr) return;
   rbData raw(font);
   if (raw.length < 1 || raw.data == nullptr) return;
-  if (std::memchr(raw.data, 0, static_cast<size_t>(raw.length)) == nullptr) return;
+  if (!HasZeroByte(raw.data, raw.length)) return;
   REALstringStruct* rebuilt = REALBuildUnicodeString(raw.data, raw.length, kREALTextEncodingUTF16);
   if (rebuilt == nullptr) return;
   REALUnlockString(font);
@@ -136,12 +137,15 @@ int64_t SnapshotRun(REALobjectStruct* run, int64_t pos, std::vector<XojoStyleRun
 void AssignParagraphAlignment(REALobjectStruct* styledText, int64_t paragraphCount,
                               std::vector<XojoStyleRun>& runs) {
   // Middles grow with the run index unless the host reports negative lengths; then each
-  // paragraph's records are found by binary search instead of a pass over every record, which
+  // paragraph's records are the stretch that starts at the first middle not below StartPos and
+  // runs while middles stay within EndPos. Paragraphs mostly come in text order, so the stretch
+  // usually starts where the one before ended; otherwise it is found by binary search. This
   // keeps texts with many runs and many paragraphs linear.
   const auto byMiddle = [](const XojoStyleRun& a, const XojoStyleRun& b) {
     return a.middle < b.middle;
   };
   const bool sorted = std::is_sorted(runs.begin(), runs.end(), byMiddle);
+  auto next = runs.begin();  // where the last paragraph's stretch ended
   for (int64_t k = 0; k < paragraphCount; ++k) {
     REALobjectStruct* paragraph = GetParagraph(styledText, k);
     if (paragraph == nullptr) continue;
@@ -150,16 +154,23 @@ void AssignParagraphAlignment(REALobjectStruct* styledText, int64_t paragraphCou
     REALGetPropValueInteger(paragraph, "StartPos", &startPos);
     REALGetPropValueInteger(paragraph, "EndPos", &endPos);
     REALGetPropValueInteger(paragraph, "Alignment", &alignment);
-    auto first = runs.begin(), last = runs.end();
-    if (sorted) {
-      first = std::lower_bound(runs.begin(), runs.end(), startPos,
-                               [](const XojoStyleRun& r, int64_t pos) { return r.middle < pos; });
-      last = std::upper_bound(first, runs.end(), endPos,
-                              [](int64_t pos, const XojoStyleRun& r) { return pos < r.middle; });
+    if (!sorted) {
+      for (XojoStyleRun& record : runs) {
+        if (startPos <= record.middle && record.middle <= endPos) record.alignment = alignment;
+      }
+      continue;
     }
-    for (auto record = first; record != last; ++record) {
-      if (startPos <= record->middle && record->middle <= endPos) record->alignment = alignment;
+    auto record = next;
+    const bool continues = (record == runs.end() || record->middle >= startPos) &&
+                           (record == runs.begin() || (record - 1)->middle < startPos);
+    if (!continues) {
+      record = std::lower_bound(runs.begin(), runs.end(), startPos,
+                                [](const XojoStyleRun& r, int64_t pos) { return r.middle < pos; });
     }
+    for (; record != runs.end() && record->middle <= endPos; ++record) {
+      record->alignment = alignment;
+    }
+    next = record;
   }
 }
 

@@ -6,12 +6,32 @@
 #include <vector>
 
 #include "frame/host_api.h"
+#include "frame/host_services.h"
 
 struct XojoStyleRun {
   XojoStyleRun() = default;
-  XojoStyleRun(const XojoStyleRun& other);  // takes one more reference on each string
+  // Takes one more reference on each string. Inline, as the destructor: a growing snapshot copies
+  // and destroys every record it holds.
+  XojoStyleRun(const XojoStyleRun& other)
+      : bold(other.bold),
+        underline(other.underline),
+        italic(other.italic),
+        textColor(other.textColor),
+        size(other.size),
+        alignment(other.alignment),
+        start(other.start),
+        length(other.length),
+        middle(other.middle),
+        font(other.font),
+        text(other.text) {
+    if (font != nullptr) REALLockString(font);
+    if (text != nullptr) REALLockString(text);
+  }
   XojoStyleRun& operator=(const XojoStyleRun& other);
-  ~XojoStyleRun();  // releases text, then font
+  ~XojoStyleRun() {  // releases text, then font
+    if (text != nullptr) REALUnlockString(text);
+    if (font != nullptr) REALUnlockString(font);
+  }
 
   uint8_t bold = 0;
   uint8_t underline = 0;
