@@ -7,6 +7,7 @@
 #include <cstring>
 #include <memory>
 
+#include "bridge/ascii_check.h"
 #include "frame/debug_log.h"
 #include "frame/host_exceptions.h"
 #include "frame/host_services.h"
@@ -20,35 +21,6 @@ constexpr int64_t kMaxHostLength = 0x80000000LL;  // host builders take a 32-bit
 constexpr int64_t kLocalUTF32Bytes = 799;
 // Two UTF-16 units for each of the 199 code points plus the terminator.
 constexpr size_t kLocalUTF16Units = 2 * (kLocalUTF32Bytes / 4) + 1;
-
-// Sixteen bytes per step, and a short string or the tail of a long one in one or two
-// overlapping loads: every run text the import builds passes through here.
-bool AllASCII(const uint8_t* bytes, int64_t count) {
-  constexpr uint64_t kHigh = 0x8080808080808080u;
-  uint64_t a = 0, b = 0;
-  if (count >= 8) {
-    int64_t i = 0;
-    for (; count - i >= 16; i += 16) {
-      std::memcpy(&a, bytes + i, 8);
-      std::memcpy(&b, bytes + i + 8, 8);
-      if (((a | b) & kHigh) != 0) return false;
-    }
-    if (i == count) return true;
-    std::memcpy(&a, bytes + (count - i > 8 ? i : count - 8), 8);
-    std::memcpy(&b, bytes + count - 8, 8);
-    return ((a | b) & kHigh) == 0;
-  }
-  if (count >= 4) {
-    uint32_t x, y;
-    std::memcpy(&x, bytes, 4);
-    std::memcpy(&y, bytes + count - 4, 4);
-    return ((x | y) & 0x80808080u) == 0;
-  }
-  for (int64_t i = 0; i < count; ++i) {
-    if (bytes[i] >= 0x80) return false;
-  }
-  return true;
-}
 
 // The bytes built as a host string in the given encoding.
 inline REALstring BuildWithEncoding(const char* bytes, int32_t length, uint32_t encoding) {

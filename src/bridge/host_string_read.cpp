@@ -10,6 +10,7 @@
 #include <emmintrin.h>
 #endif
 
+#include "bridge/ascii_check.h"
 #include "bridge/host_string_build.h"
 #include "frame/debug_log.h"
 #include "frame/host_services.h"
@@ -51,35 +52,6 @@ const uint32_t EmptyBufferUInt32[2] = {0, 0};
 void* ZeroedBuffer(int64_t count, size_t elementSize, size_t extra) {
   if (count < 0 || static_cast<uint64_t>(count) > (SIZE_MAX - extra) / elementSize) return nullptr;
   return std::calloc(static_cast<size_t>(count) * elementSize + extra, 1);
-}
-
-// No byte of count at bytes is 0x80 or above: sixteen bytes per step, and a short string or
-// the tail of a long one in one or two overlapping loads.
-bool AllASCII(const uint8_t* bytes, int64_t count) {
-  constexpr uint64_t kHigh = 0x8080808080808080u;
-  uint64_t a = 0, b = 0;
-  if (count >= 8) {
-    int64_t i = 0;
-    for (; count - i >= 16; i += 16) {
-      std::memcpy(&a, bytes + i, 8);
-      std::memcpy(&b, bytes + i + 8, 8);
-      if (((a | b) & kHigh) != 0) return false;
-    }
-    if (i == count) return true;
-    std::memcpy(&a, bytes + (count - i > 8 ? i : count - 8), 8);
-    std::memcpy(&b, bytes + count - 8, 8);
-    return ((a | b) & kHigh) == 0;
-  }
-  if (count >= 4) {
-    uint32_t x, y;
-    std::memcpy(&x, bytes, 4);
-    std::memcpy(&y, bytes + count - 4, 4);
-    return ((x | y) & 0x80808080u) == 0;
-  }
-  for (int64_t i = 0; i < count; ++i) {
-    if (bytes[i] >= 0x80) return false;
-  }
-  return true;
 }
 
 uint16_t UnitAt(const void* units, int64_t index) {
