@@ -68,6 +68,9 @@ def machine():
 
 
 def main():
+    if sys.argv[1:2] == ["--growth"]:
+        import growth  # the tool alone at 1, 10 and 100 MiB (bench/growth.py)
+        return growth.main(sys.argv[2:])
     profiles = sys.argv[1:] or PROFILES
     for p in profiles:
         if p not in PROFILES:

@@ -2,6 +2,9 @@
 # Side-by-side speed of `pendlow import FILE --text` against catdoc and unrtf on the generator's
 # documents: bench/compare.sh [profile...]
 #
+# bench/compare.sh --growth [profile...] runs the tool alone on 1, 10 and 100 MiB of each
+# profile (default styled and unicode) and shows whether time and memory grow linearly.
+#
 # Installs catdoc and unrtf with apt-get when they are missing, generates the documents (cached
 # in build/compare-docs/), then runs the three converters on each document, interleaved, and
 # prints for each profile the median MB/s of each (whole processes, start-up included), the

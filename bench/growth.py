@@ -1,6 +1,6 @@
 #!/usr/bin/env python3
-"""Growth part of bench/growth.sh: is the cost of `pendlow import FILE --text` linear in the
-document's size?
+"""`bench/compare.sh --growth [profile...]`: is the cost of `pendlow import FILE --text`
+linear in the document's size?
 
 For each profile (default: styled and unicode, the two that make the most style runs) it runs
 the tool on generated documents of 1, 10 and 100 MiB, median of COMPARE_ROUNDS runs each
@@ -18,8 +18,8 @@ from compare import document, machine, run  # noqa: E402
 SIZES = [1, 10, 100]
 
 
-def main():
-    profiles = sys.argv[1:] or ["styled", "unicode"]
+def main(args):
+    profiles = args or ["styled", "unicode"]
     rounds = int(os.environ.get("COMPARE_ROUNDS", "3"))
     seed = int(os.environ.get("COMPARE_SEED", "1"))
     pendlow = os.path.abspath(os.environ["PENDLOW"])
@@ -59,4 +59,4 @@ def main():
 
 
 if __name__ == "__main__":
-    main()
+    main(sys.argv[1:])
