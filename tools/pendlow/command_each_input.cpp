@@ -56,20 +56,6 @@ void MakeFolder(const std::string& folder) {
   }
 }
 
-int RunOne(const Options& options) {
-  switch (options.command) {
-    case Command::kImport:
-      return RunImport(options);
-    case Command::kExport:
-      return RunExport(options);
-    case Command::kRoundtrip:
-      return RunRoundtrip(options);
-    default:
-      break;
-  }
-  return kExitUsage;
-}
-
 }  // namespace
 
 int RunEachInput(const Options& options) {
@@ -93,7 +79,7 @@ int RunEachInput(const Options& options) {
       }
     }
     try {
-      int status = RunOne(one);
+      int status = RunCommand(one);
       if (status == kExitDifferences) differences = true;
     } catch (const ToolError& e) {
       if (e.status() == kExitLibrary) throw;  // the same for every input: stop here

@@ -11,6 +11,8 @@ int RunExport(const Options& options);
 int RunRoundtrip(const Options& options);
 int RunInfo(const Options& options);
 int RunSurvey(const Options& options);
+// The command options name, on the input it names (kExitUsage for no command).
+int RunCommand(const Options& options);
 
 // Several inputs, or an output folder: the command once per input.
 int RunEachInput(const Options& options);

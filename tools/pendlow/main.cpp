@@ -12,6 +12,28 @@
 #include "platform.h"
 #include "tool_error.h"
 
+namespace pendlow {
+
+int RunCommand(const Options& options) {
+  switch (options.command) {
+    case Command::kImport:
+      return RunImport(options);
+    case Command::kExport:
+      return RunExport(options);
+    case Command::kRoundtrip:
+      return RunRoundtrip(options);
+    case Command::kInfo:
+      return RunInfo(options);
+    case Command::kSurvey:
+      return RunSurvey(options);
+    case Command::kNone:
+      break;
+  }
+  return kExitUsage;
+}
+
+}  // namespace pendlow
+
 int main(int argc, char** argv) {
   using namespace pendlow;
   UseBinaryStandardStreams();
@@ -29,20 +51,7 @@ int main(int argc, char** argv) {
     if (options.command != Command::kSurvey && (options.inputs.size() > 1 || options.outputDir)) {
       return RunEachInput(options);
     }
-    switch (options.command) {
-      case Command::kImport:
-        return RunImport(options);
-      case Command::kExport:
-        return RunExport(options);
-      case Command::kRoundtrip:
-        return RunRoundtrip(options);
-      case Command::kInfo:
-        return RunInfo(options);
-      case Command::kSurvey:
-        return RunSurvey(options);
-      case Command::kNone:
-        break;
-    }
+    if (options.command != Command::kNone) return RunCommand(options);
     console::Write(ShortUsage());
     return kExitUsage;
   } catch (const ToolError& e) {
