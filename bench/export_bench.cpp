@@ -53,7 +53,7 @@ const uint32_t kColors[] = {0x000000, 0xFF0000, 0x0000FF, 0x336699, 0x00AA00};
 // Many short runs, each differing from the one before, all in one paragraph.
 void BuildManyRuns(ExportFixture& f, int64_t count) {
   for (int64_t i = 0; i < count; ++i) {
-    simhost::RunSpec run;
+    simhost::RunRecipe run;
     run.text = (i % 7 == 3) ? "caf\xC3\xA9 {x} " : "word ";
     run.font = kFonts[(i / 3) % 4];
     run.size = 10 + (i / 5) % 4;
@@ -76,7 +76,7 @@ void BuildLongText(ExportFixture& f, int64_t bytes) {
   const int64_t runBytes = 16384;
   int64_t index = 0;
   while (f.textBytes < bytes) {
-    simhost::RunSpec run;
+    simhost::RunRecipe run;
     run.text.reserve(runBytes + sentence.size() + 2);
     while (static_cast<int64_t>(run.text.size()) < runBytes) run.text += sentence;
     if (index % 8 == 7) run.text += "\r\n";

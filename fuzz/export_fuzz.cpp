@@ -65,7 +65,7 @@ bool IsPlainUTF8(const std::string& s) {
 
 // Whether the run's text reaches the document the way the host itself decodes it.
 // The font table is written raw, so a name with RTF's own delimiters spills into the text.
-bool RoundTrips(const simhost::RunSpec& run) {
+bool RoundTrips(const simhost::RunRecipe& run) {
   if (run.font && run.font->find_first_of("\\{};") != std::string::npos) return false;
   switch (run.textEncoding) {
     case kREALTextEncodingUTF8:
@@ -128,7 +128,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
       host.SetParagraphAlignment(styledText, index, alignment);
       continue;
     }
-    simhost::RunSpec run;
+    simhost::RunRecipe run;
     run.textEncoding = fuzzhost::EncodingAt(in.Byte());
     run.text = in.Bytes(in.UInt16());
     const uint8_t fontEncoding = in.Byte();

@@ -65,7 +65,7 @@ const uint32_t kColors[] = {0x000000, 0xFF0000, 0x0000FF, 0x336699, 0x00AA00};
 // in seven holds non-ASCII letters and braces, every tenth ends its paragraph.
 void BuildRuns(REALobject styledText, long count) {
   for (long i = 0; i < count; ++i) {
-    minihost::RunSpec run;
+    minihost::RunRecipe run;
     if (i % 10 == 9) {
       run.text = "word word word word\r";
     } else if (i % 7 == 3) {
@@ -112,7 +112,7 @@ void BuildVariedRuns(REALobject styledText, long count) {
   for (int k = 0; k < 300; ++k) longText += "long line of text, ";
   longText += "\r\n";
   for (long i = 0; i < count; ++i) {
-    minihost::RunSpec run;
+    minihost::RunRecipe run;
     run.text = (i % 13 == 12) ? longText : texts[i % 8];
     run.font = fonts[(i / 2) % 8];
     run.nullFont = i % 17 == 16;
@@ -135,7 +135,7 @@ void BuildLongRuns(REALobject styledText, long bytes) {
       "caf\xC3\xA9 patrons cheer. ";
   long total = 0;
   for (long index = 0; total < bytes; ++index) {
-    minihost::RunSpec run;
+    minihost::RunRecipe run;
     while (run.text.size() < 16384) run.text += sentence;
     if (index % 8 == 7) run.text += "\r\n";
     run.font = kFonts[index % 2];

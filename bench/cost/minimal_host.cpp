@@ -691,7 +691,7 @@ REALobject NewStyledText() {
   return NewObject<StyledTextObject>(ObjectKind::kStyledText);
 }
 
-void AppendRun(REALobject styledText, const RunSpec& wanted) {
+void AppendRun(REALobject styledText, const RunRecipe& wanted) {
   auto* st = static_cast<StyledTextObject*>(styledText);
   auto* run = NewObject<RunObject>(ObjectKind::kStyleRun);
   run->text = wanted.nullText ? nullptr : NewString(wanted.text, kREALTextEncodingUTF8);

@@ -32,7 +32,7 @@ REALstring NewString(const std::string& bytes, uint32_t encoding);
 void ReleaseString(REALstring s);
 std::string BytesOf(REALstring s);
 
-struct RunSpec {
+struct RunRecipe {
   std::string text;                         // UTF-8
   std::string font;                         // UTF-8
   bool nullText = false, nullFont = false;  // the run holds no string at all
@@ -43,7 +43,7 @@ struct RunSpec {
 
 REALobject NewStyledText();
 // Appends a run as the host's own editor would; paragraphs follow the run texts' line breaks.
-void AppendRun(REALobject styledText, const RunSpec& run);
+void AppendRun(REALobject styledText, const RunRecipe& run);
 // Gives every paragraph an alignment (index modulo 4) so the getter writes alignment words.
 void CycleParagraphAlignments(REALobject styledText);
 int64_t RunCount(REALobject styledText);

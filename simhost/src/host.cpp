@@ -486,7 +486,7 @@ StyledTextObject* AsStyledText(Host::State& s, REALobject o, const char* where) 
 }
 }  // namespace
 
-void Host::AppendRun(REALobject styledText, const RunSpec& given) {
+void Host::AppendRun(REALobject styledText, const RunRecipe& given) {
   StyledTextObject* st = AsStyledText(*state_, styledText, "Host::AppendRun");
   if (st == nullptr) return;
   RunData run;

@@ -26,12 +26,12 @@ const char* const kAppendDecl = "AppendStyleRun(Run as StyleRun)";
 const char* const kAlignDecl = "ParagraphAlignment(Index As Integer, assigns _value as Integer)";
 const char* const kLenDecl = "Len(s as string) as integer";
 
-simhost::RunSpec TextRun(const std::string& text) {
-  simhost::RunSpec runSpec;
-  runSpec.text = text;
-  runSpec.font = "Helvetica";
-  runSpec.size = 12;
-  return runSpec;
+simhost::RunRecipe TextRun(const std::string& text) {
+  simhost::RunRecipe runRecipe;
+  runRecipe.text = text;
+  runRecipe.font = "Helvetica";
+  runRecipe.size = 12;
+  return runRecipe;
 }
 
 class StyledTextAccess : public BridgeTest {

@@ -47,15 +47,15 @@ class HostileTest : public PluginTest {
     for (REALobject st : texts_) host_.Release(st);
   }
 
-  REALobject NewText(const std::vector<simhost::RunSpec>& runs) {
+  REALobject NewText(const std::vector<simhost::RunRecipe>& runs) {
     REALobject st = host_.NewStyledText();
-    for (const simhost::RunSpec& run : runs) host_.AppendRun(st, run);
+    for (const simhost::RunRecipe& run : runs) host_.AppendRun(st, run);
     texts_.push_back(st);
     return st;
   }
 
   // Exports, checks the document, assigns it back and returns it.
-  std::string RoundTrip(const std::vector<simhost::RunSpec>& runs) {
+  std::string RoundTrip(const std::vector<simhost::RunRecipe>& runs) {
     REALobject st = NewText(runs);
     std::string rtf = Export(st);
     ExpectDocument(rtf);
@@ -72,7 +72,7 @@ class HostileTest : public PluginTest {
 TEST_F(HostileTest, EveryUTF16CodeUnitInOneRun) {
   std::vector<uint16_t> units;
   for (uint32_t u = 1; u <= 0xFFFF; ++u) units.push_back(static_cast<uint16_t>(u));
-  simhost::RunSpec run;
+  simhost::RunRecipe run;
   run.text = UTF16LE(units);
   run.textEncoding = kREALTextEncodingUTF16LE;
   const std::string rtf = RoundTrip({run});
@@ -83,7 +83,7 @@ TEST_F(HostileTest, EveryUTF16CodeUnitInOneRun) {
 }
 
 TEST_F(HostileTest, LoneSurrogatesAndReversedByteOrderMarks) {
-  simhost::RunSpec run;
+  simhost::RunRecipe run;
   run.textEncoding = kREALTextEncodingUTF16;
   for (const std::vector<uint16_t>& units : {std::vector<uint16_t>{0xD800},
                                              {0xDC00, 0x41},
@@ -100,7 +100,7 @@ TEST_F(HostileTest, LoneSurrogatesAndReversedByteOrderMarks) {
 }
 
 TEST_F(HostileTest, BrokenUTF8) {
-  simhost::RunSpec run;
+  simhost::RunRecipe run;
   for (const char* text : {"\xC3", "\xED\xA0\x80", "\xF4\x90\x80\x80", "\xFF\xFE", "a\xC0\xAFz",
                            "\xE0\x80\x80", "\xF8\x88\x80\x80\x80", "ok\xF0\x9F\x98"}) {
     run.text = text;
@@ -109,7 +109,7 @@ TEST_F(HostileTest, BrokenUTF8) {
 }
 
 TEST_F(HostileTest, TextsInEncodingsThatAreNotReal) {
-  simhost::RunSpec run;
+  simhost::RunRecipe run;
   run.text = "caf\xE9 \x80\x81\xFF";
   for (simhost::Encoding encoding :
        {kREALTextEncodingUnknown, 0x12345678u, 0xFFFFFFFFu, 0x0C000100u, 0x1C000100u}) {
@@ -119,11 +119,11 @@ TEST_F(HostileTest, TextsInEncodingsThatAreNotReal) {
 }
 
 TEST_F(HostileTest, ExtremeSizesAndColours) {
-  std::vector<simhost::RunSpec> runs;
+  std::vector<simhost::RunRecipe> runs;
   for (int64_t size : {std::numeric_limits<int64_t>::max(), std::numeric_limits<int64_t>::min(),
                        int64_t{-3}, int64_t{1} << 31, int64_t{1073741823}, int64_t{0}}) {
     for (uint32_t color : {0xFFFFFFFFu, 0xFF000000u, 0x00FFFFFFu, 0u}) {
-      simhost::RunSpec run;
+      simhost::RunRecipe run;
       run.text = "x";
       run.size = size;
       run.color = color;
@@ -137,17 +137,17 @@ TEST_F(HostileTest, ExtremeSizesAndColours) {
 }
 
 TEST_F(HostileTest, FontNamesWithDelimitersZeroBytesAndNoEnd) {
-  std::vector<simhost::RunSpec> runs;
+  std::vector<simhost::RunRecipe> runs;
   for (const std::string& font :
        {std::string("}{\\;"), std::string("\\par"), std::string("\0", 1), std::string("A\0", 2),
         std::string("A\0B", 3), std::string("x\r\ny"), std::string(70000, 'F'), std::string(),
         std::string("\xFF\xFE")}) {
-    simhost::RunSpec run;
+    simhost::RunRecipe run;
     run.text = "t";
     run.font = font;
     runs.push_back(run);
   }
-  simhost::RunSpec utf16;
+  simhost::RunRecipe utf16;
   utf16.text = "u";
   utf16.font = UTF16LE({0x41, 0xD800, 0x42});
   utf16.fontEncoding = kREALTextEncodingUTF16;
@@ -156,12 +156,12 @@ TEST_F(HostileTest, FontNamesWithDelimitersZeroBytesAndNoEnd) {
 }
 
 TEST_F(HostileTest, RunsWithoutTextAndWithoutParagraphs) {
-  simhost::RunSpec empty;
-  std::vector<simhost::RunSpec> runs(2000, empty);
+  simhost::RunRecipe empty;
+  std::vector<simhost::RunRecipe> runs(2000, empty);
   REALobject st = NewText(runs);
   // No character, so no paragraph: no document, and no run fetched.
   EXPECT_EQ(Export(st), "");
-  simhost::RunSpec text;
+  simhost::RunRecipe text;
   text.text = "end";
   host_.AppendRun(st, text);
   const std::string rtf = Export(st);
@@ -171,7 +171,7 @@ TEST_F(HostileTest, RunsWithoutTextAndWithoutParagraphs) {
 
 TEST_F(HostileTest, ValuesThatAreNotRTFLeaveTheTextEmpty) {
   REALobject st = NewText({});
-  simhost::RunSpec before;
+  simhost::RunRecipe before;
   before.text = "kept until the assignment";
   host_.AppendRun(st, before);
   for (const std::string& value :

@@ -126,7 +126,7 @@ TEST(Limits, LargestSingleRunExported) {
     simhost::Plugin plugin(host);
     if (!plugin.loaded()) return "plug-in not loaded: " + plugin.error();
     REALobject styledText = host.NewStyledText();
-    simhost::RunSpec run;
+    simhost::RunRecipe run;
     run.font = "Arial";
     run.size = 12;
     for (size_t i = 0; i < characters; ++i) run.text += "\xC3\xA9";  // é
@@ -152,7 +152,7 @@ TEST(Limits, LargestDocumentExported) {
     if (!plugin.loaded()) return "plug-in not loaded: " + plugin.error();
     REALobject styledText = host.NewStyledText();
     for (size_t i = 0; i < runCount; ++i) {
-      simhost::RunSpec run;
+      simhost::RunRecipe run;
       run.text = i % 7 == 6 ? "line end\r" : "some words ";
       run.font = i % 3 == 0 ? "Times" : "Helvetica";
       run.size = 10 + static_cast<int64_t>(i % 5);

@@ -36,7 +36,7 @@ TEST_F(RegressionTest, ManyParagraphsGiveEveryRunItsAlignment) {
   REALobject st = host_.NewStyledText();
   std::vector<int64_t> lengths;
   for (int64_t i = 0; i < kRuns; ++i) {
-    simhost::RunSpec run;
+    simhost::RunRecipe run;
     // Runs of 1 to 7 characters, a paragraph end in every third one.
     run.text = std::string(static_cast<size_t>(1 + i % 7), 'a');
     if (i % 3 == 2) run.text.back() = '\r';

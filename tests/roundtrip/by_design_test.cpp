@@ -11,7 +11,7 @@
 namespace roundtrip {
 namespace {
 
-using simhost::RunSpec;
+using simhost::RunRecipe;
 
 std::string TextUTF8(const TextView& view) {
   return EncodeUTF8(TextOf(view));
@@ -111,7 +111,7 @@ TEST_F(RoundTripByDesign, ByteOrderMarksVanishFromTextHeldAsUTF8) {
 
 TEST_F(RoundTripByDesign, ByteOrderMarksInUTF16TextMatterOnlyAtItsStart) {
   auto utf16 = [](const std::string& utf8) {
-    RunSpec run;
+    RunRecipe run;
     run.text = *simhost::Host::Convert(utf8, kREALTextEncodingUTF8, kREALTextEncodingUTF16);
     run.textEncoding = kREALTextEncodingUTF16;
     return run;
@@ -121,7 +121,7 @@ TEST_F(RoundTripByDesign, ByteOrderMarksInUTF16TextMatterOnlyAtItsStart) {
   Trip trip = RoundTrip({utf16("a" + kFEFF + "b")});
   EXPECT_EQ(Body(trip.rtf), "a\\u65279 b");
   EXPECT_EQ(TextUTF8(trip.after), "a" + kFEFF + "b");
-  std::vector<RunSpec> rebuilt;
+  std::vector<RunRecipe> rebuilt;
   for (const simhost::Run& r : trip.after.runs) rebuilt.push_back(Plain(r.text));
   EXPECT_EQ(TextUTF8(RoundTrip(rebuilt).after), "ab");
   // A leading U+FEFF is taken for a byte-order mark and dropped.
@@ -134,7 +134,7 @@ TEST_F(RoundTripByDesign, ByteOrderMarksInUTF16TextMatterOnlyAtItsStart) {
 }
 
 TEST_F(RoundTripByDesign, TextInAnEncodingTheHostCannotNameIsReadAsMacRoman) {
-  RunSpec run = Plain("caf\xE9");
+  RunRecipe run = Plain("caf\xE9");
   run.textEncoding = kREALTextEncodingUnknown;
   const Trip trip = RoundTrip({run});
   EXPECT_EQ(TextUTF8(trip.before), "caf\xC3\xA9");  // the host shows it as Windows-1252
@@ -145,7 +145,7 @@ TEST_F(RoundTripByDesign, TextInAnEncodingTheHostCannotNameIsReadAsMacRoman) {
 // --- Formatting -------------------------------------------------------------------------------
 
 TEST_F(RoundTripByDesign, TheColourTableHoldsNoHighByte) {
-  RunSpec run = Plain("ab");
+  RunRecipe run = Plain("ab");
   run.color = 0x80FF8000;
   const Trip trip = RoundTrip({run});
   EXPECT_NE(trip.rtf.find("{\\colortbl\\red255\\green128\\blue0;}"), std::string::npos);
@@ -154,7 +154,7 @@ TEST_F(RoundTripByDesign, TheColourTableHoldsNoHighByte) {
 }
 
 TEST_F(RoundTripByDesign, NegativeSizesAreNotReadBack) {
-  RunSpec run = Plain("ab");
+  RunRecipe run = Plain("ab");
   run.size = -3;
   const Trip trip = RoundTrip({run});
   // -3 points are -5 half-points after rounding; the reader takes "-5" for 5.

@@ -156,10 +156,10 @@ class RoundTripTest : public ::testing::Test {
     host_.reset();
   }
 
-  REALobject Build(const std::vector<simhost::RunSpec>& runs,
+  REALobject Build(const std::vector<simhost::RunRecipe>& runs,
                    const std::vector<int64_t>& alignments) {
     REALobject st = host_->NewStyledText();
-    for (const simhost::RunSpec& run : runs) host_->AppendRun(st, run);
+    for (const simhost::RunRecipe& run : runs) host_->AppendRun(st, run);
     for (size_t k = 0; k < alignments.size(); ++k) {
       host_->SetParagraphAlignment(st, static_cast<int64_t>(k), alignments[k]);
     }
@@ -181,7 +181,7 @@ class RoundTripTest : public ::testing::Test {
   // checks that the setter gave back every host handle it obtained.
   TextView Import(const std::string& rtf) {
     REALobject st = host_->NewStyledText();
-    simhost::RunSpec old;
+    simhost::RunRecipe old;
     old.text = "old text\r";
     old.font = "Old";
     old.bold = true;
@@ -204,7 +204,7 @@ class RoundTripTest : public ::testing::Test {
     TextView before, after;
   };
 
-  Trip RoundTrip(const std::vector<simhost::RunSpec>& runs,
+  Trip RoundTrip(const std::vector<simhost::RunRecipe>& runs,
                  const std::vector<int64_t>& alignments = {}, bool skipParagraphs = false) {
     Trip trip;
     REALobject st = Build(runs, alignments);
@@ -220,20 +220,20 @@ class RoundTripTest : public ::testing::Test {
 };
 
 // Run builders for the examples.
-inline simhost::RunSpec Plain(std::string text) {
-  simhost::RunSpec run;
+inline simhost::RunRecipe Plain(std::string text) {
+  simhost::RunRecipe run;
   run.text = std::move(text);
   return run;
 }
 
-inline simhost::RunSpec InFont(std::string text, std::string font) {
-  simhost::RunSpec run = Plain(std::move(text));
+inline simhost::RunRecipe InFont(std::string text, std::string font) {
+  simhost::RunRecipe run = Plain(std::move(text));
   run.font = std::move(font);
   return run;
 }
 
-inline simhost::RunSpec Bold(std::string text) {
-  simhost::RunSpec run = Plain(std::move(text));
+inline simhost::RunRecipe Bold(std::string text) {
+  simhost::RunRecipe run = Plain(std::move(text));
   run.bold = true;
   return run;
 }

@@ -56,7 +56,7 @@ TEST_F(RoundTripProperty, ExpressibleTextsComeBackCharacterForCharacter) {
       if (trip.rtf.find(feature.first) != std::string::npos) ++feature.second;
     }
     skipped += text.skipParagraphs ? 1 : 0;
-    for (const simhost::RunSpec& run : text.runs) {
+    for (const simhost::RunRecipe& run : text.runs) {
       const std::string utf8 =
           *simhost::Host::Convert(run.text, run.textEncoding, kREALTextEncodingUTF8);
       const size_t cr = utf8.find('\r');

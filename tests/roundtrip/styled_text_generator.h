@@ -29,13 +29,13 @@ namespace roundtrip {
 enum class Range { kExpressible, kAnything };
 
 struct GeneratedText {
-  std::vector<simhost::RunSpec> runs;
+  std::vector<simhost::RunRecipe> runs;
   std::vector<int64_t> alignments;  // by paragraph index
   bool skipParagraphs = false;
 
   std::string Describe() const {
     std::ostringstream os;
-    for (const simhost::RunSpec& r : runs) {
+    for (const simhost::RunRecipe& r : runs) {
       const std::string text =
           simhost::Host::Convert(r.text, r.textEncoding, kREALTextEncodingUTF8).value_or("?");
       std::string font = "(none)";
@@ -67,9 +67,9 @@ class StyledTextGenerator {
     const int noFontRuns = Chance(2, 5) ? 0 : Between(0, runCount);
     std::u32string all;
     std::vector<std::pair<size_t, size_t>> spans;  // code-point range of each run
-    simhost::RunSpec previous;
+    simhost::RunRecipe previous;
     for (int i = 0; i < runCount; ++i) {
-      simhost::RunSpec run;
+      simhost::RunRecipe run;
       if (i > 0 && Chance(3, 10)) {
         run = previous;  // equal formatting next to each other
       } else {
@@ -113,7 +113,7 @@ class StyledTextGenerator {
   }
   bool Chance(int in, int of) { return Between(1, of) <= in; }
 
-  void PickFont(simhost::RunSpec& run, bool beforeFirstFont) {
+  void PickFont(simhost::RunRecipe& run, bool beforeFirstFont) {
     static const Font kFonts[] = {
         {"Arial", true},
         {"Times New Roman", true},
@@ -143,7 +143,7 @@ class StyledTextGenerator {
     SetFont(run, kFonts[Between(0, known - 1)]);
   }
 
-  void SetFont(simhost::RunSpec& run, const Font& font) {
+  void SetFont(simhost::RunRecipe& run, const Font& font) {
     const int choice = Between(0, 9);
     if (choice < 5 || (choice < 7 && !font.latin1)) {
       run.font = font.utf8;
@@ -247,7 +247,7 @@ class StyledTextGenerator {
     return text;
   }
 
-  void EncodeText(const std::u32string& text, simhost::RunSpec& run) {
+  void EncodeText(const std::u32string& text, simhost::RunRecipe& run) {
     const std::string utf8 = EncodeUTF8(text);
     bool latin1 = true;
     for (char32_t c : text) latin1 = latin1 && c <= 0xFF;

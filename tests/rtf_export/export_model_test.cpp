@@ -15,7 +15,7 @@
 
 namespace {
 
-using simhost::RunSpec;
+using simhost::RunRecipe;
 
 // UTF-8 to UTF-16 code units (the generator only produces valid UTF-8).
 std::u16string Units(const std::string& utf8) {
@@ -64,7 +64,7 @@ bool SameFont(const std::optional<std::string>& a, const std::optional<std::stri
   return true;
 }
 
-std::string Model(const std::vector<RunSpec>& runs,
+std::string Model(const std::vector<RunRecipe>& runs,
                   const std::vector<simhost::Paragraph>& paragraphs, bool skip) {
   // Alignment of the paragraph holding each run's middle; the later paragraph wins.
   std::vector<int64_t> alignment(runs.size(), 0);
@@ -82,7 +82,7 @@ std::string Model(const std::vector<RunSpec>& runs,
   std::vector<uint32_t> colourList;
   std::map<std::string, int> fonts;
   std::vector<std::string> fontList;
-  for (const RunSpec& run : runs) {
+  for (const RunRecipe& run : runs) {
     if (colours.emplace(run.color, static_cast<int>(colourList.size())).second)
       colourList.push_back(run.color);
     const std::string name = run.font.value_or("");
@@ -105,7 +105,7 @@ std::string Model(const std::vector<RunSpec>& runs,
   uint32_t curColour = 0;
   int64_t curSize = 0;
   for (size_t r = 0; r < runs.size(); ++r) {
-    const RunSpec& run = runs[r];
+    const RunRecipe& run = runs[r];
     bool changed = false;
     if (alignment[r] != curAlignment) {
       out += alignment[r] == 2 ? "\\qc" : alignment[r] == 3 ? "\\qr" : "\\ql";
@@ -156,7 +156,7 @@ std::string Model(const std::vector<RunSpec>& runs,
 
 // maxPieces bounds the text's length; asciiOnly leaves out the non-ASCII pieces (the writer
 // reads pure ASCII text from its bytes, everything else as UTF-16 units).
-RunSpec RandomRun(std::mt19937& rng, size_t maxPieces = 6, bool asciiOnly = false) {
+RunRecipe RandomRun(std::mt19937& rng, size_t maxPieces = 6, bool asciiOnly = false) {
   static const std::vector<std::string> pieces = {"a",
                                                   "Z",
                                                   " ",
@@ -181,7 +181,7 @@ RunSpec RandomRun(std::mt19937& rng, size_t maxPieces = 6, bool asciiOnly = fals
   static const std::vector<int64_t> sizes = {0, 9, 12, 12, -3, 72, 1000000};
   static const std::vector<uint32_t> colours = {0, 0x00FF0000, 0x80000000, 0x00123456, 0xFF123456};
   auto pick = [&rng](size_t n) { return std::uniform_int_distribution<size_t>(0, n - 1)(rng); };
-  RunSpec run;
+  RunRecipe run;
   const size_t count = pick(maxPieces + 1);
   for (size_t i = 0; i < count; ++i) {
     const std::string& piece = pieces[pick(pieces.size())];
@@ -206,10 +206,10 @@ void CompareRandomDocuments(size_t maxPieces, bool asciiOnly, int documents) {
   std::mt19937 rng(20240611);
   const int64_t alignments[] = {0, 1, 2, 3, 4, -1};
   for (int doc = 0; doc < documents; ++doc) {
-    std::vector<RunSpec> runs(1 + rng() % 10);
-    for (RunSpec& run : runs) run = RandomRun(rng, maxPieces, asciiOnly);
+    std::vector<RunRecipe> runs(1 + rng() % 10);
+    for (RunRecipe& run : runs) run = RandomRun(rng, maxPieces, asciiOnly);
     REALobject st = host.NewStyledText();
-    for (const RunSpec& run : runs) host.AppendRun(st, run);
+    for (const RunRecipe& run : runs) host.AppendRun(st, run);
     const size_t paragraphCount = host.ParagraphsOf(st).size();
     for (size_t k = 0; k < paragraphCount; ++k)
       host.SetParagraphAlignment(st, static_cast<int64_t>(k), alignments[rng() % 6]);

@@ -11,7 +11,7 @@
 
 namespace {
 
-using simhost::RunSpec;
+using simhost::RunRecipe;
 
 constexpr const char* kStyleRunMethod = "StyleRun(Index as Integer) As StyleRun";
 constexpr const char* kParagraphMethod = "Paragraph(Index as Integer) As Paragraph";
@@ -20,15 +20,15 @@ constexpr const char* kParagraphMethod = "Paragraph(Index as Integer) As Paragra
 const std::string kPlainHeader =
     "{\\rtf1\\ansi\\ansicpg1252{\\fonttbl}{\\colortbl\\red0\\green0\\blue0;}\\uc0 ";
 
-RunSpec Text(std::string text) {
-  RunSpec run;
+RunRecipe Text(std::string text) {
+  RunRecipe run;
   run.text = std::move(text);
   return run;
 }
 
-RunSpec Styled(std::string text, std::string font, int64_t size, uint32_t color, bool bold = false,
-               bool italic = false, bool underline = false) {
-  RunSpec run;
+RunRecipe Styled(std::string text, std::string font, int64_t size, uint32_t color,
+                 bool bold = false, bool italic = false, bool underline = false) {
+  RunRecipe run;
   run.text = std::move(text);
   run.font = std::move(font);
   run.size = size;
@@ -39,16 +39,16 @@ RunSpec Styled(std::string text, std::string font, int64_t size, uint32_t color,
   return run;
 }
 
-RunSpec Flags(std::string text, bool bold, bool italic, bool underline) {
-  RunSpec run = Text(std::move(text));
+RunRecipe Flags(std::string text, bool bold, bool italic, bool underline) {
+  RunRecipe run = Text(std::move(text));
   run.bold = bold;
   run.italic = italic;
   run.underline = underline;
   return run;
 }
 
-RunSpec Sized(std::string text, int64_t size) {
-  RunSpec run = Text(std::move(text));
+RunRecipe Sized(std::string text, int64_t size) {
+  RunRecipe run = Text(std::move(text));
   run.size = size;
   return run;
 }
@@ -81,12 +81,12 @@ class RTFExport : public ::testing::Test {
     host_.reset();
   }
 
-  REALobject Make(const std::vector<RunSpec>& runs) {
+  REALobject Make(const std::vector<RunRecipe>& runs) {
     REALobject st = host_->NewStyledText();
-    for (const RunSpec& run : runs) host_->AppendRun(st, run);
+    for (const RunRecipe& run : runs) host_->AppendRun(st, run);
     return st;
   }
-  std::string Export(const std::vector<RunSpec>& runs, bool skip = false) {
+  std::string Export(const std::vector<RunRecipe>& runs, bool skip = false) {
     REALobject st = Make(runs);
     std::string rtf = plugin_->Get(st, skip);
     host_->Release(st);
@@ -143,7 +143,7 @@ TEST_F(RTFExport, UnicodeEscapes) {
 
 TEST_F(RTFExport, NonASCIITextInLatin1) {
   Start();
-  RunSpec run = Text("caf\xE9");
+  RunRecipe run = Text("caf\xE9");
   run.textEncoding = kREALTextEncodingISOLatin1;
   EXPECT_EQ(Export({run}), kPlainHeader + "caf\\u233 }");
 }
@@ -227,7 +227,7 @@ TEST_F(RTFExport, SizeInHalfPoints) {
 
 TEST_F(RTFExport, FirstRunInBlackWritesNoColour) {
   Start();
-  RunSpec red = Text("r");
+  RunRecipe red = Text("r");
   red.color = 0x00FF0000;
   EXPECT_EQ(Export({Text("k"), red, Text("k")}),
             "{\\rtf1\\ansi\\ansicpg1252{\\fonttbl}{\\colortbl\\red0\\green0\\blue0;\\red255\\green0"
@@ -236,7 +236,7 @@ TEST_F(RTFExport, FirstRunInBlackWritesNoColour) {
 
 TEST_F(RTFExport, ColourTableInOrderOfFirstUse) {
   Start();
-  RunSpec a = Text("a"), b = Text("b"), c = Text("c");
+  RunRecipe a = Text("a"), b = Text("b"), c = Text("c");
   a.color = 0x00123456;
   b.color = 0x000000FF;
   c.color = 0x00123456;
@@ -247,13 +247,13 @@ TEST_F(RTFExport, ColourTableInOrderOfFirstUse) {
 
 TEST_F(RTFExport, ColoursDifferingOnlyInTheHighByte) {
   Start();
-  RunSpec a = Text("a"), b = Text("b");
+  RunRecipe a = Text("a"), b = Text("b");
   a.color = 0x00FF0000;
   b.color = 0xFFFF0000;
   EXPECT_EQ(Export({a, b}),
             "{\\rtf1\\ansi\\ansicpg1252{\\fonttbl}{\\colortbl\\red255\\green0\\blue0;\\red255"
             "\\green0\\blue0;}\\uc0 \\cf0 a\\cf1 b}");
-  RunSpec translucentBlack = Text("t");
+  RunRecipe translucentBlack = Text("t");
   translucentBlack.color = 0x80000000;
   EXPECT_EQ(
       Export({translucentBlack}),
@@ -441,7 +441,7 @@ TEST_F(RTFExport, EveryRunMissingGivesNothing) {
 
 TEST_F(RTFExport, HandlesAfterTheGetter) {
   Start();
-  std::vector<RunSpec> runs;
+  std::vector<RunRecipe> runs;
   for (int i = 0; i < 300; ++i)
     runs.push_back(Styled("run " + std::to_string(i) + "\r", i % 3 ? "Arial" : "Courier",
                           10 + i % 4, static_cast<uint32_t>(i % 5) * 0x101010u, i % 2 != 0));
@@ -470,7 +470,7 @@ TEST_F(RTFExport, HandlesAfterTheGetter) {
 
 TEST_F(RTFExport, ReferencesBalanceAcrossManyRuns) {
   Start();
-  std::vector<RunSpec> runs;
+  std::vector<RunRecipe> runs;
   for (int i = 0; i < 5000; ++i) runs.push_back(Styled("w", i % 2 ? "A" : "B", 9, 0, i % 2 == 0));
   REALobject st = Make(runs);
   const size_t strings = host_->LiveStrings();
@@ -489,7 +489,7 @@ TEST_F(RTFExport, ReferencesBalanceAcrossManyRuns) {
 
 TEST_F(RTFExport, UTF16FontNameIsReadAsItsName) {
   Start();
-  RunSpec tagged = Styled("a", NativeUTF16("Arial"), 0, 0);
+  RunRecipe tagged = Styled("a", NativeUTF16("Arial"), 0, 0);
   tagged.fontEncoding = kREALTextEncodingUTF16;
   const std::string expected =
       "{\\rtf1\\ansi\\ansicpg1252{\\fonttbl{\\f0\\fnil Arial;}}{\\colortbl\\red0\\green0\\blue0;}"
@@ -497,7 +497,7 @@ TEST_F(RTFExport, UTF16FontNameIsReadAsItsName) {
   EXPECT_EQ(Export({tagged}), expected);
 
   // The same bytes labelled as UTF-8: the zero bytes give them away as UTF-16.
-  RunSpec mislabelled = Styled("a", NativeUTF16("Arial"), 0, 0);
+  RunRecipe mislabelled = Styled("a", NativeUTF16("Arial"), 0, 0);
   mislabelled.fontEncoding = kREALTextEncodingUTF8;
   host_->ResetCounters();
   EXPECT_EQ(Export({mislabelled}), expected);
@@ -506,7 +506,7 @@ TEST_F(RTFExport, UTF16FontNameIsReadAsItsName) {
 
 TEST_F(RTFExport, FontNameWithoutZeroBytesIsKept) {
   Start();
-  RunSpec latin1 = Styled("a", "Caf\xE9", 0, 0);
+  RunRecipe latin1 = Styled("a", "Caf\xE9", 0, 0);
   latin1.fontEncoding = kREALTextEncodingISOLatin1;
   host_->ResetCounters();
   EXPECT_EQ(

@@ -188,8 +188,8 @@ void* RBCALL TestResolve(const char* name) {
   return simhost::Host::Resolve(name);
 }
 
-simhost::RunSpec Text(std::string text) {
-  simhost::RunSpec run;
+simhost::RunRecipe Text(std::string text) {
+  simhost::RunRecipe run;
   run.text = std::move(text);
   return run;
 }
@@ -202,9 +202,9 @@ class Snapshot : public ::testing::Test {
   }
   void TearDown() override { EXPECT_EQ(host_.Misuses(), 0u); }
 
-  REALobject Make(const std::vector<simhost::RunSpec>& runs) {
+  REALobject Make(const std::vector<simhost::RunRecipe>& runs) {
     REALobject st = host_.NewStyledText();
-    for (const simhost::RunSpec& run : runs) host_.AppendRun(st, run);
+    for (const simhost::RunRecipe& run : runs) host_.AppendRun(st, run);
     return st;
   }
   std::vector<XojoStyleRun> Take(REALobject st, bool skip, bool expected = true) {
@@ -268,7 +268,7 @@ TEST_F(Snapshot, EveryRunMissingGivesNoDocument) {
 }
 
 TEST_F(Snapshot, FieldsComeFromTheRun) {
-  simhost::RunSpec run = Text("xyz");
+  simhost::RunRecipe run = Text("xyz");
   run.font = "Georgia";
   run.size = 17;
   run.color = 0xAB123456;
@@ -404,7 +404,7 @@ TEST_F(Paragraphs, NegativeParagraphCountSkipsAssignment) {
 }
 
 TEST_F(Snapshot, PropertiesReadInOrder) {
-  simhost::RunSpec run = Text("abc");
+  simhost::RunRecipe run = Text("abc");
   run.font = "Arial";
   REALobject st = Make({run, Text("de")});
   gHooks.tracing = true;
@@ -420,7 +420,7 @@ TEST_F(Snapshot, PropertiesReadInOrder) {
 TEST_F(Snapshot, UTF16FontRepairComesBeforeTheText) {
   std::string utf16;
   for (char c : std::string("Arial")) utf16 += std::string{c, '\0'};
-  simhost::RunSpec run = Text("abc");
+  simhost::RunRecipe run = Text("abc");
   run.font = utf16;
   run.fontEncoding = kREALTextEncodingUTF16LE;
   REALobject st = Make({run});
@@ -541,9 +541,9 @@ TEST_F(Snapshot, FreeLaterReleasesAndNulls) {
 }
 
 TEST_F(Snapshot, ExceptionInTheSnapshotIsSwallowed) {
-  std::vector<simhost::RunSpec> specs;
-  for (int i = 0; i < 20; ++i) specs.push_back(Text("run" + std::to_string(i)));
-  REALobject st = Make(specs);
+  std::vector<simhost::RunRecipe> recipes;
+  for (int i = 0; i < 20; ++i) recipes.push_back(Text("run" + std::to_string(i)));
+  REALobject st = Make(recipes);
   const size_t strings = host_.LiveStrings();
   gHooks.throwOnTextRead = 12;
   EXPECT_EQ(RTFRead(st, 0), nullptr);
@@ -561,10 +561,10 @@ TEST_F(Snapshot, ExceptionInTheSnapshotIsSwallowed) {
 }
 
 TEST_F(Snapshot, WriterOnASnapshot) {
-  simhost::RunSpec a = Text("x\\y");
+  simhost::RunRecipe a = Text("x\\y");
   a.font = "Arial";
   a.size = 9;
-  simhost::RunSpec b = Text("z");
+  simhost::RunRecipe b = Text("z");
   b.color = 0x00010203;
   REALobject st = Make({a, b});
   const auto runs = Take(st, true);

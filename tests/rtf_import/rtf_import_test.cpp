@@ -228,7 +228,7 @@ TEST_F(ImportTest, NegativeBinCountNeverMovesBehindItsBackslash) {
 TEST_F(ImportTest, ShortOrForeignValuesLeaveTheTextEmpty) {
   for (const char* value : {"", "{\\rtf}", "{\\rtf1", "hello world", "{\\RTF1 hello}",
                             " {\\rtf1 hello}", "{\\pict1 hello}"}) {
-    simhost::RunSpec old;
+    simhost::RunRecipe old;
     old.text = "old";
     host_.AppendRun(styledText_, old);
     EXPECT_TRUE(Import(value).empty()) << value;
@@ -238,7 +238,7 @@ TEST_F(ImportTest, ShortOrForeignValuesLeaveTheTextEmpty) {
 
 TEST_F(ImportTest, ExistingRunsAreRemoved) {
   for (const char* text : {"one", "two", "three"}) {
-    simhost::RunSpec run;
+    simhost::RunRecipe run;
     run.text = text;
     host_.AppendRun(styledText_, run);
   }

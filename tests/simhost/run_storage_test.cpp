@@ -17,7 +17,7 @@ using namespace simhost_test;
 using simhost::Encoding;
 using simhost::Host;
 using simhost::Paragraph;
-using simhost::RunSpec;
+using simhost::RunRecipe;
 
 // Texts in UTF-8, then stored in one of several encodings.
 const char* const kSamples[] = {
@@ -67,14 +67,14 @@ std::vector<Paragraph> ParagraphsOf(const std::string& utf8) {
 }
 
 struct ModelRun {
-  RunSpec spec;       // as stored: bytes and encodings
+  RunRecipe recipe;   // as stored: bytes and encodings
   simhost::Run utf8;  // as RunsOf reports it
 };
 
 class RunStorage : public ::testing::Test {
  protected:
-  RunSpec RandomRun() {
-    RunSpec run;
+  RunRecipe RandomRun() {
+    RunRecipe run;
     std::string utf8;
     // Mostly short texts, now and then one long enough to need a text buffer of its own.
     if (rng_() % 32 == 0) {
@@ -111,44 +111,45 @@ class RunStorage : public ::testing::Test {
     return true;
   }
 
-  static simhost::Run ToRun(const RunSpec& spec) {
+  static simhost::Run ToRun(const RunRecipe& recipe) {
     simhost::Run r;
-    r.text = *Host::Convert(spec.text, spec.textEncoding, kREALTextEncodingUTF8);
-    r.font = spec.font ? *Host::Convert(*spec.font, spec.fontEncoding, kREALTextEncodingUTF8) : "";
-    r.size = spec.size;
-    r.color = spec.color;
-    r.bold = spec.bold;
-    r.italic = spec.italic;
-    r.underline = spec.underline;
+    r.text = *Host::Convert(recipe.text, recipe.textEncoding, kREALTextEncodingUTF8);
+    r.font =
+        recipe.font ? *Host::Convert(*recipe.font, recipe.fontEncoding, kREALTextEncodingUTF8) : "";
+    r.size = recipe.size;
+    r.color = recipe.color;
+    r.bold = recipe.bold;
+    r.italic = recipe.italic;
+    r.underline = recipe.underline;
     return r;
   }
 
   // Appends through the host's API (text kept as given) or as the plug-in does: a StyleRun with
   // its properties set, appended by "AppendStyleRun" (text kept as UTF-8).
-  void Append(REALobject st, RunSpec spec) {
+  void Append(REALobject st, RunRecipe recipe) {
     if (rng_() % 2 == 0) {
-      host_.AppendRun(st, spec);
+      host_.AppendRun(st, recipe);
     } else {
       REALobject run = host_.NewObject("StyleRun");
-      REALstring text = host_.NewString(spec.text, spec.textEncoding);
+      REALstring text = host_.NewString(recipe.text, recipe.textEncoding);
       Service<SetStringPropFn>("REALSetPropValueString")(run, "Text", text);
       host_.Release(text);
-      if (spec.font) {
-        REALstring font = host_.NewString(*spec.font, spec.fontEncoding);
+      if (recipe.font) {
+        REALstring font = host_.NewString(*recipe.font, recipe.fontEncoding);
         Service<SetStringPropFn>("REALSetPropValueString")(run, "Font", font);
         host_.Release(font);
       }
-      Service<SetIntegerPropFn>("REALSetPropValueInteger")(run, "Size", spec.size);
-      Service<SetUInt32PropFn>("REALSetPropValueUInt32")(run, "TextColor", spec.color);
-      Service<SetBoolPropFn>("REALSetPropValueBoolean")(run, "Bold", spec.bold);
-      Service<SetBoolPropFn>("REALSetPropValueBoolean")(run, "Italic", spec.italic);
-      Service<SetBoolPropFn>("REALSetPropValueBoolean")(run, "Underline", spec.underline);
+      Service<SetIntegerPropFn>("REALSetPropValueInteger")(run, "Size", recipe.size);
+      Service<SetUInt32PropFn>("REALSetPropValueUInt32")(run, "TextColor", recipe.color);
+      Service<SetBoolPropFn>("REALSetPropValueBoolean")(run, "Bold", recipe.bold);
+      Service<SetBoolPropFn>("REALSetPropValueBoolean")(run, "Italic", recipe.italic);
+      Service<SetBoolPropFn>("REALSetPropValueBoolean")(run, "Underline", recipe.underline);
       Method<ObjectActionFn>(st, kAppendStyleRun)(st, run);
       host_.Release(run);
-      spec.text = *Host::Convert(spec.text, spec.textEncoding, kREALTextEncodingUTF8);
-      spec.textEncoding = kREALTextEncodingUTF8;
+      recipe.text = *Host::Convert(recipe.text, recipe.textEncoding, kREALTextEncodingUTF8);
+      recipe.textEncoding = kREALTextEncodingUTF8;
     }
-    model_.push_back({spec, ToRun(spec)});
+    model_.push_back({recipe, ToRun(recipe)});
   }
 
   void Check(REALobject st) {
@@ -175,11 +176,11 @@ class RunStorage : public ::testing::Test {
       REALstring t = nullptr, f = nullptr;
       ASSERT_TRUE(getString(run, "Text", &t));
       ASSERT_TRUE(getString(run, "Font", &f));
-      EXPECT_EQ(host_.BytesOf(t), model_[i].spec.text) << i;
-      EXPECT_EQ(host_.EncodingOf(t), model_[i].spec.textEncoding) << i;
-      if (model_[i].spec.font) {
-        EXPECT_EQ(host_.BytesOf(f), *model_[i].spec.font) << i;
-        EXPECT_EQ(host_.EncodingOf(f), model_[i].spec.fontEncoding) << i;
+      EXPECT_EQ(host_.BytesOf(t), model_[i].recipe.text) << i;
+      EXPECT_EQ(host_.EncodingOf(t), model_[i].recipe.textEncoding) << i;
+      if (model_[i].recipe.font) {
+        EXPECT_EQ(host_.BytesOf(f), *model_[i].recipe.font) << i;
+        EXPECT_EQ(host_.EncodingOf(f), model_[i].recipe.fontEncoding) << i;
       } else {
         EXPECT_EQ(f, nullptr) << i;
       }
@@ -227,7 +228,7 @@ TEST_F(RunStorage, ManyRunsInOrderAndBackwards) {
   // backwards, then emptying the text from the end.
   REALobject st = host_.NewStyledText();
   for (int i = 0; i < 5000; ++i) {
-    RunSpec run;
+    RunRecipe run;
     run.text = std::to_string(i) + (i % 7 == 0 ? "\r" : " ");
     run.font = kFonts[i % 3];
     run.size = i % 11;
@@ -241,19 +242,19 @@ TEST_F(RunStorage, ManyRunsInOrderAndBackwards) {
     REALobject run = styleRun(st, i);
     REALstring t = nullptr;
     ASSERT_TRUE(getString(run, "Text", &t));
-    EXPECT_EQ(host_.BytesOf(t), model_[static_cast<size_t>(i)].spec.text);
+    EXPECT_EQ(host_.BytesOf(t), model_[static_cast<size_t>(i)].recipe.text);
     EXPECT_EQ(IntegerProperty(run, "Size"), i % 11);
     host_.Release(t);
     host_.Release(run);
   }
   // A run longer than a text buffer, removed from the end and from the middle.
-  RunSpec huge;
+  RunRecipe huge;
   huge.text = std::string(size_t{3} << 19, 'h') + "\r\n";
   auto remove = Method<IndexActionFn>(st, kRemoveStyleRun);
   for (int round = 0; round < 2; ++round) {
     host_.AppendRun(st, huge);
     model_.push_back({huge, ToRun(huge)});
-    RunSpec after;
+    RunRecipe after;
     after.text = "after\r";
     host_.AppendRun(st, after);
     model_.push_back({after, ToRun(after)});

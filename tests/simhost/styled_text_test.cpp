@@ -14,10 +14,10 @@ using simhost::Host;
 using simhost::Options;
 using simhost::Paragraph;
 using simhost::ParagraphRule;
-using simhost::RunSpec;
+using simhost::RunRecipe;
 
-RunSpec Text(const std::string& utf8) {
-  RunSpec run;
+RunRecipe Text(const std::string& utf8) {
+  RunRecipe run;
   run.text = utf8;
   return run;
 }
@@ -105,7 +105,7 @@ TEST(SimhostParagraphs, AlignmentsStayWithTheirParagraphIndex) {
 TEST(SimhostStyledText, StyleRunReturnsADetachedCopy) {
   Host host;
   REALobject st = host.NewStyledText();
-  RunSpec given = Text("Hello");
+  RunRecipe given = Text("Hello");
   given.font = "Helvetica";
   given.size = 12;
   given.color = 0xFF112233;
@@ -196,7 +196,7 @@ TEST(SimhostStyledText, AppendStyleRunStoresTheTextAsUnicode) {
 TEST(SimhostStyledText, RunsKeepTheBytesTheyWereGivenThroughTheHost) {
   Host host;
   REALobject st = host.NewStyledText();
-  RunSpec given;
+  RunRecipe given;
   given.text = "\x8E";  // e acute in Mac Roman
   given.textEncoding = kREALTextEncodingMacRoman;
   given.font = std::string("A\0r\0", 4);

@@ -45,7 +45,7 @@ TEST(Export, JsonEscapesBecomeUnicodeCharacters) {
 }
 
 TEST(Export, MatchesWhatTheLibraryReturnsForTheSameStyledText) {
-  std::vector<simhost::RunSpec> runs(3);
+  std::vector<simhost::RunRecipe> runs(3);
   runs[0].text = "Title\r";
   runs[0].font = "Georgia";
   runs[0].size = 20;

@@ -21,14 +21,14 @@ HostView ImportThroughHost(const std::string& rtf) {
   return view;
 }
 
-std::string ExportThroughHost(const std::vector<simhost::RunSpec>& runs,
+std::string ExportThroughHost(const std::vector<simhost::RunRecipe>& runs,
                               const std::vector<int64_t>& alignments, bool skipParagraphs) {
   simhost::Host host;
   std::string rtf;
   {
     simhost::Plugin plugin(host, LibraryPath());
     REALobject st = host.NewStyledText();
-    for (const simhost::RunSpec& run : runs) host.AppendRun(st, run);
+    for (const simhost::RunRecipe& run : runs) host.AppendRun(st, run);
     for (size_t i = 0; i < alignments.size(); ++i) {
       host.SetParagraphAlignment(st, static_cast<int64_t>(i), alignments[i]);
     }

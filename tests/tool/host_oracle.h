@@ -21,7 +21,7 @@ HostView ImportThroughHost(const std::string& rtf);
 
 // Builds a StyledText from runs (and paragraph alignments by index) and returns the bytes the
 // member's getter hands back.
-std::string ExportThroughHost(const std::vector<simhost::RunSpec>& runs,
+std::string ExportThroughHost(const std::vector<simhost::RunRecipe>& runs,
                               const std::vector<int64_t>& alignments, bool skipParagraphs);
 
 // A JSON string literal the way the tool's schema writes it: UTF-8 kept, quote, backslash and

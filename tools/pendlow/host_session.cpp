@@ -164,15 +164,15 @@ void HostSession::WritePlainText(REALobject styledText,
 void HostSession::Fill(REALobject styledText, const StyledDocument& document,
                        const std::string& sourceName) {
   for (const StyledRun& run : document.runs) {
-    simhost::RunSpec runSpec;
-    runSpec.text = run.text;
-    runSpec.font = run.font;
-    runSpec.size = run.size;
-    runSpec.color = run.color;
-    runSpec.bold = run.bold;
-    runSpec.italic = run.italic;
-    runSpec.underline = run.underline;
-    host_->AppendRun(styledText, runSpec);
+    simhost::RunRecipe runRecipe;
+    runRecipe.text = run.text;
+    runRecipe.font = run.font;
+    runRecipe.size = run.size;
+    runRecipe.color = run.color;
+    runRecipe.bold = run.bold;
+    runRecipe.italic = run.italic;
+    runRecipe.underline = run.underline;
+    host_->AppendRun(styledText, runRecipe);
   }
   std::vector<simhost::Paragraph> paragraphs = host_->ParagraphsOf(styledText);
   for (size_t i = 0; i < document.requests.size(); ++i) {

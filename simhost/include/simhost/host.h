@@ -52,7 +52,7 @@ struct Options {
 };
 
 // A style run as the host holds it. Text and font keep the bytes and encoding they were given.
-struct RunSpec {
+struct RunRecipe {
   std::string text;  // bytes in textEncoding
   Encoding textEncoding = kREALTextEncodingUTF8;
   std::optional<std::string> font;  // nullopt: the run has no font string (null)
@@ -141,7 +141,7 @@ class Host {
   void Release(REALobject o);
   int RefCount(REALobject o) const;
   std::string ClassOf(REALobject o) const;
-  void AppendRun(REALobject styledText, const RunSpec& run);
+  void AppendRun(REALobject styledText, const RunRecipe& run);
   std::vector<Run> RunsOf(REALobject styledText) const;
   std::vector<Paragraph> ParagraphsOf(REALobject styledText) const;
   std::string TextOf(REALobject styledText) const;  // UTF-8
