@@ -12,7 +12,7 @@
 #include <string>
 
 #include "fuzz_host.h"
-#include "rtf_export/rtf_writer.h"
+#include "rtf_export/rtf_export.h"
 #include "rtf_import/rtf_import.h"
 
 namespace {

@@ -8,10 +8,10 @@
 #include <memory>
 
 #include "bridge/ascii_check.h"
+#include "bridge/host_exceptions.h"
 #include "frame/debug_log.h"
-#include "frame/host_exceptions.h"
 #include "frame/host_services.h"
-#include "frame/registration.h"
+#include "frame/host_version.h"
 
 namespace {
 
@@ -24,7 +24,8 @@ constexpr size_t kLocalUTF16Units = 2 * (kLocalUTF32Bytes / 4) + 1;
 
 // The bytes built as a host string in the given encoding.
 inline REALstring BuildWithEncoding(const char* bytes, int32_t length, uint32_t encoding) {
-  if (rbversion >= 2012.0) return REALBuildStringWithEncoding(bytes, length, encoding);
+  if (rbversion >= kHostBuildsEncodedStrings)
+    return REALBuildStringWithEncoding(bytes, length, encoding);
   REALstring s = originalREALBuildString(bytes, length);
   if (s == nullptr) return nullptr;
   REALSetStringEncoding(s, encoding);
@@ -37,7 +38,7 @@ __attribute__((always_inline))
 #endif
 inline REALstring
 BuildAsUTF8(const char* bytes, int32_t length, uint32_t encoding) {
-  if (rbversion >= 2012.0) {
+  if (rbversion >= kHostBuildsEncodedStrings) {
     REALstring s = REALBuildStringWithEncoding(bytes, length, encoding);
     REALstring r = REALConvertString(s, kREALTextEncodingUTF8);
     if (s != nullptr) REALUnlockString(s);
@@ -117,7 +118,8 @@ REALstringStruct* REALBuildUnicodeString(const void* data, int64_t count, uint32
       case kREALTextEncodingUTF16:
         return BuildAsUTF8(bytes, length, kREALTextEncodingUTF16);
       case kREALTextEncodingUTF32:
-        if (rbversion >= 2013.0) return BuildAsUTF8(bytes, length, kREALTextEncodingUTF32);
+        if (rbversion >= kHostBuildsUTF32Strings)
+          return BuildAsUTF8(bytes, length, kREALTextEncodingUTF32);
         return BuildUTF32AsUTF16(bytes, count);
       default:
         DebugLogUInt("Unknown encoding in REALBuildUnicodeString", encoding);

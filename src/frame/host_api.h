@@ -56,11 +56,14 @@ constexpr uint32_t kREALTextEncodingUTF32BE = 0x18000100;
 constexpr uint32_t kREALTextEncodingUTF32LE = 0x1C000100;
 
 // Flags words of methods, properties, classes and modules.
-constexpr uint32_t REALconsoleSafe = 0x4;  // REALTargetAll
+constexpr uint32_t REALpropInvalidate = 0x1;   // obsolete
+constexpr uint32_t REALpropRuntimeOnly = 0x2;  // REALTargetRuntimeOnly
+constexpr uint32_t REALconsoleSafe = 0x4;      // REALTargetAll
 constexpr uint32_t REALconsoleOnly = 0x8;
 constexpr uint32_t REALScopeGlobal = 0x10;
 constexpr uint32_t REALScopePublic = 0x20;
 constexpr uint32_t REALScopeProtected = 0x40;
+constexpr uint32_t REALScopePrivate = 0x80;
 constexpr uint32_t REALwebOnly = 0x100;
 constexpr uint32_t REALTargetDesktop = 0x200;
 constexpr uint32_t REALTargetIOS = 0x400;

@@ -1,24 +1,16 @@
-// Start-up state and the registration of "RTFDataZVK" with the host: the host version, the
-// record version announced to it, the flags rules by host version and the rewriting of the
-// class member's declaration into extension-method form for the module path.
+// Registration of "RTFDataZVK" with the host: the record version announced to it, the flags
+// rules by host version, the rewriting of the class member's declaration into extension-method
+// form and the module built from it.
 #pragma once
 
 #include <cstddef>
 #include <cstdint>
 
 #include "frame/host_api.h"
+#include "frame/host_version.h"
 
-extern double rbversion;                   // host version, 0.0 until known
 extern int32_t CurrentREALControlVersion;  // record version written into every record
 extern REALmoduleDefinition* NewModule;    // module built on hosts 2013.0 to 3000.0, never freed
-
-// The library's only exported symbol.
-#if defined(_WIN32)
-#define PENDLOW_EXPORT __declspec(dllexport)
-#else
-#define PENDLOW_EXPORT __attribute__((visibility("default")))
-#endif
-extern "C" PENDLOW_EXPORT void RBCALL REALPluginMain(REALResolver resolver);
 
 // Record version for a host version: 13, 12, 11, 10 or 9.
 int32_t ControlVersionFor(double hostVersion);
@@ -27,6 +19,10 @@ int32_t ControlVersionFor(double hostVersion);
 uint32_t FixFlagsWord(uint32_t flags);
 void FixFlags(REALmethodDefinition* list, long long count, const char* context);
 void FixFlags(REALproperty* list, long long count, const char* context);
+
+// Whether a host of this version takes the member as a module of extension methods rather than
+// as a class extension.
+bool RegistersAsModule(double hostVersion);
 
 // The module path: registers the class's methods as extension methods of a new module
 // ("<class>PendlowExtensionZVK") with the hidden "Debugging" property. Allocation goes through

@@ -3,23 +3,34 @@
 #include <cstdio>
 #include <cstring>
 
+#include "frame/member_flags.h"
 #include "frame/registration.h"
 
+int32_t CurrentREALControlVersion = 15;
+
 int32_t ControlVersionFor(double v) {
-  if (v >= 2013.04) return 13;
-  if (v >= 2013.03) return 12;
-  if (v >= 2013.0) return 11;
-  if (v >= 2012.0) return 10;
+  if (v >= kHostRecordVersion13) return 13;
+  if (v >= kHostRecordVersion12) return 12;
+  if (v >= kHostTakesExtensionModules) return 11;
+  if (v >= kHostBuildsEncodedStrings) return 10;
   return 9;
+}
+
+bool RegistersAsModule(double v) {
+  // Written as the class-extension test negated, so that a version that compares false with
+  // everything (NaN) keeps taking the module path.
+  return !(v >= kHostTakesClassExtensionsAgain || v < kHostTakesExtensionModules);
 }
 
 uint32_t FixFlagsWord(uint32_t f) {
   // Hosts before 2020r2 do not know the desktop/web/console target bits: such a member is
   // registered as "all targets" instead. A word that also names iOS is left as it is.
-  if (rbversion < 2020.02 && (f & 0x708) == 0x308) f = (f & ~0x30Cu) | 0x4;
-  if (f & 0x40000) {
-    f &= ~0x40000u;
-    if (rbversion >= 2010.029) f |= 0x4;
+  if (rbversion < kHostKnowsTargetBits && (f & kDesktopWebConsoleIOS) == kDesktopWebConsole) {
+    f = (f & ~kDesktopWebConsole) | REALconsoleSafe;
+  }
+  if (f & kHiddenAllTargets) {
+    f &= ~kHiddenAllTargets;
+    if (rbversion >= kHostHonoursHiddenAllTargets) f |= REALconsoleSafe;
   }
   return f;
 }

@@ -23,6 +23,3 @@ std::string ToString(int32_t value);
 void WriteRTF(const std::vector<XojoStyleRun>& runs, RTFOutput& out);
 // The same as a byte string.
 std::string WriteRTF(const std::vector<XojoStyleRun>& runs);
-
-// The getter of "RTFDataZVK": the styled text as an RTF host string, or null.
-REALstringStruct* RBCALL RTFRead(REALobjectStruct* styledText, RBBoolean skipParagraphs);

@@ -7,8 +7,8 @@
 #include <stdexcept>
 #include <string>
 
+#include "bridge/host_exceptions.h"
 #include "frame/debug_log.h"
-#include "frame/host_exceptions.h"
 #include "frame/host_services.h"
 #include "frame/registration.h"
 #include "simhost/host.h"

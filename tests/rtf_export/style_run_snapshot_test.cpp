@@ -14,6 +14,7 @@
 #include <vector>
 
 #include "frame/host_services.h"
+#include "rtf_export/rtf_export.h"
 #include "rtf_export/rtf_writer.h"
 #include "rtf_export/style_run_snapshot.h"
 #include "simhost/host.h"

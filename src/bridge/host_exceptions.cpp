@@ -1,6 +1,6 @@
 // Raising host exceptions. Each step degrades on its own when the host lacks a service: no
 // string, no instance, no property or no raise, and the remaining steps still run.
-#include "frame/host_exceptions.h"
+#include "bridge/host_exceptions.h"
 
 #include <cstring>
 #include <stdexcept>

@@ -1,6 +1,8 @@
 // The getter of "RTFDataZVK": snapshot of the StyledText, then the RTF document as a UTF-8
 // host string. Nothing escapes into the host: any failure returns null, which the host shows
 // as an empty string.
+#include "rtf_export/rtf_export.h"
+
 #include <cstring>
 #include <vector>
 

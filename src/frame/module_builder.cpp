@@ -1,51 +1,30 @@
-// The library's entry point: learns the host version, announces the record version and
-// registers "RTFDataZVK" on StyledText, as a class extension on hosts before 2013 and from 3000
-// on, otherwise as a module of extension methods with the hidden "Debugging" property.
+// The module path of registration: the class's methods become extension methods of a new
+// module, "<class>PendlowExtensionZVK", which also carries the hidden "Debugging" property.
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
 
 #include "frame/debug_log.h"
 #include "frame/host_services.h"
+#include "frame/member_flags.h"
 #include "frame/registration.h"
-#include "rtf_export/rtf_writer.h"
-#include "rtf_import/rtf_import.h"
 
-double rbversion = 0.0;
-int32_t CurrentREALControlVersion = 15;
 REALmoduleDefinition* NewModule = nullptr;
 
 namespace {
 
-typedef double(RBCALL* GetVersionFn)();
-typedef void(RBCALL* RegisterVersionFn)(int);
-
 constexpr const char* kPartName = "Pendlow";
 constexpr size_t kDeclarationBuffer = 1000;
 
-// Registration records live in writable memory for the life of the process: the host keeps
-// pointers into them and writes some fields itself.
-REALmethodDefinition StyledTextMethods[] = {
-    {reinterpret_cast<REALproc>(RTFRead), reinterpret_cast<REALproc>(RTFWrite),
-     "RTFDataZVK(SkipParagraphs as boolean = false) as string", 0x308, 0, nullptr},
-};
-
+// The host keeps a pointer to this record and writes its flags word: writable, for the life of
+// the process.
 REALattribute DebuggingHiddenAttributes[] = {{"Hidden", ""}};
 
 REALproperty DebuggingSharedProperties[] = {
-    {nullptr, "Debugging", "Boolean", 0x26, reinterpret_cast<REALproc>(getDebugging),
-     reinterpret_cast<REALproc>(setDebugging), 0, nullptr, 0, nullptr, 1,
-     DebuggingHiddenAttributes},
+    {nullptr, "Debugging", "Boolean", kDebuggingPropertyFlags,
+     reinterpret_cast<REALproc>(getDebugging), reinterpret_cast<REALproc>(setDebugging), 0, nullptr,
+     0, nullptr, 1, DebuggingHiddenAttributes},
 };
-
-REALclassDefinition StyledTextClass = [] {
-  REALclassDefinition c{};
-  c.name = "StyledText";
-  c.methods = StyledTextMethods;
-  c.methodCount = sizeof StyledTextMethods / sizeof StyledTextMethods[0];
-  c.flags = 0x308;
-  return c;
-}();
 
 void LogWarning(const char* message) {
   LogMessageX("%s%s", kDebugPrefix, message);
@@ -55,7 +34,7 @@ void LogWarning(const char* message) {
 template <typename Record>
 void DefaultScope(Record* list, size_t count) {
   for (size_t i = 0; list != nullptr && i < count; i++) {
-    if ((list[i].flags & 0xF0) == 0) list[i].flags |= 0x40;
+    if ((list[i].flags & kScopeBits) == 0) list[i].flags |= REALScopeProtected;
   }
 }
 
@@ -65,10 +44,9 @@ REALmethodDefinition MakeModuleMethod(const REALmethodDefinition& m, REALproc fu
   r.function = function;
   r.setterFunction = nullptr;
   r.declaration = declaration;
-  r.flags = m.flags | 0x10;
+  r.flags = m.flags | REALScopeGlobal;
   return r;
 }
-
 // A heap copy of a C string that std::free releases (strdup is POSIX, not standard C++).
 char* CopyString(const char* text) {
   const size_t size = std::strlen(text) + 1;
@@ -144,7 +122,7 @@ void RegisterClassAsModule(const REALclassDefinition& cls, ZeroAllocator allocat
   module->methodCount = count;
   module->properties = DebuggingSharedProperties;
   module->propertyCount = 1;
-  module->flags = 4;
+  module->flags = kModuleFlags;
 
   DefaultScope(module->methods, module->methodCount);
   DefaultScope(module->properties, module->propertyCount);
@@ -158,37 +136,8 @@ void RegisterClassAsModule(const REALclassDefinition& cls, ZeroAllocator allocat
 
   FixFlags(module->methods, static_cast<long long>(module->methodCount), "module methods");
   FixFlags(module->properties, static_cast<long long>(module->propertyCount), "module properties");
-  if (module->flags == 0) module->flags = 4;
+  if (module->flags == 0) module->flags = kModuleFlags;
   module->version = static_cast<uint32_t>(CurrentREALControlVersion);
 
   REALRegisterModule(module);
-}
-
-extern "C" PENDLOW_EXPORT void RBCALL REALPluginMain(REALResolver resolver) {
-  gResolver = resolver;
-  if (resolver != nullptr) {
-    if (auto getVersion = reinterpret_cast<GetVersionFn>(resolver("REALGetRBVersion"))) {
-      rbversion = getVersion();
-    }
-  }
-  CurrentREALControlVersion = ControlVersionFor(rbversion);
-  if (resolver == nullptr) return;
-
-  // The host must offer this one; it is called without a test, as the host's own glue does.
-  reinterpret_cast<RegisterVersionFn>(resolver("RegisterPluginVersion"))(CurrentREALControlVersion);
-
-  REALclassDefinition& cls = StyledTextClass;
-  cls.flags = FixFlagsWord(cls.flags);
-  FixFlags(cls.methods, static_cast<long long>(cls.methodCount), "class methods");
-  FixFlags(cls.sharedMethods, static_cast<long long>(cls.sharedMethodCount), "shared methods");
-  FixFlags(cls.properties, static_cast<long long>(cls.propertyCount), "class properties");
-  FixFlags(cls.sharedProperties, static_cast<long long>(cls.sharedPropertyCount),
-           "shared properties");
-
-  if (rbversion >= 3000.0 || rbversion < 2013.0) {
-    cls.version = static_cast<uint32_t>(CurrentREALControlVersion);
-    REALRegisterClassExtension(&cls);
-  } else {
-    RegisterClassAsModule(cls, std::calloc);
-  }
 }
