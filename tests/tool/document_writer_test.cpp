@@ -4,7 +4,7 @@
 #include <set>
 #include <string>
 
-#include "document_writer.h"
+#include "document/document_writer.h"
 
 namespace tooltest {
 namespace {

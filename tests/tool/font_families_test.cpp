@@ -1,7 +1,7 @@
 // The faces the HTML page offers a browser for a document's font name.
 #include <gtest/gtest.h>
 
-#include "pendlow/font_families.h"
+#include "pendlow/formats/font_families.h"
 
 namespace pendlow {
 namespace {

@@ -5,12 +5,12 @@
 #include <new>
 #include <string>
 
-#include "cli_options.h"
-#include "commands.h"
-#include "console.h"
-#include "host_session.h"
-#include "platform.h"
-#include "tool_error.h"
+#include "commands/cli_options.h"
+#include "commands/commands.h"
+#include "support/console.h"
+#include "commands/host_session.h"
+#include "support/platform.h"
+#include "support/tool_error.h"
 
 namespace pendlow {
 
