@@ -5,6 +5,7 @@
 
 #include <cerrno>
 #include <cstring>
+#include <tuple>
 
 #include "support/console.h"
 #include "formats/formats.h"
@@ -12,6 +13,19 @@
 #include "support/tool_error.h"
 
 namespace pendlow {
+
+namespace {
+
+// A run's text and formatting, between the tool's run and the simulated host's records.
+template <typename To, typename From>
+To CopyRun(const From& run) {
+  To out;
+  std::tie(out.text, out.font, out.size, out.color, out.bold, out.italic, out.underline) =
+      std::tie(run.text, run.font, run.size, run.color, run.bold, run.italic, run.underline);
+  return out;
+}
+
+}  // namespace
 
 std::string LibraryBesideTool() {
   std::string self = ExecutablePath();
@@ -106,15 +120,7 @@ std::string HostSession::Member(REALobject styledText, bool skipParagraphs) {
 StyledDocument HostSession::Read(REALobject styledText) {
   StyledDocument document;
   for (const simhost::Run& run : host_->RunsOf(styledText)) {
-    StyledRun out;
-    out.text = run.text;
-    out.font = run.font;
-    out.size = run.size;
-    out.color = run.color;
-    out.bold = run.bold;
-    out.italic = run.italic;
-    out.underline = run.underline;
-    document.runs.push_back(std::move(out));
+    document.runs.push_back(CopyRun<StyledRun>(run));
   }
   document.paragraphs = Paragraphs(styledText);
   return document;
@@ -164,15 +170,7 @@ void HostSession::WritePlainText(REALobject styledText,
 void HostSession::Fill(REALobject styledText, const StyledDocument& document,
                        const std::string& sourceName) {
   for (const StyledRun& run : document.runs) {
-    simhost::RunRecipe runRecipe;
-    runRecipe.text = run.text;
-    runRecipe.font = run.font;
-    runRecipe.size = run.size;
-    runRecipe.color = run.color;
-    runRecipe.bold = run.bold;
-    runRecipe.italic = run.italic;
-    runRecipe.underline = run.underline;
-    host_->AppendRun(styledText, runRecipe);
+    host_->AppendRun(styledText, CopyRun<simhost::RunRecipe>(run));
   }
   std::vector<simhost::Paragraph> paragraphs = host_->ParagraphsOf(styledText);
   for (size_t i = 0; i < document.requests.size(); ++i) {

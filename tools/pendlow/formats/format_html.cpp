@@ -79,17 +79,10 @@ std::string RunStyle(const StyledRun& run) {
   return style;
 }
 
-const char* TextAlign(int64_t alignment) {
-  switch (alignment) {
-    case 1:
-      return "left";
-    case 2:
-      return "center";
-    case 3:
-      return "right";
-    default:
-      return nullptr;  // the host's default: left for this page
-  }
+// The CSS text-align of a paragraph alignment; none for the host's default (left for this page)
+// and for values the host does not define.
+bool HasTextAlign(int64_t alignment) {
+  return alignment >= 1 && alignment <= 3;  // left, center, right: CSS has the same names
 }
 
 }  // namespace
@@ -118,8 +111,8 @@ std::string FormatHtml(const StyledDocument& document, const std::string& title)
   std::vector<std::vector<Segment>> paragraphs = ParagraphSegments(document);
   for (size_t i = 0; i < paragraphs.size(); ++i) {
     int64_t alignment = i < document.paragraphs.size() ? document.paragraphs[i].alignment : 0;
-    const char* align = TextAlign(alignment);
-    out += align ? std::string("<p style=\"text-align:") + align + "\">" : std::string("<p>");
+    out += HasTextAlign(alignment) ? "<p style=\"text-align:" + AlignmentName(alignment) + "\">"
+                                   : std::string("<p>");
     if (paragraphs[i].empty()) out += "<br>";  // keeps an empty paragraph one line high
     for (const Segment& segment : paragraphs[i]) {
       out += "<span style=\"" + EscapeHtml(RunStyle(document.runs[segment.run])) + "\">" +

@@ -9,6 +9,8 @@ namespace pendlow {
 namespace {
 
 constexpr size_t kPreviewLength = 40;  // characters of text shown per row
+// Separators, tab, quote and backslash as C escapes ("\r" ...).
+constexpr std::string_view kPreviewEscapes = "\rr\nn\tt\"\"\\\\";
 
 // The text quoted, with separators and control characters made visible, cut to a preview.
 std::string Preview(std::u32string_view text) {
@@ -19,31 +21,7 @@ std::string Preview(std::u32string_view text) {
       out += "\"...";
       return out;
     }
-    switch (cp) {
-      case '\r':
-        out += "\\r";
-        break;
-      case '\n':
-        out += "\\n";
-        break;
-      case '\t':
-        out += "\\t";
-        break;
-      case '"':
-        out += "\\\"";
-        break;
-      case '\\':
-        out += "\\\\";
-        break;
-      default:
-        if (cp < 0x20 || cp == 0x7F) {
-          char buffer[8];
-          std::snprintf(buffer, sizeof buffer, "\\x%02X", static_cast<unsigned>(cp));
-          out += buffer;
-        } else {
-          AppendUtf8(cp, &out);
-        }
-    }
+    AppendEscaped(cp, kPreviewEscapes, "\\x%02X", &out);
     ++shown;
   }
   return out + "\"";
@@ -53,15 +31,7 @@ std::string Preview(std::u32string_view text) {
 // from a document cannot move the cursor or change colours.
 std::string Visible(std::string_view name) {
   std::string out;
-  for (char32_t cp : DecodeUtf8(name)) {
-    if (cp < 0x20 || cp == 0x7F) {
-      char buffer[8];
-      std::snprintf(buffer, sizeof buffer, "\\x%02X", static_cast<unsigned>(cp));
-      out += buffer;
-    } else {
-      AppendUtf8(cp, &out);
-    }
-  }
+  for (char32_t cp : DecodeUtf8(name)) AppendEscaped(cp, "", "\\x%02X", &out);
   return out;
 }
 

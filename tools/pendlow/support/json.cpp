@@ -306,6 +306,15 @@ class Builder {
     return Found(pos, "unexpected " + Describe(pos) + "; " + expected);
   }
 
+  // At a separator the parser expected: what follows it is diagnosed by `next`; anything else
+  // there is the mistake.
+  bool AfterSeparator(size_t pos, char separator, bool (Builder::*next)(size_t),
+                      const char* expected) {
+    if (pos < text_.size() && text_[pos] == separator)
+      return (this->*next)(SkipWhitespace(pos + 1));
+    return Unexpected(pos, std::string("expected ") + expected);
+  }
+
   // The parser stopped after the last event: find the mistake from there.
   void Diagnose(const char* parserMessage) {
     size_t pos = SkipWhitespace(mark_);
@@ -322,28 +331,16 @@ class Builder {
         found = DiagnoseKey(pos);
         break;
       case Expect::kColon:
-        if (pos < text_.size() && text_[pos] == ':') {
-          found = DiagnoseValue(SkipWhitespace(pos + 1));
-        } else {
-          found = Unexpected(pos, "expected ':' after a member name");
-        }
+        found = AfterSeparator(pos, ':', &Builder::DiagnoseValue, "':' after a member name");
         break;
       case Expect::kValueOrClose:
         found = DiagnoseValue(pos);
         break;
       case Expect::kArrayNext:
-        if (pos < text_.size() && text_[pos] == ',') {
-          found = DiagnoseValue(SkipWhitespace(pos + 1));
-        } else {
-          found = Unexpected(pos, "expected ',' or ']' in an array");
-        }
+        found = AfterSeparator(pos, ',', &Builder::DiagnoseValue, "',' or ']' in an array");
         break;
       case Expect::kObjectNext:
-        if (pos < text_.size() && text_[pos] == ',') {
-          found = DiagnoseKey(SkipWhitespace(pos + 1));
-        } else {
-          found = Unexpected(pos, "expected ',' or '}' in an object");
-        }
+        found = AfterSeparator(pos, ',', &Builder::DiagnoseKey, "',' or '}' in an object");
         break;
     }
     if (!found) {
@@ -513,43 +510,15 @@ Value Parse(std::string_view text) {
   return builder.TakeRoot();
 }
 
+// JSON's short escapes: quote, backslash, backspace, form feed, line feed, return, tab.
+constexpr std::string_view kQuoteEscapes = "\"\"\\\\\bb\ff\nn\rr\tt";
+
 std::string Quote(std::string_view utf8) {
   std::string out;
   out.reserve(utf8.size() + 2);
   out.push_back('"');
   for (size_t pos = 0; pos < utf8.size();) {
-    char32_t cp = NextCodePoint(utf8, &pos);
-    switch (cp) {
-      case '"':
-        out += "\\\"";
-        break;
-      case '\\':
-        out += "\\\\";
-        break;
-      case '\b':
-        out += "\\b";
-        break;
-      case '\f':
-        out += "\\f";
-        break;
-      case '\n':
-        out += "\\n";
-        break;
-      case '\r':
-        out += "\\r";
-        break;
-      case '\t':
-        out += "\\t";
-        break;
-      default:
-        if (cp < 0x20 || cp == 0x7F) {
-          char buffer[8];
-          std::snprintf(buffer, sizeof buffer, "\\u%04x", static_cast<unsigned>(cp));
-          out += buffer;
-        } else {
-          AppendUtf8(cp, &out);
-        }
-    }
+    AppendEscaped(NextCodePoint(utf8, &pos), kQuoteEscapes, "\\u%04x", &out);
   }
   out.push_back('"');
   return out;

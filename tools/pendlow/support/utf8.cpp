@@ -1,5 +1,7 @@
 #include "support/utf8.h"
 
+#include <cstdio>
+
 namespace pendlow {
 
 namespace {
@@ -37,6 +39,24 @@ size_t SequenceLength(std::string_view text, size_t pos, char32_t* cp) {
 }
 
 }  // namespace
+
+void AppendEscaped(char32_t cp, std::string_view escapes, const char* controlFormat,
+                   std::string* out) {
+  for (size_t i = 0; i + 1 < escapes.size(); i += 2) {
+    if (cp == static_cast<unsigned char>(escapes[i])) {
+      out->push_back('\\');
+      out->push_back(escapes[i + 1]);
+      return;
+    }
+  }
+  if (cp < 0x20 || cp == 0x7F) {
+    char buffer[8];
+    std::snprintf(buffer, sizeof buffer, controlFormat, static_cast<unsigned>(cp));
+    *out += buffer;
+  } else {
+    AppendUtf8(cp, out);
+  }
+}
 
 char32_t NextCodePoint(std::string_view text, size_t* pos) {
   char32_t cp = 0;
