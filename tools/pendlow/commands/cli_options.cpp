@@ -8,6 +8,7 @@
 #include <cstring>
 #include <filesystem>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 #include "support/platform.h"
@@ -35,22 +36,35 @@ std::string DefaultHostVersionText() {
   return buffer;
 }
 
-const char* CommandName(Command command) {
-  switch (command) {
-    case Command::kImport:
-      return "import";
-    case Command::kExport:
-      return "export";
-    case Command::kRoundtrip:
-      return "roundtrip";
-    case Command::kInfo:
-      return "info";
-    case Command::kSurvey:
-      return "survey";
-    case Command::kNone:
-      break;
+// The commands by their names on the command line.
+constexpr std::pair<const char*, Command> kCommands[] = {{"import", Command::kImport},
+                                                         {"export", Command::kExport},
+                                                         {"roundtrip", Command::kRoundtrip},
+                                                         {"info", Command::kInfo},
+                                                         {"survey", Command::kSurvey}};
+
+// Options that take no value and switch one thing on.
+constexpr std::pair<const char*, bool Options::*> kSwitches[] = {
+    {"-h", &Options::help},
+    {"--help", &Options::help},
+    {"--version", &Options::version},
+    {"--debug", &Options::debug},
+    {"--skip-paragraphs", &Options::skipParagraphs},
+    {"--time", &Options::time}};
+
+// The options that choose the output format.
+constexpr std::pair<const char*, Format> kFormatOptions[] = {{"--json", Format::kJson},
+                                                             {"--text", Format::kText},
+                                                             {"--html", Format::kHtml},
+                                                             {"--table", Format::kTable}};
+
+// The entry of `table` whose name is `name`, or null.
+template <typename Value, size_t N>
+const Value* Find(const std::pair<const char*, Value> (&table)[N], const std::string& name) {
+  for (const auto& [key, value] : table) {
+    if (name == key) return &value;
   }
-  return "";
+  return nullptr;
 }
 
 [[noreturn]] void Usage(const std::string& message) {
@@ -282,20 +296,11 @@ Options ParseOptions(int argc, char** argv) {
       formatOption = name;
     };
 
-    if (name == "-h" || name == "--help") {
+    if (auto flag = Find(kSwitches, name)) {
       noValue();
-      options.help = true;
-    } else if (name == "--version") {
-      noValue();
-      options.version = true;
-    } else if (name == "--json") {
-      setFormat(Format::kJson);
-    } else if (name == "--text") {
-      setFormat(Format::kText);
-    } else if (name == "--html") {
-      setFormat(Format::kHtml);
-    } else if (name == "--table") {
-      setFormat(Format::kTable);
+      options.*(*flag) = true;
+    } else if (auto f = Find(kFormatOptions, name)) {
+      setFormat(*f);
     } else if (name == "-o" || name == "--output") {
       if (options.output) Usage("option " + name + " given twice");
       options.output = value();
@@ -315,15 +320,6 @@ Options ParseOptions(int argc, char** argv) {
     } else if (name == "--library") {
       options.library = value();
       if (options.library->empty()) Usage("option --library needs a path");
-    } else if (name == "--debug") {
-      noValue();
-      options.debug = true;
-    } else if (name == "--skip-paragraphs") {
-      noValue();
-      options.skipParagraphs = true;
-    } else if (name == "--time") {
-      noValue();
-      options.time = true;
     } else {
       Usage("unknown option '" + arg + "'");
     }
@@ -333,20 +329,10 @@ Options ParseOptions(int argc, char** argv) {
 
   if (positional.empty()) Usage("no command given");
   const std::string& command = positional[0];
-  if (command == "import") {
-    options.command = Command::kImport;
-  } else if (command == "export") {
-    options.command = Command::kExport;
-  } else if (command == "roundtrip") {
-    options.command = Command::kRoundtrip;
-  } else if (command == "info") {
-    options.command = Command::kInfo;
-  } else if (command == "survey") {
-    options.command = Command::kSurvey;
-  } else {
-    Usage("unknown command '" + command + "'");
-  }
-  const std::string name = CommandName(options.command);
+  const Command* known = Find(kCommands, command);
+  if (known == nullptr) Usage("unknown command '" + command + "'");
+  options.command = *known;
+  const std::string& name = command;
 
   if (options.command == Command::kInfo) {
     if (positional.size() > 1) Usage("info takes no file");

@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "support/tool_error.h"
+#include "support/write_all.h"
 
 namespace pendlow {
 
@@ -47,18 +48,9 @@ class TemporaryFile {
 void WriteInPlace(const std::string& requested, const std::string& path, std::string_view bytes) {
   int fd = ::open(path.c_str(), O_WRONLY | O_CLOEXEC | O_NOCTTY);
   if (fd < 0) Fail(requested, errno);
-  const char* data = bytes.data();
-  size_t left = bytes.size();
-  while (left > 0) {
-    ssize_t written = ::write(fd, data, left);
-    if (written < 0) {
-      if (errno == EINTR) continue;
-      int error = errno;
-      ::close(fd);
-      Fail(requested, error);
-    }
-    data += written;
-    left -= static_cast<size_t>(written);
+  if (int error = WriteAll(fd, bytes.data(), bytes.size())) {
+    ::close(fd);
+    Fail(requested, error);
   }
   if (::close(fd) != 0) Fail(requested, errno);
 }

@@ -6,8 +6,9 @@
 #include <io.h>
 #endif
 
-#include <cerrno>
 #include <cstdio>
+
+#include "support/write_all.h"
 
 namespace pendlow {
 
@@ -33,17 +34,7 @@ bool IsTerminal() {
 }
 
 void Write(const std::string& text) {
-  const char* data = text.data();
-  size_t left = text.size();
-  while (left > 0) {
-    ssize_t written = ::write(gErrorFd, data, left);
-    if (written < 0) {
-      if (errno == EINTR) continue;
-      return;  // nowhere left to complain to
-    }
-    data += written;
-    left -= static_cast<size_t>(written);
-  }
+  WriteAll(gErrorFd, text.data(), text.size());  // a failure has nowhere left to go
 }
 
 void Note(const std::string& text) {

@@ -9,6 +9,7 @@
 
 #include "support/atomic_file.h"
 #include "support/tool_error.h"
+#include "support/write_all.h"
 
 #if defined(_WIN32)
 #define O_CLOEXEC _O_BINARY  // Windows: no descriptor inheritance flag, but no text mode either
@@ -83,17 +84,9 @@ void WriteOutput(const Options& options, const Input* input, std::string_view by
     WriteFileAtomically(*options.output, bytes);
     return;
   }
-  const char* data = bytes.data();
-  size_t left = bytes.size();
-  while (left > 0) {
-    ssize_t written = ::write(STDOUT_FILENO, data, left);
-    if (written < 0) {
-      if (errno == EINTR) continue;
-      throw ToolError(kExitUsage,
-                      std::string("cannot write standard output: ") + std::strerror(errno));
-    }
-    data += written;
-    left -= static_cast<size_t>(written);
+  if (int error = WriteAll(STDOUT_FILENO, bytes.data(), bytes.size())) {
+    throw ToolError(kExitUsage,
+                    std::string("cannot write standard output: ") + std::strerror(error));
   }
 }
 
