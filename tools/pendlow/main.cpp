@@ -7,8 +7,8 @@
 
 #include "commands/cli_options.h"
 #include "commands/commands.h"
-#include "support/console.h"
 #include "commands/host_session.h"
+#include "support/console.h"
 #include "support/platform.h"
 #include "support/tool_error.h"
 

@@ -11,8 +11,8 @@
 #include <utility>
 #include <vector>
 
-#include "support/platform.h"
 #include "simhost/host.h"
+#include "support/platform.h"
 #include "support/tool_error.h"
 
 #ifndef PENDLOW_VERSION

@@ -1,8 +1,8 @@
 #include <memory>
 
 #include "commands/commands.h"
-#include "support/console.h"
 #include "commands/host_session.h"
+#include "support/console.h"
 #include "support/input_output.h"
 #include "support/tool_error.h"
 

@@ -5,9 +5,9 @@
 #include <memory>
 
 #include "commands/commands.h"
-#include "support/console.h"
-#include "formats/formats.h"
 #include "commands/host_session.h"
+#include "formats/formats.h"
+#include "support/console.h"
 #include "support/input_output.h"
 #include "support/platform.h"
 #include "support/tool_error.h"

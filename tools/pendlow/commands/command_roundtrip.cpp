@@ -1,9 +1,9 @@
 #include <memory>
 
 #include "commands/commands.h"
-#include "support/console.h"
-#include "document/document_diff.h"
 #include "commands/host_session.h"
+#include "document/document_diff.h"
+#include "support/console.h"
 #include "support/input_output.h"
 #include "support/tool_error.h"
 #include "support/utf8.h"

@@ -10,9 +10,9 @@
 #include <vector>
 
 #include "commands/commands.h"
-#include "support/console.h"
-#include "document/document_writer.h"
 #include "commands/host_session.h"
+#include "document/document_writer.h"
+#include "support/console.h"
 #include "support/input_output.h"
 #include "support/json.h"
 #include "support/platform.h"

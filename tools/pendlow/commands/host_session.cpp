@@ -7,8 +7,8 @@
 #include <cstring>
 #include <tuple>
 
-#include "support/console.h"
 #include "formats/formats.h"
+#include "support/console.h"
 #include "support/platform.h"
 #include "support/tool_error.h"
 

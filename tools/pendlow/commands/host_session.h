@@ -8,8 +8,8 @@
 #include <string_view>
 
 #include "commands/cli_options.h"
-#include "simhost/host.h"
 #include "document/styled_document.h"
+#include "simhost/host.h"
 
 namespace pendlow {
 

@@ -117,19 +117,9 @@ class SchemaReader {
     bool ok = s.size() == 7 && s[0] == '#';
     uint32_t rgb = 0;
     for (size_t i = 1; ok && i < s.size(); ++i) {
-      char c = s[i];
-      uint32_t digit;
-      if (c >= '0' && c <= '9') {
-        digit = static_cast<uint32_t>(c - '0');
-      } else if (c >= 'a' && c <= 'f') {
-        digit = static_cast<uint32_t>(c - 'a' + 10);
-      } else if (c >= 'A' && c <= 'F') {
-        digit = static_cast<uint32_t>(c - 'A' + 10);
-      } else {
-        ok = false;
-        break;
-      }
-      rgb = rgb * 16 + digit;
+      const int digit = json::HexDigit(s[i]);
+      ok = digit >= 0;
+      rgb = rgb * 16 + static_cast<uint32_t>(digit);
     }
     if (!ok) Fail(value.position, path, "expected a colour \"#RRGGBB\", found " + json::Quote(s));
     return rgb;

@@ -425,18 +425,9 @@ class Builder {
   bool BadHex4(size_t* pos, unsigned* value) {
     *value = 0;
     for (int i = 0; i < 4; ++i, ++*pos) {
-      const char c = *pos < text_.size() ? text_[*pos] : '\0';
-      unsigned digit;
-      if (IsDigit(c)) {
-        digit = static_cast<unsigned>(c - '0');
-      } else if (c >= 'a' && c <= 'f') {
-        digit = static_cast<unsigned>(c - 'a' + 10);
-      } else if (c >= 'A' && c <= 'F') {
-        digit = static_cast<unsigned>(c - 'A' + 10);
-      } else {
-        return Unexpected(*pos, "expected four hexadecimal digits after \\u");
-      }
-      *value = *value * 16 + digit;
+      const int digit = HexDigit(*pos < text_.size() ? text_[*pos] : '\0');
+      if (digit < 0) return Unexpected(*pos, "expected four hexadecimal digits after \\u");
+      *value = *value * 16 + static_cast<unsigned>(digit);
     }
     return false;
   }
@@ -512,6 +503,13 @@ Value Parse(std::string_view text) {
 
 // JSON's short escapes: quote, backslash, backspace, form feed, line feed, return, tab.
 constexpr std::string_view kQuoteEscapes = "\"\"\\\\\bb\ff\nn\rr\tt";
+
+int HexDigit(char c) {
+  if (c >= '0' && c <= '9') return c - '0';
+  if (c >= 'a' && c <= 'f') return c - 'a' + 10;
+  if (c >= 'A' && c <= 'F') return c - 'A' + 10;
+  return -1;
+}
 
 std::string Quote(std::string_view utf8) {
   std::string out;

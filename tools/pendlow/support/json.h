@@ -53,6 +53,9 @@ class ParseError : public std::runtime_error {
 // Parses one complete document; throws ParseError with the position of the first problem.
 Value Parse(std::string_view text);
 
+// The value of a hexadecimal digit (0-9, a-f, A-F), or -1 for any other character.
+int HexDigit(char c);
+
 // A JSON string literal, quotes included. Non-ASCII characters stay as UTF-8; control
 // characters, DEL, quote and backslash are escaped. Malformed UTF-8 becomes U+FFFD. The tool
 // writes its JSON as text with this, one run or paragraph per line, for output that stays the
