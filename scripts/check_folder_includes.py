@@ -1,5 +1,6 @@
 #!/usr/bin/env python3
-"""Checks that the folders of src/ depend on each other in one direction only.
+"""Checks that the folders of src/ (or of another source tree) depend on each other in one
+direction only.
 
 Reads every #include "..." line of the C++ files below src/, takes the folder of the including
 file and the folder of the included one (a file directly in src/ belongs to the top, "."), and
@@ -41,7 +42,7 @@ def folder_edges(src: pathlib.Path):
                 continue  # not one of the library's files
             there = folder_of(target)
             if there != here:
-                edges.setdefault((here, there), f"src/{relative}:{number}: {line.strip()}")
+                edges.setdefault((here, there), f"{src.name}/{relative}:{number}: {line.strip()}")
     return edges
 
 

@@ -11,6 +11,7 @@
 #include "support/console.h"
 #include "support/platform.h"
 #include "support/tool_error.h"
+#include "support/tool_version.h"
 
 namespace pendlow {
 

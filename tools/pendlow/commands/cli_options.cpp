@@ -14,16 +14,9 @@
 #include "simhost/host.h"
 #include "support/platform.h"
 #include "support/tool_error.h"
-
-#ifndef PENDLOW_VERSION
-#define PENDLOW_VERSION "unknown"
-#endif
+#include "support/tool_version.h"
 
 namespace pendlow {
-
-const char* ToolVersion() {
-  return PENDLOW_VERSION;
-}
 
 namespace {
 

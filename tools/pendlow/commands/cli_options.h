@@ -33,6 +33,5 @@ Options ParseOptions(int argc, char** argv);
 
 std::string HelpText();
 std::string ShortUsage();
-const char* ToolVersion();
 
 }  // namespace pendlow

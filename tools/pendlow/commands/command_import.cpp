@@ -8,7 +8,7 @@
 #include "commands/host_session.h"
 #include "formats/formats.h"
 #include "support/console.h"
-#include "support/input_output.h"
+#include "commands/input_output.h"
 #include "support/platform.h"
 #include "support/tool_error.h"
 

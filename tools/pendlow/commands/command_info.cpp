@@ -4,7 +4,7 @@
 #include "commands/commands.h"
 #include "commands/host_session.h"
 #include "support/console.h"
-#include "support/input_output.h"
+#include "commands/input_output.h"
 #include "support/tool_error.h"
 
 namespace pendlow {

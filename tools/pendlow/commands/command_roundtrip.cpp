@@ -4,7 +4,7 @@
 #include "commands/host_session.h"
 #include "document/document_diff.h"
 #include "support/console.h"
-#include "support/input_output.h"
+#include "commands/input_output.h"
 #include "support/tool_error.h"
 #include "support/utf8.h"
 

@@ -13,7 +13,7 @@
 #include "commands/host_session.h"
 #include "document/document_writer.h"
 #include "support/console.h"
-#include "support/input_output.h"
+#include "commands/input_output.h"
 #include "support/json.h"
 #include "support/platform.h"
 #include "support/tool_error.h"

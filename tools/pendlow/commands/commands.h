@@ -2,7 +2,7 @@
 #pragma once
 
 #include "commands/cli_options.h"
-#include "support/input_output.h"
+#include "commands/input_output.h"
 
 namespace pendlow {
 

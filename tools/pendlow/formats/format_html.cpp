@@ -1,8 +1,8 @@
 #include <cstdio>
 
-#include "commands/cli_options.h"
 #include "formats/font_families.h"
 #include "formats/formats.h"
+#include "support/tool_version.h"
 #include "support/utf8.h"
 
 namespace pendlow {

@@ -1,4 +1,4 @@
-#include "support/input_output.h"
+#include "commands/input_output.h"
 
 #include <fcntl.h>
 #include <sys/stat.h>
