@@ -13,7 +13,9 @@
 #include <cstdio>
 #include <cstdlib>
 #include <functional>
+#include <set>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "frame/debug_log.h"
@@ -24,6 +26,8 @@
 namespace bridge_test {
 
 constexpr double kCurrentHost = 2021.03;
+
+using Log = std::vector<std::string>;  // debug log lines
 
 // The host as the library sees it after start-up, with logging off.
 inline void ConnectLibrary(double version = kCurrentHost) {
@@ -75,6 +79,22 @@ inline std::string HandleLine(const std::string& message, const void* handle,
   return "ZVK Debug: " + message + " " + address + ": " + text;
 }
 
+// A host that withholds the named services from the library, connected as after start-up.
+class HostWithout : public simhost::Host {
+ public:
+  explicit HostWithout(std::set<std::string> withheld, double version = kCurrentHost)
+      : simhost::Host(Withholding(std::move(withheld))) {
+    ConnectLibrary(version);
+  }
+
+ private:
+  static simhost::Options Withholding(std::set<std::string> withheld) {
+    simhost::Options options;
+    options.withheld = std::move(withheld);
+    return options;
+  }
+};
+
 class BridgeTest : public testing::Test {
  protected:
   void SetUp() override {
@@ -87,6 +107,12 @@ class BridgeTest : public testing::Test {
     rbversion = kCurrentHost;
     EXPECT_EQ(host.Misuses(), 0u);
     EXPECT_EQ(host.LiveStringData(), 0u);
+  }
+
+  // The value just set was read back once and compared with what was set (debugging on).
+  void ExpectOneReadBack() {
+    EXPECT_EQ(host.Calls("REALGetPropValueString"), 1u);
+    EXPECT_EQ(host.Calls("RuntimeStringCompare"), 1u);
   }
 
   simhost::Host host;
