@@ -8,6 +8,7 @@
 
 #include "../../simhost/src/plugin_loader.h"  // the host's own loader, for a private copy
 #include "simhost/host.h"
+#include "support/host_options.h"
 
 namespace {
 
@@ -45,9 +46,7 @@ std::vector<std::string> Enter(simhost::Host& host, REALResolver resolver) {
 }
 
 TEST(EntrySequence, ModuleHostIsAskedVersionThenAnnouncementThenModuleRegistration) {
-  simhost::Options options;
-  options.version = 2019.0;
-  simhost::Host host(options);
+  simhost::Host host(test_support::HostOptions(2019.0));
   std::vector<std::string> expected = {"REALGetRBVersion", "RegisterPluginVersion",
                                        "PluginRegisterModule"};
   EXPECT_EQ(Enter(host, &RecordingResolver), expected);
@@ -60,9 +59,7 @@ TEST(EntrySequence, ModuleHostIsAskedVersionThenAnnouncementThenModuleRegistrati
 }
 
 TEST(EntrySequence, OldHostIsAskedForClassExtensionRegistration) {
-  simhost::Options options;
-  options.version = 2012.0;
-  simhost::Host host(options);
+  simhost::Host host(test_support::HostOptions(2012.0));
   std::vector<std::string> expected = {"REALGetRBVersion", "RegisterPluginVersion",
                                        "PluginRegisterClassExtension"};
   EXPECT_EQ(Enter(host, &RecordingResolver), expected);
@@ -71,9 +68,7 @@ TEST(EntrySequence, OldHostIsAskedForClassExtensionRegistration) {
 }
 
 TEST(EntrySequence, HostWithoutVersionServiceIsTreatedAsOld) {
-  simhost::Options options;
-  options.version = std::nullopt;
-  simhost::Host host(options);
+  simhost::Host host(test_support::HostOptions(std::nullopt));
   std::vector<std::string> expected = {"REALGetRBVersion", "RegisterPluginVersion",
                                        "PluginRegisterClassExtension"};
   EXPECT_EQ(Enter(host, &RecordingResolver), expected);
@@ -84,10 +79,7 @@ TEST(EntrySequence, HostWithoutVersionServiceIsTreatedAsOld) {
 }
 
 TEST(EntrySequence, MissingRegistrationServiceIsAskedOnceAndNothingIsLogged) {
-  simhost::Options options;
-  options.version = 3000.0;
-  options.withheld = {"PluginRegisterClassExtension"};
-  simhost::Host host(options);
+  simhost::Host host(test_support::HostOptions(3000.0, {"PluginRegisterClassExtension"}));
   std::vector<std::string> expected = {"REALGetRBVersion", "RegisterPluginVersion",
                                        "PluginRegisterClassExtension"};
   EXPECT_EQ(Enter(host, &RecordingResolver), expected);

@@ -6,6 +6,7 @@
 
 #include "simhost/host.h"
 #include "tool_runner.h"
+#include "support/host_options.h"
 
 namespace tooltest {
 namespace {
@@ -17,9 +18,7 @@ std::string Hex(uint32_t value) {
 }
 
 std::vector<simhost::Registration> RegistrationsFor(std::optional<double> version) {
-  simhost::Options options;
-  options.version = version;
-  simhost::Host host(options);
+  simhost::Host host(test_support::HostOptions(version));
   std::vector<simhost::Registration> result;
   {
     simhost::Plugin plugin(host, LibraryPath());
