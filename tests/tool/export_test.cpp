@@ -10,13 +10,8 @@
 namespace tooltest {
 namespace {
 
-ToolResult ExportJson(const std::string& json, std::vector<std::string> extra = {}) {
-  RunOptions in;
-  in.input = json;
-  std::vector<std::string> args = {"export"};
-  args.insert(args.end(), extra.begin(), extra.end());
-  args.push_back("-");
-  return RunTool(args, in);
+ToolResult ExportJson(const std::string& json, const std::vector<std::string>& extra = {}) {
+  return RunOnStandardInput("export", json, extra);
 }
 
 TEST(Export, TwoArialRunsGiveTheExpectedDocument) {
@@ -159,7 +154,7 @@ class JsonRoundTrip : public ::testing::TestWithParam<std::string> {};
 
 TEST_P(JsonRoundTrip, ExportOfAnImportImportsToTheSameRuns) {
   const std::string& name = GetParam();
-  std::string path = name.rfind("samples/", 0) == 0 ? SamplePath(name.substr(8)) : CorpusPath(name);
+  std::string path = DocumentPath(name);
   TempDir dir;
   ToolResult first = RunTool({"import", "--json", path, "-o", dir.File("first.json")});
   ASSERT_EQ(first.status, 0) << first.err;
@@ -187,13 +182,7 @@ INSTANTIATE_TEST_SUITE_P(SamplesAndCorpus, JsonRoundTrip,
                                            "osxcart__rtfdtest_TXT.rtf", "pandoc__accent.rtf",
                                            "osxcart__p069_styles.rtf", "pandoc__unicode.rtf",
                                            "rtfjs__simple5.rtf"),
-                         [](const ::testing::TestParamInfo<std::string>& info) {
-                           std::string name;
-                           for (char c : info.param) {
-                             name += std::isalnum(static_cast<unsigned char>(c)) ? c : '_';
-                           }
-                           return name;
-                         });
+                         [](const auto& info) { return TestNameOf(info.param); });
 
 TEST(Export, WelcomeJsonSampleExportsAndImportsBack) {
   ToolResult rtf = RunTool({"export", SamplePath("welcome.json")});

@@ -47,7 +47,7 @@ class ImportDocument : public ::testing::TestWithParam<std::string> {
  protected:
   std::string Path() const {
     const std::string& name = GetParam();
-    return name.rfind("samples/", 0) == 0 ? SamplePath(name.substr(8)) : CorpusPath(name);
+    return DocumentPath(name);
   }
 };
 
@@ -126,12 +126,7 @@ INSTANTIATE_TEST_SUITE_P(SamplesAndCorpus, ImportDocument,
                                            "libreoffice__kde52609.rtf", "rtfjs__colors_source.rtf",
                                            "osxcart__p086b_table_all_alignments_with_borders.rtf",
                                            "rtfjs__pile-of-poo_source.rtf"),
-                         [](const ::testing::TestParamInfo<std::string>& info) {
-                           std::string name;
-                           for (char c : info.param)
-                             name += std::isalnum(static_cast<unsigned char>(c)) ? c : '_';
-                           return name;
-                         });
+                         [](const auto& info) { return TestNameOf(info.param); });
 
 TEST(Import, WelcomeSampleShowsItsHeadingCentredBoldAndBlue) {
   ToolResult r = RunTool({"import", "--json", SamplePath("welcome.rtf")});
@@ -160,11 +155,10 @@ TEST(Import, HtmlShowsFontsSizesColoursAndAlignments) {
 }
 
 TEST(Import, HtmlGivesPostScriptNamesTheirFamilyAndAGenericFace) {
-  RunOptions in;
-  in.input =
-      "{\\rtf1{\\fonttbl\\f0 ArialMT;\\f1 Helvetica-BoldOblique;\\f2 CourierNewPSMT;"
-      "\\f3 Georgia;\\f4 Unheard-Bold;}\\f0 a\\f1 b\\f2 c\\f3 d\\f4 e\\par}";
-  ToolResult r = RunTool({"import", "--html", "-"}, in);
+  ToolResult r =
+      RunWithInput({"import", "--html", "-"},
+                   "{\\rtf1{\\fonttbl\\f0 ArialMT;\\f1 Helvetica-BoldOblique;\\f2 CourierNewPSMT;"
+                   "\\f3 Georgia;\\f4 Unheard-Bold;}\\f0 a\\f1 b\\f2 c\\f3 d\\f4 e\\par}");
   ASSERT_EQ(r.status, 0) << r.err;
   for (const char* family :
        {"font-family:'ArialMT', 'Arial', sans-serif;",
@@ -176,9 +170,8 @@ TEST(Import, HtmlGivesPostScriptNamesTheirFamilyAndAGenericFace) {
 }
 
 TEST(Import, HtmlEscapesTextAndFontNames) {
-  RunOptions in;
-  in.input = "{\\rtf1{\\fonttbl\\f0 O'Brien <Sans>;}\\f0 a<b>&\"c\"\\par}";
-  ToolResult r = RunTool({"import", "--html", "-"}, in);
+  ToolResult r = RunWithInput({"import", "--html", "-"},
+                              "{\\rtf1{\\fonttbl\\f0 O'Brien <Sans>;}\\f0 a<b>&\"c\"\\par}");
   ASSERT_EQ(r.status, 0) << r.err;
   EXPECT_NE(r.out.find(">a&lt;b&gt;&amp;&quot;c&quot;</span>"), std::string::npos) << r.out;
   EXPECT_NE(r.out.find("font-family:'O\\27 Brien &lt;Sans&gt;';"), std::string::npos) << r.out;
@@ -186,9 +179,8 @@ TEST(Import, HtmlEscapesTextAndFontNames) {
 }
 
 TEST(Import, TableShowsControlCharactersInFontNamesInsteadOfSendingThem) {
-  RunOptions in;
-  in.input = "{\\rtf1{\\fonttbl\\f0 Bad\x1b[31mFont;}\\f0 x\\par}";
-  ToolResult r = RunTool({"import", "-"}, in);
+  ToolResult r =
+      RunWithInput({"import", "-"}, "{\\rtf1{\\fonttbl\\f0 Bad\x1b[31mFont;}\\f0 x\\par}");
   ASSERT_EQ(r.status, 0) << r.err;
   EXPECT_EQ(r.out.find('\x1b'), std::string::npos);
   EXPECT_NE(r.out.find("Bad\\x1B[31mFont"), std::string::npos) << r.out;
@@ -241,9 +233,7 @@ TEST(Import, TextThatIsNotRtfGivesAnEmptyResultAndOneNote) {
 
 TEST(Import, ShortOrEmptyInputIsNotRtfEither) {
   for (const std::string& input : {std::string(), std::string("{\\rtf}")}) {
-    RunOptions in;
-    in.input = input;
-    ToolResult r = RunTool({"import", "-"}, in);
+    ToolResult r = RunWithInput({"import", "-"}, input);
     EXPECT_EQ(r.status, 0);
     EXPECT_EQ(r.err,
               "pendlow: note: '<stdin>' is not RTF to the member (6 bytes or shorter): the "
@@ -252,9 +242,7 @@ TEST(Import, ShortOrEmptyInputIsNotRtfEither) {
 }
 
 TEST(Import, RtfWithoutTextSaysSo) {
-  RunOptions in;
-  in.input = "{\\rtf1\\ansi{\\fonttbl\\f0 Arial;}}";
-  ToolResult r = RunTool({"import", "-"}, in);
+  ToolResult r = RunWithInput({"import", "-"}, "{\\rtf1\\ansi{\\fonttbl\\f0 Arial;}}");
   EXPECT_EQ(r.status, 0);
   EXPECT_EQ(r.err,
             "pendlow: note: the member read no text from '<stdin>': the StyledText is "

@@ -29,9 +29,7 @@ TEST(Progress, LargeInputOnATerminalShowsAndWipesTheLine) {
 }
 
 TEST(Progress, NotShownWhenStandardErrorIsNotATerminal) {
-  RunOptions options;
-  options.input = LargeRtf(5u << 20);
-  ToolResult r = RunTool({"import", "--text", "-"}, options);
+  ToolResult r = RunWithInput({"import", "--text", "-"}, LargeRtf(5u << 20));
   ASSERT_EQ(r.status, 0) << r.err;
   EXPECT_EQ(r.err, "");
 }
