@@ -29,21 +29,10 @@ done
 [ ${#libs[@]} -ge 1 ] || { sed -n '8,10p' "$0" >&2; exit 2; }
 baseline="${libs[0]}"
 candidate="${libs[1]:-$repo/build/default/libPendlow.so}"
-[ -x "$driver" ] || {
-  echo "missing $driver: cmake --build --preset default --target pendlow_library_cost" >&2
-  exit 1
-}
-
-work="$(mktemp -d "${TMPDIR:-/tmp}/pendlow-calls-XXXXXX")"
-trap 'rm -rf "$work"' EXIT
-if [ -z "$docs" ]; then docs="$work"; fi
-mkdir -p "$docs"
-
-doc() {  # name, then generator arguments; prints the path
-  local path="$docs/$1.rtf"; shift
-  [ -s "$path" ] || python3 "$gen" "$@" -o "$path"
-  echo "$path"
-}
+# shellcheck source=bench/cost_common.sh
+source "$repo/bench/cost_common.sh"
+require_driver
+make_work pendlow-calls
 
 inputs=()
 for p in plain styled unicode codepage wordlike export hostile; do
