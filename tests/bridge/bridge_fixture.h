@@ -82,15 +82,17 @@ inline std::string HandleLine(const std::string& message, const void* handle,
 // A host that withholds the named services from the library, connected as after start-up.
 class HostWithout : public simhost::Host {
  public:
-  explicit HostWithout(std::set<std::string> withheld, double version = kCurrentHost)
-      : simhost::Host(Withholding(std::move(withheld))) {
+  explicit HostWithout(std::set<std::string> withheld, double version = kCurrentHost,
+                       simhost::FontProperty font = simhost::FontProperty::kBoth)
+      : simhost::Host(Withholding(std::move(withheld), font)) {
     ConnectLibrary(version);
   }
 
  private:
-  static simhost::Options Withholding(std::set<std::string> withheld) {
+  static simhost::Options Withholding(std::set<std::string> withheld, simhost::FontProperty font) {
     simhost::Options options;
     options.withheld = std::move(withheld);
+    options.fontProperty = font;
     return options;
   }
 };

@@ -287,45 +287,44 @@ TEST(BridgeWithheld, NewStyleRunFailsWithoutInstanceService) {
   });
 }
 
+// Setting the font name "Arial" on a new style run with debugging on: the log, the name's
+// handle and the host strings alive just after (both are released before returning).
+struct ArialSetting {
+  Log log;
+  const void* name;
+  size_t liveStrings;
+};
+
+ArialSetting SetArial(simhost::Host& host) {
+  REALobject run = NewStyleRun();
+  REALstring name = host.NewStringUTF8("Arial");
+  ArialSetting setting{LogOf(host, [&] { StyleRunSetFontName(run, name); }), name,
+                       host.LiveStrings()};
+  host.Release(run);
+  host.Release(name);
+  return setting;
+}
+
 TEST(BridgeWithheld, FontVerificationWithoutGetterOrCompare) {
   IN_FRESH_PROCESS({
-    simhost::Options options;
-    options.withheld = {"REALGetPropValueString"};
-    options.fontProperty = simhost::FontProperty::kFont;
-    simhost::Host host(options);
-    bridge_test::ConnectLibrary();
-    REALobject run = NewStyleRun();
-    REALstring name = host.NewStringUTF8("Arial");
-    Log log = LogOf(host, [&] { StyleRunSetFontName(run, name); });
-    EXPECT_EQ(log, (Log{HandleLine("StyleRunSetFontName", name, "Arial"), Line("LengthUTF8 5"),
-                        Line("Failed to query Font property!")}));
-    host.Release(run);
-    host.Release(name);
+    HostWithout host({"REALGetPropValueString"}, kCurrentHost, simhost::FontProperty::kFont);
+    const ArialSetting arial = SetArial(host);
+    EXPECT_EQ(arial.log, (Log{HandleLine("StyleRunSetFontName", arial.name, "Arial"),
+                              Line("LengthUTF8 5"), Line("Failed to query Font property!")}));
   });
   IN_FRESH_PROCESS({
-    simhost::Options options;
-    options.withheld = {"REALGetPropValueString"};
-    options.fontProperty = simhost::FontProperty::kFontName;
-    simhost::Host host(options);
-    bridge_test::ConnectLibrary();
-    REALobject run = NewStyleRun();
-    REALstring name = host.NewStringUTF8("Arial");
-    Log log = LogOf(host, [&] { StyleRunSetFontName(run, name); });
-    EXPECT_EQ(log, (Log{HandleLine("StyleRunSetFontName", name, "Arial"), Line("LengthUTF8 5"),
-                        Line("Failed to set Font property, trying FontName."),
-                        Line("Failed to query FontName property!")}));
-    host.Release(run);
-    host.Release(name);
+    HostWithout host({"REALGetPropValueString"}, kCurrentHost, simhost::FontProperty::kFontName);
+    const ArialSetting arial = SetArial(host);
+    EXPECT_EQ(arial.log,
+              (Log{HandleLine("StyleRunSetFontName", arial.name, "Arial"), Line("LengthUTF8 5"),
+                   Line("Failed to set Font property, trying FontName."),
+                   Line("Failed to query FontName property!")}));
   });
   IN_FRESH_PROCESS({
-    bridge_test::HostWithout host({"RuntimeStringCompare"});
-    REALobject run = NewStyleRun();
-    REALstring name = host.NewStringUTF8("Arial");
-    Log log = LogOf(host, [&] { StyleRunSetFontName(run, name); });
-    EXPECT_EQ(log.size(), 3u) << "no comparison, no warning";
-    EXPECT_EQ(host.LiveStrings(), 1u);
-    host.Release(run);
-    host.Release(name);
+    HostWithout host({"RuntimeStringCompare"});
+    const ArialSetting arial = SetArial(host);
+    EXPECT_EQ(arial.log.size(), 3u) << "no comparison, no warning";
+    EXPECT_EQ(arial.liveStrings, 1u);
   });
 }
 
