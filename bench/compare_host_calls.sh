@@ -10,11 +10,9 @@
 # The candidate defaults to the default preset's build.
 set -euo pipefail
 
-repo="$(cd "$(dirname "$0")/.." && pwd)"
-gen="$repo/bench/gen_rtf.py"
+# shellcheck source=bench/cost_common.sh
+source "$(dirname "$0")/cost_common.sh"
 corpus="$repo/tests/corpus/real"
-driver="$repo/build/default/bench/cost/pendlow_library_cost"
-docs=""
 libs=()
 while [ $# -gt 0 ]; do
   case "$1" in
@@ -29,8 +27,6 @@ done
 [ ${#libs[@]} -ge 1 ] || { sed -n '8,10p' "$0" >&2; exit 2; }
 baseline="${libs[0]}"
 candidate="${libs[1]:-$repo/build/default/libPendlow.so}"
-# shellcheck source=bench/cost_common.sh
-source "$repo/bench/cost_common.sh"
 require_driver
 make_work pendlow-calls
 

@@ -1,6 +1,11 @@
-# Shared by bench/library_cost.sh and bench/compare_host_calls.sh, which source it after setting
-# $driver, $gen and $docs: the check for the built driver, the scratch folder and the
-# generated documents.
+# Shared by bench/library_cost.sh and bench/compare_host_calls.sh, which source it before reading
+# their options: the default driver, generator and document folder, the check for the built
+# driver, the scratch folder and the generated documents.
+
+repo="$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)"
+gen="$repo/bench/gen_rtf.py"
+driver="$repo/build/default/bench/cost/pendlow_library_cost"
+docs=""
 
 # Stops with the build command when the driver has not been built.
 require_driver() {

@@ -22,11 +22,9 @@
 #                              [--size-mb N] [--validate] [--no-getter] [--no-setter]
 set -euo pipefail
 
-repo="$(cd "$(dirname "$0")/.." && pwd)"
-gen="$repo/bench/gen_rtf.py"
-driver="$repo/build/default/bench/cost/pendlow_library_cost"
+# shellcheck source=bench/cost_common.sh
+source "$(dirname "$0")/cost_common.sh"
 library=""
-docs=""
 profiles="plain styled unicode codepage wordlike export hostile"
 runs=100000
 size_mb=1
@@ -52,8 +50,6 @@ while [ $# -gt 0 ]; do
 done
 
 command -v valgrind >/dev/null || { echo "valgrind is needed" >&2; exit 1; }
-# shellcheck source=bench/cost_common.sh
-source "$repo/bench/cost_common.sh"
 require_driver
 make_work pendlow-cost
 
