@@ -45,11 +45,15 @@ std::vector<std::string> Enter(simhost::Host& host, REALResolver resolver) {
   return asked;
 }
 
+// What the library asks the host for on entry: the version, the announcement, then the given
+// registration service.
+std::vector<std::string> AskedInOrder(const std::string& registration) {
+  return {"REALGetRBVersion", "RegisterPluginVersion", registration};
+}
+
 TEST(EntrySequence, ModuleHostIsAskedVersionThenAnnouncementThenModuleRegistration) {
   simhost::Host host(test_support::HostOptions(2019.0));
-  std::vector<std::string> expected = {"REALGetRBVersion", "RegisterPluginVersion",
-                                       "PluginRegisterModule"};
-  EXPECT_EQ(Enter(host, &RecordingResolver), expected);
+  EXPECT_EQ(Enter(host, &RecordingResolver), AskedInOrder("PluginRegisterModule"));
   EXPECT_EQ(host.Calls("REALGetRBVersion"), 1u);
   EXPECT_EQ(host.Calls("RegisterPluginVersion"), 1u);
   EXPECT_EQ(host.Calls("PluginRegisterModule"), 1u);
@@ -60,18 +64,14 @@ TEST(EntrySequence, ModuleHostIsAskedVersionThenAnnouncementThenModuleRegistrati
 
 TEST(EntrySequence, OldHostIsAskedForClassExtensionRegistration) {
   simhost::Host host(test_support::HostOptions(2012.0));
-  std::vector<std::string> expected = {"REALGetRBVersion", "RegisterPluginVersion",
-                                       "PluginRegisterClassExtension"};
-  EXPECT_EQ(Enter(host, &RecordingResolver), expected);
+  EXPECT_EQ(Enter(host, &RecordingResolver), AskedInOrder("PluginRegisterClassExtension"));
   EXPECT_EQ(host.Calls("PluginRegisterClassExtension"), 1u);
   EXPECT_EQ(host.AnnouncedVersion(), 10);
 }
 
 TEST(EntrySequence, HostWithoutVersionServiceIsTreatedAsOld) {
   simhost::Host host(test_support::HostOptions(std::nullopt));
-  std::vector<std::string> expected = {"REALGetRBVersion", "RegisterPluginVersion",
-                                       "PluginRegisterClassExtension"};
-  EXPECT_EQ(Enter(host, &RecordingResolver), expected);
+  EXPECT_EQ(Enter(host, &RecordingResolver), AskedInOrder("PluginRegisterClassExtension"));
   EXPECT_EQ(host.AnnouncedVersion(), 9);
   ASSERT_EQ(host.Registrations().size(), 1u);
   EXPECT_EQ(host.Registrations()[0].kind, simhost::Registration::Kind::kClassExtension);
@@ -80,9 +80,7 @@ TEST(EntrySequence, HostWithoutVersionServiceIsTreatedAsOld) {
 
 TEST(EntrySequence, MissingRegistrationServiceIsAskedOnceAndNothingIsLogged) {
   simhost::Host host(test_support::HostOptions(3000.0, {"PluginRegisterClassExtension"}));
-  std::vector<std::string> expected = {"REALGetRBVersion", "RegisterPluginVersion",
-                                       "PluginRegisterClassExtension"};
-  EXPECT_EQ(Enter(host, &RecordingResolver), expected);
+  EXPECT_EQ(Enter(host, &RecordingResolver), AskedInOrder("PluginRegisterClassExtension"));
   EXPECT_EQ(host.AnnouncedVersion(), 13);
   EXPECT_TRUE(host.Registrations().empty());
   EXPECT_TRUE(host.Log().empty());
