@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <cstring>
+#include <ostream>
 #include <string>
 #include <vector>
 
@@ -143,6 +144,11 @@ struct FontCase {
   uint64_t setCalls;
   const char* setProperty;
 };
+
+// Cases show as their names in test listings.
+void PrintTo(const FontCase& c, std::ostream* os) {
+  *os << c.name;
+}
 
 const FontCase kFontCases[] = {
     {"FontIsSetWithOneCallWhenTheHostHasFont", simhost::FontProperty::kFont, "Gen\xC3\xA8va", 1,

@@ -5,6 +5,7 @@
 #include <cstdlib>
 #include <new>
 #include <optional>
+#include <ostream>
 #include <set>
 #include <stdexcept>
 #include <string>
@@ -47,6 +48,11 @@ struct RaiseCase {
   const char* raisedClass;
   std::optional<std::string> raisedMessage;
 };
+
+// Cases show as their names in test listings.
+void PrintTo(const RaiseCase& c, std::ostream* os) {
+  *os << c.name;
+}
 
 const RaiseCase kRaises[] = {
     {"RaisesTheNamedClassWithMessageAndErrorNumberZero", "OutOfBoundsException", "index 5", 7, 9,

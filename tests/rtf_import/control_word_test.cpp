@@ -1,6 +1,7 @@
 // The control-word reader on its own: names, parameters, delimiters and the fixed rewrites.
 #include <gtest/gtest.h>
 
+#include <ostream>
 #include <string>
 #include <string_view>
 
@@ -48,6 +49,11 @@ struct WordCase {
   long long parameter;
   long long end;
 };
+
+// Cases show as their names in test listings.
+void PrintTo(const WordCase& c, std::ostream* os) {
+  *os << c.name;
+}
 
 const WordCase kWords[] = {
     {"WordEndedBySpaceConsumesTheSpace", "\\b hello", "b", -1, 2},

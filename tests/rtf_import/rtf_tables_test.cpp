@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <map>
+#include <ostream>
 #include <string>
 #include <string_view>
 #include <unordered_map>
@@ -151,6 +152,11 @@ struct FontTableCase {
   const char* rtf;
   std::map<int, std::string> entries;
 };
+
+// Cases show as their names in test listings.
+void PrintTo(const FontTableCase& c, std::ostream* os) {
+  *os << c.name;
+}
 
 const FontTableCase kFontTables[] = {
     {"TableWithoutInnerGroups",

@@ -6,9 +6,13 @@
 
 #include "host_oracle.h"
 #include "tool_runner.h"
+#include "support/text_checks.h"
 
 namespace tooltest {
 namespace {
+
+using test_support::Contains;
+using test_support::Lacks;
 
 // Count of code points in UTF-8 text.
 size_t Chars(const std::string& utf8) {
@@ -113,9 +117,9 @@ TEST_P(ImportDocument, HtmlHasAParagraphPerHostParagraphAndAllItsText) {
   }
   EXPECT_EQ(paragraphs, view.text.empty() ? 0u : view.paragraphs.size());
   EXPECT_EQ(r.out.rfind("<!DOCTYPE html>", 0), 0u);
-  EXPECT_EQ(r.out.find("<script"), std::string::npos);
-  EXPECT_EQ(r.out.find("src="), std::string::npos);
-  EXPECT_EQ(r.out.find("<link"), std::string::npos);
+  EXPECT_TRUE(Lacks(r.out, "<script"));
+  EXPECT_TRUE(Lacks(r.out, "src="));
+  EXPECT_TRUE(Lacks(r.out, "<link"));
 }
 
 INSTANTIATE_TEST_SUITE_P(SamplesAndCorpus, ImportDocument,
@@ -131,27 +135,25 @@ INSTANTIATE_TEST_SUITE_P(SamplesAndCorpus, ImportDocument,
 TEST(Import, WelcomeSampleShowsItsHeadingCentredBoldAndBlue) {
   ToolResult r = RunTool({"import", "--json", SamplePath("welcome.rtf")});
   ASSERT_EQ(r.status, 0) << r.err;
-  EXPECT_NE(r.out.find("{\"text\": \"Welcome to Pendlow\", \"font\": \"Georgia\", \"size\": 20, "
+  EXPECT_TRUE(Contains(r.out,
+                       "{\"text\": \"Welcome to Pendlow\", \"font\": \"Georgia\", \"size\": 20, "
                        "\"color\": \"#1F3A93\", \"bold\": true, \"italic\": false, "
-                       "\"underline\": false}"),
-            std::string::npos)
-      << r.out;
-  EXPECT_NE(r.out.find("{\"start\": 0, \"end\": 18, \"alignment\": 2}"), std::string::npos);
+                       "\"underline\": false}"));
+  EXPECT_TRUE(Contains(r.out, "{\"start\": 0, \"end\": 18, \"alignment\": 2}"));
 }
 
 TEST(Import, HtmlShowsFontsSizesColoursAndAlignments) {
   ToolResult r = RunTool({"import", "--html", SamplePath("welcome.rtf")});
   ASSERT_EQ(r.status, 0) << r.err;
-  EXPECT_NE(r.out.find("<p style=\"text-align:center\"><span style=\"font-family:'Georgia', serif;"
+  EXPECT_TRUE(Contains(r.out,
+                       "<p style=\"text-align:center\"><span style=\"font-family:'Georgia', serif;"
                        "font-size:20pt;color:#1F3A93;font-weight:bold;\">Welcome to Pendlow"
-                       "</span></p>"),
-            std::string::npos)
-      << r.out;
-  EXPECT_NE(r.out.find("<p style=\"text-align:right\">"), std::string::npos);
-  EXPECT_NE(r.out.find("font-style:italic;"), std::string::npos);
-  EXPECT_NE(r.out.find("text-decoration:underline;"), std::string::npos);
-  EXPECT_NE(r.out.find("color:#C0392B;\">colours</span>"), std::string::npos);
-  EXPECT_NE(r.out.find("<title>welcome.rtf</title>"), std::string::npos);
+                       "</span></p>"));
+  EXPECT_TRUE(Contains(r.out, "<p style=\"text-align:right\">"));
+  EXPECT_TRUE(Contains(r.out, "font-style:italic;"));
+  EXPECT_TRUE(Contains(r.out, "text-decoration:underline;"));
+  EXPECT_TRUE(Contains(r.out, "color:#C0392B;\">colours</span>"));
+  EXPECT_TRUE(Contains(r.out, "<title>welcome.rtf</title>"));
 }
 
 TEST(Import, HtmlGivesPostScriptNamesTheirFamilyAndAGenericFace) {
@@ -165,7 +167,7 @@ TEST(Import, HtmlGivesPostScriptNamesTheirFamilyAndAGenericFace) {
         "font-family:'Helvetica-BoldOblique', 'Helvetica', sans-serif;",
         "font-family:'CourierNewPSMT', 'Courier New', monospace;", "font-family:'Georgia', serif;",
         "font-family:'Unheard-Bold', 'Unheard';"}) {
-    EXPECT_NE(r.out.find(family), std::string::npos) << family << "\n" << r.out;
+    EXPECT_TRUE(Contains(r.out, family)) << family << "\n" << r.out;
   }
 }
 
@@ -173,9 +175,9 @@ TEST(Import, HtmlEscapesTextAndFontNames) {
   ToolResult r = RunWithInput({"import", "--html", "-"},
                               "{\\rtf1{\\fonttbl\\f0 O'Brien <Sans>;}\\f0 a<b>&\"c\"\\par}");
   ASSERT_EQ(r.status, 0) << r.err;
-  EXPECT_NE(r.out.find(">a&lt;b&gt;&amp;&quot;c&quot;</span>"), std::string::npos) << r.out;
-  EXPECT_NE(r.out.find("font-family:'O\\27 Brien &lt;Sans&gt;';"), std::string::npos) << r.out;
-  EXPECT_EQ(r.out.find("<b>"), std::string::npos);
+  EXPECT_TRUE(Contains(r.out, ">a&lt;b&gt;&amp;&quot;c&quot;</span>"));
+  EXPECT_TRUE(Contains(r.out, "font-family:'O\\27 Brien &lt;Sans&gt;';"));
+  EXPECT_TRUE(Lacks(r.out, "<b>"));
 }
 
 TEST(Import, TableShowsControlCharactersInFontNamesInsteadOfSendingThem) {
@@ -183,7 +185,7 @@ TEST(Import, TableShowsControlCharactersInFontNamesInsteadOfSendingThem) {
       RunWithInput({"import", "-"}, "{\\rtf1{\\fonttbl\\f0 Bad\x1b[31mFont;}\\f0 x\\par}");
   ASSERT_EQ(r.status, 0) << r.err;
   EXPECT_EQ(r.out.find('\x1b'), std::string::npos);
-  EXPECT_NE(r.out.find("Bad\\x1B[31mFont"), std::string::npos) << r.out;
+  EXPECT_TRUE(Contains(r.out, "Bad\\x1B[31mFont"));
 }
 
 TEST(Import, EmptyParagraphKeepsItsLineInHtmlAndText) {
@@ -193,7 +195,7 @@ TEST(Import, EmptyParagraphKeepsItsLineInHtmlAndText) {
   ASSERT_EQ(text.status, 0) << text.err;
   EXPECT_EQ(text.out, TextLines(ImportThroughHost(in.input)));
   ToolResult html = RunTool({"import", "--html", "-"}, in);
-  EXPECT_NE(html.out.find("<p><br></p>"), std::string::npos) << html.out;
+  EXPECT_TRUE(Contains(html.out, "<p><br></p>"));
 }
 
 TEST(Import, StandardInputGivesTheSameResultAsTheFile) {
@@ -228,7 +230,7 @@ TEST(Import, TextThatIsNotRtfGivesAnEmptyResultAndOneNote) {
 
   ToolResult html = RunTool({"import", "--html", "-"}, in);
   EXPECT_EQ(html.status, 0);
-  EXPECT_NE(html.out.find("<div class=\"styled-text\">\n</div>"), std::string::npos);
+  EXPECT_TRUE(Contains(html.out, "<div class=\"styled-text\">\n</div>"));
 }
 
 TEST(Import, ShortOrEmptyInputIsNotRtfEither) {
@@ -270,7 +272,7 @@ TEST(Import, OlderHostWithClassExtensionGivesTheSameRuns) {
 TEST(Import, DebugShowsTheLibrarysLog) {
   ToolResult r = RunTool({"import", "--debug", "--text", SamplePath("welcome.rtf")});
   ASSERT_EQ(r.status, 0) << r.err;
-  EXPECT_NE(r.err.find("ZVK Debug: StyledTextClear"), std::string::npos) << r.err;
+  EXPECT_TRUE(Contains(r.err, "ZVK Debug: StyledTextClear"));
   ToolResult quiet = RunTool({"import", "--text", SamplePath("welcome.rtf")});
   EXPECT_EQ(quiet.err, "");
   EXPECT_EQ(quiet.out, r.out);
@@ -301,13 +303,13 @@ TEST(Import, ColourSwatchesOnlyOnATerminalThatWantsColour) {
   terminal.environment.push_back("-NO_COLOR");
   ToolResult coloured = RunTool({"import", SamplePath("welcome.rtf")}, terminal);
   ASSERT_EQ(coloured.status, 0) << coloured.err;
-  EXPECT_NE(coloured.out.find("\033[38;2;31;58;147m"), std::string::npos);
+  EXPECT_TRUE(Contains(coloured.out, "\033[38;2;31;58;147m"));
 
   terminal.environment.push_back("NO_COLOR=1");
   ToolResult plain = RunTool({"import", SamplePath("welcome.rtf")}, terminal);
-  EXPECT_EQ(plain.out.find("\033["), std::string::npos);
+  EXPECT_TRUE(Lacks(plain.out, "\033["));
   ToolResult piped = RunTool({"import", SamplePath("welcome.rtf")});
-  EXPECT_EQ(piped.out.find("\033["), std::string::npos);
+  EXPECT_TRUE(Lacks(piped.out, "\033["));
 }
 
 }  // namespace

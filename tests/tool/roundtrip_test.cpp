@@ -1,6 +1,8 @@
 // `pendlow roundtrip`: import, export, import again, and report what changed per character.
 #include <gtest/gtest.h>
 
+#include <ostream>
+
 #include "tool_runner.h"
 
 namespace tooltest {
@@ -35,6 +37,11 @@ struct RoundTripCase {
   int status;
   const char* report;
 };
+
+// Cases show as their names in test listings.
+void PrintTo(const RoundTripCase& c, std::ostream* os) {
+  *os << c.name;
+}
 
 const RoundTripCase kRoundTripCases[] = {
     {"CountsCharactersAndRunsOnBothSides", "{\\rtf1 ab{\\b cd}ef}", 0,
