@@ -15,11 +15,9 @@ source "$(dirname "$0")/cost_common.sh"
 corpus="$repo/tests/corpus/real"
 libs=()
 while [ $# -gt 0 ]; do
+  if shared_option "$@"; then shift 2; continue; fi
   case "$1" in
-    --gen) gen="$2"; shift 2 ;;
     --corpus) corpus="$2"; shift 2 ;;
-    --docs) docs="$2"; shift 2 ;;
-    --driver) driver="$2"; shift 2 ;;
     -h|--help) sed -n '2,10p' "$0"; exit 0 ;;
     *) libs+=("$1"); shift ;;
   esac

@@ -7,6 +7,17 @@ gen="$repo/bench/gen_rtf.py"
 driver="$repo/build/default/bench/cost/pendlow_library_cost"
 docs=""
 
+# Takes the shared options "--gen FILE", "--driver PROGRAM" and "--docs DIR" given as $1 $2;
+# fails for any other option.
+shared_option() {
+  case "$1" in
+    --gen) gen="$2" ;;
+    --driver) driver="$2" ;;
+    --docs) docs="$2" ;;
+    *) return 1 ;;
+  esac
+}
+
 # Stops with the build command when the driver has not been built.
 require_driver() {
   [ -x "$driver" ] || {

@@ -33,11 +33,9 @@ do_getter=1
 do_setter=1
 
 while [ $# -gt 0 ]; do
+  if shared_option "$@"; then shift 2; continue; fi
   case "$1" in
-    --gen) gen="$2"; shift 2 ;;
-    --driver) driver="$2"; shift 2 ;;
     --library) library="$2"; shift 2 ;;
-    --docs) docs="$2"; shift 2 ;;
     --profiles) profiles="$2"; shift 2 ;;
     --runs) runs="$2"; shift 2 ;;
     --size-mb) size_mb="$2"; shift 2 ;;
