@@ -178,13 +178,6 @@ std::string HexBytes(const std::string& bytes) {
   return hex;
 }
 
-std::string ReadFile(const std::filesystem::path& path) {
-  std::ifstream in(path, std::ios::binary);
-  std::stringstream contents;
-  contents << in.rdbuf();
-  return contents.str();
-}
-
 int EnvironmentNumber(const char* name, int otherwise) {
   const char* value = std::getenv(name);
   return value != nullptr ? std::atoi(value) : otherwise;
@@ -238,7 +231,7 @@ TEST_F(ModelAgrees, OnRealDocuments) {
   ASSERT_FALSE(files.empty()) << test_support::CorpusMissing();
   for (const std::filesystem::path& file : files) {
     SCOPED_TRACE(file.string());
-    Check(ReadFile(file));
+    Check(test_support::ReadDocument(file));
   }
 }
 
@@ -257,7 +250,8 @@ TEST_F(ModelAgrees, OnGeneratedDocuments) {
 TEST_F(ModelAgrees, OnMutatedDocuments) {
   std::vector<std::string> documents;
   for (const std::filesystem::path& file : test_support::CorpusFiles()) {
-    if (std::filesystem::file_size(file) < 20000) documents.push_back(ReadFile(file));
+    if (std::filesystem::file_size(file) < 20000)
+      documents.push_back(test_support::ReadDocument(file));
   }
   // The documents are picked at random below: none would leave nothing to pick from.
   ASSERT_FALSE(documents.empty()) << test_support::CorpusMissing();

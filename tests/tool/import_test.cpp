@@ -7,19 +7,13 @@
 #include "host_oracle.h"
 #include "tool_runner.h"
 #include "support/text_checks.h"
+#include "support/utf8.h"
 
 namespace tooltest {
 namespace {
 
 using test_support::Contains;
 using test_support::Lacks;
-
-// Count of code points in UTF-8 text.
-size_t Chars(const std::string& utf8) {
-  size_t n = 0;
-  for (char c : utf8) n += (static_cast<unsigned char>(c) & 0xC0) != 0x80;
-  return n;
-}
 
 std::string Plural(size_t n, const std::string& word) {
   return std::to_string(n) + " " + word + (n == 1 ? "" : "s");
@@ -78,11 +72,11 @@ TEST_P(ImportDocument, TableHasARowPerRunAndParagraph) {
   ASSERT_FALSE(lines.empty());
   EXPECT_EQ(lines[0], Path() + ": " + Plural(view.runs.size(), "run") + ", " +
                           Plural(view.paragraphs.size(), "paragraph") + ", " +
-                          Plural(Chars(view.text), "character"));
+                          Plural(test_support::CodePointCount(view.text), "character"));
   size_t start = 0;
   for (size_t i = 0; i < view.runs.size(); ++i) {
     const simhost::Run& run = view.runs[i];
-    size_t end = start + Chars(run.text);
+    size_t end = start + test_support::CodePointCount(run.text);
     std::string style =
         std::string(run.bold ? "B" : "-") + (run.italic ? "I" : "-") + (run.underline ? "U" : "-");
     std::string font = run.font.empty() ? "(none)" : run.font;
