@@ -36,10 +36,10 @@ inline void ConnectLibrary(double version = kCurrentHost) {
   DebuggingEnabled = false;
 }
 
-// Debug log lines written by body, run with debugging switched on.
-inline std::vector<std::string> LogOf(simhost::Host& host, const std::function<void()>& body) {
+// Log lines written by body, run with debugging switched on or off (then expected: none).
+inline Log CapturedLog(simhost::Host& host, bool debugging, const std::function<void()>& body) {
   host.ClearLog();
-  DebuggingEnabled = true;
+  DebuggingEnabled = debugging;
   host.BeginLogCapture();
   body();
   host.EndLogCapture();
@@ -47,14 +47,12 @@ inline std::vector<std::string> LogOf(simhost::Host& host, const std::function<v
   return host.Log();
 }
 
-// Log lines written by body with debugging off (expected: none).
-inline std::vector<std::string> QuietLogOf(simhost::Host& host, const std::function<void()>& body) {
-  host.ClearLog();
-  DebuggingEnabled = false;
-  host.BeginLogCapture();
-  body();
-  host.EndLogCapture();
-  return host.Log();
+inline Log LogOf(simhost::Host& host, const std::function<void()>& body) {
+  return CapturedLog(host, true, body);
+}
+
+inline Log QuietLogOf(simhost::Host& host, const std::function<void()>& body) {
+  return CapturedLog(host, false, body);
 }
 
 inline std::string Line(const std::string& message) {
