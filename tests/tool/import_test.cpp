@@ -13,6 +13,7 @@ namespace tooltest {
 namespace {
 
 using test_support::Contains;
+using test_support::ContainsAll;
 using test_support::Lacks;
 
 std::string Plural(size_t n, const std::string& word) {
@@ -129,25 +130,22 @@ INSTANTIATE_TEST_SUITE_P(SamplesAndCorpus, ImportDocument,
 TEST(Import, WelcomeSampleShowsItsHeadingCentredBoldAndBlue) {
   ToolResult r = RunTool({"import", "--json", SamplePath("welcome.rtf")});
   ASSERT_EQ(r.status, 0) << r.err;
-  EXPECT_TRUE(Contains(r.out,
-                       "{\"text\": \"Welcome to Pendlow\", \"font\": \"Georgia\", \"size\": 20, "
-                       "\"color\": \"#1F3A93\", \"bold\": true, \"italic\": false, "
-                       "\"underline\": false}"));
-  EXPECT_TRUE(Contains(r.out, "{\"start\": 0, \"end\": 18, \"alignment\": 2}"));
+  EXPECT_TRUE(
+      ContainsAll(r.out, {"{\"text\": \"Welcome to Pendlow\", \"font\": \"Georgia\", \"size\": 20, "
+                          "\"color\": \"#1F3A93\", \"bold\": true, \"italic\": false, "
+                          "\"underline\": false}",
+                          "{\"start\": 0, \"end\": 18, \"alignment\": 2}"}));
 }
 
 TEST(Import, HtmlShowsFontsSizesColoursAndAlignments) {
   ToolResult r = RunTool({"import", "--html", SamplePath("welcome.rtf")});
   ASSERT_EQ(r.status, 0) << r.err;
-  EXPECT_TRUE(Contains(r.out,
-                       "<p style=\"text-align:center\"><span style=\"font-family:'Georgia', serif;"
-                       "font-size:20pt;color:#1F3A93;font-weight:bold;\">Welcome to Pendlow"
-                       "</span></p>"));
-  EXPECT_TRUE(Contains(r.out, "<p style=\"text-align:right\">"));
-  EXPECT_TRUE(Contains(r.out, "font-style:italic;"));
-  EXPECT_TRUE(Contains(r.out, "text-decoration:underline;"));
-  EXPECT_TRUE(Contains(r.out, "color:#C0392B;\">colours</span>"));
-  EXPECT_TRUE(Contains(r.out, "<title>welcome.rtf</title>"));
+  EXPECT_TRUE(ContainsAll(
+      r.out, {"<p style=\"text-align:center\"><span style=\"font-family:'Georgia', serif;"
+              "font-size:20pt;color:#1F3A93;font-weight:bold;\">Welcome to Pendlow"
+              "</span></p>",
+              "<p style=\"text-align:right\">", "font-style:italic;", "text-decoration:underline;",
+              "color:#C0392B;\">colours</span>", "<title>welcome.rtf</title>"}));
 }
 
 TEST(Import, HtmlGivesPostScriptNamesTheirFamilyAndAGenericFace) {

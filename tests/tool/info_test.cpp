@@ -13,6 +13,7 @@ namespace tooltest {
 namespace {
 
 using test_support::Contains;
+using test_support::ContainsAll;
 
 std::string Hex(uint32_t value) {
   char buffer[16];
@@ -72,27 +73,25 @@ INSTANTIATE_TEST_SUITE_P(Versions, InfoForVersion,
 TEST(Info, ModuleHostSeesExtensionMethodsAndTheHiddenDebuggingProperty) {
   ToolResult r = RunTool({"info", "--host-version", "2021.03"});
   ASSERT_EQ(r.status, 0) << r.err;
-  EXPECT_TRUE(Contains(r.out, "Module StyledTextPendlowExtensionZVK\n"));
-  EXPECT_TRUE(Contains(r.out,
-                       "RTFDataZVK(extends ref as StyledText, SkipParagraphs as boolean = false, "
-                       "assigns value as string)\n"));
-  EXPECT_TRUE(Contains(r.out,
-                       "RTFDataZVK(extends ref as StyledText, SkipParagraphs as boolean = false) "
-                       "as string\n"));
-  EXPECT_TRUE(Contains(r.out,
-                       "  property  Debugging as Boolean\n            flags 0x26 (RuntimeOnly | "
-                       "All | Public); getter and setter; attributes: Hidden\n"));
-  EXPECT_TRUE(Contains(r.out, "  announced control version: 13\n"));
+  EXPECT_TRUE(ContainsAll(
+      r.out, {"Module StyledTextPendlowExtensionZVK\n",
+              "RTFDataZVK(extends ref as StyledText, SkipParagraphs as boolean = false, "
+              "assigns value as string)\n",
+              "RTFDataZVK(extends ref as StyledText, SkipParagraphs as boolean = false) "
+              "as string\n",
+              "  property  Debugging as Boolean\n            flags 0x26 (RuntimeOnly | "
+              "All | Public); getter and setter; attributes: Hidden\n",
+              "  announced control version: 13\n"}));
 }
 
 TEST(Info, OldHostSeesAClassExtensionWithGetterAndSetter) {
   ToolResult r = RunTool({"info", "--host-version", "2012.01"});
   ASSERT_EQ(r.status, 0) << r.err;
-  EXPECT_TRUE(Contains(r.out, "Class extension of StyledText\n"));
-  EXPECT_TRUE(Contains(r.out,
-                       "  method    RTFDataZVK(SkipParagraphs as boolean = false) as string\n"
-                       "            flags 0x4 (All); function and setter\n"));
-  EXPECT_TRUE(Contains(r.out, "  announced control version: 10\n"));
+  EXPECT_TRUE(
+      ContainsAll(r.out, {"Class extension of StyledText\n",
+                          "  method    RTFDataZVK(SkipParagraphs as boolean = false) as string\n"
+                          "            flags 0x4 (All); function and setter\n",
+                          "  announced control version: 10\n"}));
 }
 
 TEST(Info, DefaultHostVersionIsTheSimulatedHostsDefault) {
