@@ -332,44 +332,43 @@ TEST(ScannerEquivalence, FontTables) {
       [](const char* t, long long& p) { return original::ReadFontTable(t, p); }, "\\fonttbl", 17);
 }
 
-TEST(ScannerEquivalence, TextEndMatchesAByteLoop) {
-  std::mt19937 rng(5);
+// A scanner against a byte loop: on random texts of up to 79 bytes, mostly `common` ones with
+// `rare` ones at a random density, from every start the scanner must stop where the first byte
+// that `stops` it stands, or at the end.
+template <typename Common, typename Rare, typename Stops, typename Scanner>
+void CompareWithByteLoop(unsigned seed, Common common, Rare rare, Stops stops, Scanner scan) {
+  std::mt19937 rng(seed);
   for (int round = 0; round < 20000; ++round) {
     const int length = static_cast<int>(rng() % 80);
     std::vector<char> text(static_cast<size_t>(length));
     const unsigned density = 1 + rng() % 64;
-    for (char& c : text) {
-      c = rng() % density == 0 ? "\\{}\r\n"[rng() % 5] : static_cast<char>(rng());
-    }
+    for (char& c : text) c = rng() % density == 0 ? rare(rng) : common(rng);
     for (long long from = 0; from <= length; ++from) {
       long long want = from;
-      while (want < length) {
-        const char c = text[static_cast<size_t>(want)];
-        if (c == '\\' || c == '{' || c == '}' || c == '\r' || c == '\n') break;
-        ++want;
-      }
-      ASSERT_EQ(FindTextEnd(text.data(), from, length), want) << "from " << from;
+      while (want < length && !stops(text[static_cast<size_t>(want)])) ++want;
+      ASSERT_EQ(scan(text.data(), from, length), want) << "from " << from;
     }
   }
 }
 
+char AnyByte(std::mt19937& rng) {
+  return static_cast<char>(rng());
+}
+
+TEST(ScannerEquivalence, TextEndMatchesAByteLoop) {
+  CompareWithByteLoop(
+      5, AnyByte, [](std::mt19937& rng) { return "\\{}\r\n"[rng() % 5]; },
+      [](char c) { return c == '\\' || c == '{' || c == '}' || c == '\r' || c == '\n'; },
+      [](const char* text, long long from, int length) { return FindTextEnd(text, from, length); });
+}
+
 TEST(ScannerEquivalence, LetterRunMatchesAByteLoop) {
-  std::mt19937 rng(6);
-  for (int round = 0; round < 20000; ++round) {
-    const int length = static_cast<int>(rng() % 80);
-    std::vector<char> text(static_cast<size_t>(length));
-    const unsigned density = 1 + rng() % 64;
-    for (char& c : text) {
-      c = rng() % density == 0 ? static_cast<char>(rng()) : static_cast<char>('a' + rng() % 26);
-    }
-    for (long long from = 0; from <= length; ++from) {
-      long long want = from;
-      while (want < length && text[static_cast<size_t>(want)] >= 'a' &&
-             text[static_cast<size_t>(want)] <= 'z')
-        ++want;
-      ASSERT_EQ(rtf_bytes::SkipLetters(text.data(), from, length), want) << "from " << from;
-    }
-  }
+  CompareWithByteLoop(
+      6, [](std::mt19937& rng) { return static_cast<char>('a' + rng() % 26); }, AnyByte,
+      [](char c) { return c < 'a' || c > 'z'; },
+      [](const char* text, long long from, int length) {
+        return rtf_bytes::SkipLetters(text, from, length);
+      });
   // Every byte value right behind a run of letters, at every offset of a 16-byte block.
   for (int value = 0; value < 256; ++value) {
     for (int letters = 0; letters < 40; ++letters) {
