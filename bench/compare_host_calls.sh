@@ -10,18 +10,14 @@
 # The candidate defaults to the default preset's build.
 set -euo pipefail
 
-repo="$(cd "$(dirname "$0")/.." && pwd)"
-gen="$repo/bench/gen_rtf.py"
+# shellcheck source=bench/cost_common.sh
+source "$(dirname "$0")/cost_common.sh"
 corpus="$repo/tests/corpus/real"
-driver="$repo/build/default/bench/cost/pendlow_library_cost"
-docs=""
 libs=()
 while [ $# -gt 0 ]; do
+  if shared_option "$@"; then shift 2; continue; fi
   case "$1" in
-    --gen) gen="$2"; shift 2 ;;
     --corpus) corpus="$2"; shift 2 ;;
-    --docs) docs="$2"; shift 2 ;;
-    --driver) driver="$2"; shift 2 ;;
     -h|--help) sed -n '2,10p' "$0"; exit 0 ;;
     *) libs+=("$1"); shift ;;
   esac
@@ -29,21 +25,8 @@ done
 [ ${#libs[@]} -ge 1 ] || { sed -n '8,10p' "$0" >&2; exit 2; }
 baseline="${libs[0]}"
 candidate="${libs[1]:-$repo/build/default/libPendlow.so}"
-[ -x "$driver" ] || {
-  echo "missing $driver: cmake --build --preset default --target pendlow_library_cost" >&2
-  exit 1
-}
-
-work="$(mktemp -d "${TMPDIR:-/tmp}/pendlow-calls-XXXXXX")"
-trap 'rm -rf "$work"' EXIT
-if [ -z "$docs" ]; then docs="$work"; fi
-mkdir -p "$docs"
-
-doc() {  # name, then generator arguments; prints the path
-  local path="$docs/$1.rtf"; shift
-  [ -s "$path" ] || python3 "$gen" "$@" -o "$path"
-  echo "$path"
-}
+require_driver
+make_work pendlow-calls
 
 inputs=()
 for p in plain styled unicode codepage wordlike export hostile; do

@@ -8,6 +8,7 @@
 #include <string>
 
 #include "simhost/host.h"
+#include "varied_runs.h"
 
 namespace {
 
@@ -47,20 +48,15 @@ ExportFixture& FixtureFor(const std::string& key,
   return *current;
 }
 
-const char* const kFonts[] = {"Arial", "Times New Roman", "Helvetica", "Courier New"};
-const uint32_t kColors[] = {0x000000, 0xFF0000, 0x0000FF, 0x336699, 0x00AA00};
+using bench_runs::kColors;
+using bench_runs::kFonts;
 
 // Many short runs, each differing from the one before, all in one paragraph.
 void BuildManyRuns(ExportFixture& f, int64_t count) {
   for (int64_t i = 0; i < count; ++i) {
     simhost::RunRecipe run;
     run.text = (i % 7 == 3) ? "caf\xC3\xA9 {x} " : "word ";
-    run.font = kFonts[(i / 3) % 4];
-    run.size = 10 + (i / 5) % 4;
-    run.color = kColors[(i / 2) % 5];
-    run.bold = (i % 2) != 0;
-    run.italic = (i % 4) >= 2;
-    run.underline = (i % 11) == 0;
+    bench_runs::StyleVariedRun(run, i);
     f.textBytes += static_cast<int64_t>(run.text.size());
     f.host.AppendRun(f.styledText, run);
   }

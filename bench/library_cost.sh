@@ -22,11 +22,9 @@
 #                              [--size-mb N] [--validate] [--no-getter] [--no-setter]
 set -euo pipefail
 
-repo="$(cd "$(dirname "$0")/.." && pwd)"
-gen="$repo/bench/gen_rtf.py"
-driver="$repo/build/default/bench/cost/pendlow_library_cost"
+# shellcheck source=bench/cost_common.sh
+source "$(dirname "$0")/cost_common.sh"
 library=""
-docs=""
 profiles="plain styled unicode codepage wordlike export hostile"
 runs=100000
 size_mb=1
@@ -35,11 +33,9 @@ do_getter=1
 do_setter=1
 
 while [ $# -gt 0 ]; do
+  if shared_option "$@"; then shift 2; continue; fi
   case "$1" in
-    --gen) gen="$2"; shift 2 ;;
-    --driver) driver="$2"; shift 2 ;;
     --library) library="$2"; shift 2 ;;
-    --docs) docs="$2"; shift 2 ;;
     --profiles) profiles="$2"; shift 2 ;;
     --runs) runs="$2"; shift 2 ;;
     --size-mb) size_mb="$2"; shift 2 ;;
@@ -52,15 +48,8 @@ while [ $# -gt 0 ]; do
 done
 
 command -v valgrind >/dev/null || { echo "valgrind is needed" >&2; exit 1; }
-[ -x "$driver" ] || {
-  echo "missing $driver: cmake --build --preset default --target pendlow_library_cost" >&2
-  exit 1
-}
-
-work="$(mktemp -d "${TMPDIR:-/tmp}/pendlow-cost-XXXXXX")"
-trap 'rm -rf "$work"' EXIT
-if [ -z "$docs" ]; then docs="$work"; fi
-mkdir -p "$docs"
+require_driver
+make_work pendlow-cost
 
 driver_args=()
 if [ -n "$library" ]; then driver_args=(--library "$library"); fi
@@ -104,37 +93,39 @@ print(total)
 EOF
 }
 
+# Runs the driver under callgrind into the output file $1 with the callgrind options up to
+# "--", then the driver's arguments; shows the log when it fails.
+callgrind() {
+  local out="$1"; shift
+  local options=()
+  while [ "$1" != "--" ]; do options+=("$1"); shift; done
+  shift
+  LD_BIND_NOW=1 valgrind --tool=callgrind --callgrind-out-file="$out" "${options[@]}" \
+    "$driver" "${driver_args[@]}" "$@" >"$out.stdout" 2>"$out.log" || {
+    cat "$out.log" >&2
+    return 1
+  }
+}
+
+# What is measured: from the driver's start mark, its measured calls only.
+counted=(--collect-atstart=no --zero-before=PendlowCost_StartCounting
+         --toggle-collect='PendlowCost_Measured*')
+
 # Runs the driver under callgrind; prints the library's Ir.
 measure() {
   local out="$1"; shift
-  LD_BIND_NOW=1 valgrind --tool=callgrind --callgrind-out-file="$out" \
-    --collect-atstart=no --zero-before=PendlowCost_StartCounting \
-    --toggle-collect='PendlowCost_Measured*' --toggle-collect='HostService_*' \
-    "$driver" "${driver_args[@]}" "$@" >"$out.stdout" 2>"$out.log" || {
-    cat "$out.log" >&2
-    return 1
-  }
+  callgrind "$out" "${counted[@]}" --toggle-collect='HostService_*' -- "$@"
   total_ir "$out"
 }
 
-# The same with the host services counted; prints "all host library".
+# The same with the host services counted; prints "all host library whole".
 measure_all() {
   local out="$1"; shift
-  LD_BIND_NOW=1 valgrind --tool=callgrind --callgrind-out-file="$out" \
-    --collect-atstart=no --zero-before=PendlowCost_StartCounting \
-    --toggle-collect='PendlowCost_Measured*' \
-    "$driver" "${driver_args[@]}" "$@" >"$out.stdout" 2>"$out.log" || {
-    cat "$out.log" >&2
-    return 1
-  }
+  callgrind "$out" "${counted[@]}" -- "$@"
   local all host whole
   all=$(total_ir "$out")
   host=$(host_ir "$out")
-  LD_BIND_NOW=1 valgrind --tool=callgrind --callgrind-out-file="$out.whole" \
-    "$driver" "${driver_args[@]}" "$@" >"$out.whole.stdout" 2>"$out.whole.log" || {
-    cat "$out.whole.log" >&2
-    return 1
-  }
+  callgrind "$out.whole" -- "$@"
   whole=$(total_ir "$out.whole")
   echo "$all $host $((all - host)) $whole"
 }
@@ -161,8 +152,7 @@ report() {
 
 if [ "$do_setter" = 1 ]; then
   for p in $profiles; do
-    doc="$docs/$p-$size_mb.rtf"
-    [ -s "$doc" ] || python3 "$gen" --profile "$p" --size-mb "$size_mb" --seed 1 -o "$doc"
+    doc=$(doc "$p-$size_mb" --profile "$p" --size-mb "$size_mb" --seed 1)
     bytes=$(stat -c %s "$doc")
     ir=$(measure "$work/cg.setter.$p" setter "$doc")
     extra=()

@@ -101,18 +101,12 @@ double HostVersion(uint8_t choice) {
 
 uint32_t EncodingAt(uint8_t index) {
   static const uint32_t kEncodings[kEncodingCount] = {
-      kREALTextEncodingUTF8,
-      kREALTextEncodingWindowsLatin1,
-      kREALTextEncodingMacRoman,
-      kREALTextEncodingISOLatin1,
-      kREALTextEncodingASCII,
-      kREALTextEncodingUnknown,
-      kREALTextEncodingUTF16,
-      kREALTextEncodingUTF16BE,
-      kREALTextEncodingUTF16LE,
-      kREALTextEncodingUTF32,
-      kREALTextEncodingUTF32BE,
-      kREALTextEncodingUTF32LE,
+      // The host's own labels, then the Unicode forms (the order is the corpus's numbering).
+      kREALTextEncodingUTF8, kREALTextEncodingWindowsLatin1, kREALTextEncodingMacRoman,
+      kREALTextEncodingISOLatin1, kREALTextEncodingASCII, kREALTextEncodingUnknown,
+      kREALTextEncodingUTF16, kREALTextEncodingUTF16BE, kREALTextEncodingUTF16LE,
+      kREALTextEncodingUTF32, kREALTextEncodingUTF32BE, kREALTextEncodingUTF32LE,
+      // Code pages.
       0x0400,  // DOS Latin US
       0x0410,  // DOS Latin 1
       0x041B,  // DOS Russian

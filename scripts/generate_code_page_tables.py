@@ -154,19 +154,19 @@ def identifier(name):
     return "k" + "".join(ch if ch.isalnum() else "_" for ch in name)
 
 
-def hex_list(values, width, per_line):
-    items = [f"0x{v:0{width}X}" for v in values]
-    lines = [", ".join(items[i:i + per_line]) for i in range(0, len(items), per_line)]
-    return "\n".join("    " + line + "," for line in lines)
+def hex_list(values, width):
+    """The values as a braced list on one line: one table is one line of the output, so the
+    tables do not repeat one another line for line."""
+    return "{" + ", ".join(f"0x{v:0{width}X}" for v in values) + "}"
 
 
 def emit_byte_halves(out, ident, table):
     """Upper half as 128 entries, lower half as (byte, character) differences from ASCII."""
-    out.append(f"constexpr char32_t {ident}Upper[128] = {{\n{hex_list(table[128:], 4, 10)}\n}};")
+    out.append(f"constexpr char32_t {ident}Upper[128] = {hex_list(table[128:], 4)};")
     lower = [(b, table[b]) for b in range(128) if table[b] != b]
     if lower:
         flat = [v for pair in lower for v in pair]
-        out.append(f"constexpr char32_t {ident}Lower[] = {{\n{hex_list(flat, 4, 10)}\n}};")
+        out.append(f"constexpr char32_t {ident}Lower[] = {hex_list(flat, 4)};")
     return f"{ident}Lower" if lower else "nullptr", len(lower)
 
 
@@ -192,8 +192,8 @@ def emit_multi_byte(out, name, singles, pairs, stepped_over, encoded):
             runs.append(current)
     starts.append(len(runs))
     packed = [t << 24 | (n - 1) << 16 | c for t, n, c in runs]
-    out.append(f"constexpr uint16_t {ident}RunStart[257] = {{\n{hex_list(starts, 4, 12)}\n}};")
-    out.append(f"constexpr uint32_t {ident}Runs[] = {{\n{hex_list(packed, 8, 8)}\n}};")
+    out.append(f"constexpr uint16_t {ident}RunStart[257] = {hex_list(starts, 4)};")
+    out.append(f"constexpr uint32_t {ident}Runs[] = {hex_list(packed, 8)};")
     stepped_name = "nullptr"
     if stepped_over:
         stepped_name = f"{ident}SteppedOver"
@@ -216,7 +216,7 @@ def emit_multi_byte(out, name, singles, pairs, stepped_over, encoded):
     exceptions_name = "nullptr"
     if exceptions:
         exceptions_name = f"{ident}EncodeExceptions"
-        out.append(f"constexpr uint32_t {exceptions_name}[] = {{\n{hex_list(exceptions, 5, 8)}\n}};")
+        out.append(f"constexpr uint32_t {exceptions_name}[] = {hex_list(exceptions, 5)};")
     return (f"    {{\"{name}\", {ident}Upper, {lower_name}, {lower_count}, {ident}RunStart, "
             f"{ident}Runs, {stepped_name}, {len(stepped_over)}, {exceptions_name}, "
             f"{len(exceptions) // 2}}},")
@@ -234,8 +234,8 @@ def emit_lower_case(out, lower):
                 ranges[-1] = (first, c, c - last, d)
                 continue
         ranges.append((c, c, 1, delta))
-    lines = [f"    {{0x{f:04X}, 0x{l:04X}, {s}, {d}}}," for f, l, s, d in ranges]
-    out.append("const LowerCaseRange kLowerCase[] = {\n" + "\n".join(lines) + "\n};")
+    items = [f"{{0x{f:04X}, 0x{l:04X}, {s}, {d}}}" for f, l, s, d in ranges]
+    out.append("const LowerCaseRange kLowerCase[] = {" + ", ".join(items) + "};")
     out.append(f"const size_t kLowerCaseCount = {len(ranges)};")
 
 

@@ -17,6 +17,7 @@
 #include <string>
 
 #include "minimal_host.h"
+#include "../varied_runs.h"
 
 #ifndef PENDLOW_LIBRARY_PATH
 #define PENDLOW_LIBRARY_PATH "libPendlow.so"
@@ -58,8 +59,8 @@ int Usage() {
   return 2;
 }
 
-const char* const kFonts[] = {"Arial", "Times New Roman", "Helvetica", "Courier New"};
-const uint32_t kColors[] = {0x000000, 0xFF0000, 0x0000FF, 0x336699, 0x00AA00};
+using bench_runs::kColors;
+using bench_runs::kFonts;
 
 // count runs of 20 characters each, every one differing from the one before in some way; one
 // in seven holds non-ASCII letters and braces, every tenth ends its paragraph.
@@ -73,12 +74,7 @@ void BuildRuns(REALobject styledText, long count) {
     } else {
       run.text = "word word word word ";
     }
-    run.font = kFonts[(i / 3) % 4];
-    run.size = 10 + (i / 5) % 4;
-    run.color = kColors[(i / 2) % 5];
-    run.bold = (i % 2) != 0;
-    run.italic = (i % 4) >= 2;
-    run.underline = (i % 11) == 0;
+    bench_runs::StyleVariedRun(run, i);
     minihost::AppendRun(styledText, run);
   }
   minihost::CycleParagraphAlignments(styledText);

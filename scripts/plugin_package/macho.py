@@ -3,6 +3,8 @@ file type, exported symbols, minimum macOS version and the dylibs it links."""
 
 import struct
 
+from .truncation import parse_whole
+
 CPU_TYPE_X86_64 = 0x01000007
 CPU_TYPE_ARM64 = 0x0100000C
 CPU_NAMES = {CPU_TYPE_X86_64: "x86_64", CPU_TYPE_ARM64: "arm64"}
@@ -49,10 +51,7 @@ class MachOInfo:
 
 
 def parse(data):
-    try:
-        return _parse(data)
-    except struct.error as e:
-        raise MachOError("truncated Mach-O file (%s)" % e)
+    return parse_whole(_parse, data, MachOError, "Mach-O")
 
 
 def _parse(data):

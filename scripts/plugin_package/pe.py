@@ -3,6 +3,8 @@ versions its header asks for, the names it exports and the DLLs and functions it
 
 import struct
 
+from .truncation import parse_whole
+
 MACHINE_I386 = 0x014C
 MACHINE_AMD64 = 0x8664
 MACHINE_ARM64 = 0xAA64
@@ -37,10 +39,7 @@ class PeInfo:
 
 
 def parse(data):
-    try:
-        return _parse(data)
-    except struct.error as e:
-        raise PeError("truncated PE file (%s)" % e)
+    return parse_whole(_parse, data, PeError, "PE")
 
 
 def _parse(data):

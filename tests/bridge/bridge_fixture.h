@@ -13,7 +13,9 @@
 #include <cstdio>
 #include <cstdlib>
 #include <functional>
+#include <set>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "frame/debug_log.h"
@@ -25,6 +27,8 @@ namespace bridge_test {
 
 constexpr double kCurrentHost = 2021.03;
 
+using Log = std::vector<std::string>;  // debug log lines
+
 // The host as the library sees it after start-up, with logging off.
 inline void ConnectLibrary(double version = kCurrentHost) {
   gResolver = &simhost::Host::Resolve;
@@ -32,10 +36,10 @@ inline void ConnectLibrary(double version = kCurrentHost) {
   DebuggingEnabled = false;
 }
 
-// Debug log lines written by body, run with debugging switched on.
-inline std::vector<std::string> LogOf(simhost::Host& host, const std::function<void()>& body) {
+// Log lines written by body, run with debugging switched on or off (then expected: none).
+inline Log CapturedLog(simhost::Host& host, bool debugging, const std::function<void()>& body) {
   host.ClearLog();
-  DebuggingEnabled = true;
+  DebuggingEnabled = debugging;
   host.BeginLogCapture();
   body();
   host.EndLogCapture();
@@ -43,14 +47,12 @@ inline std::vector<std::string> LogOf(simhost::Host& host, const std::function<v
   return host.Log();
 }
 
-// Log lines written by body with debugging off (expected: none).
-inline std::vector<std::string> QuietLogOf(simhost::Host& host, const std::function<void()>& body) {
-  host.ClearLog();
-  DebuggingEnabled = false;
-  host.BeginLogCapture();
-  body();
-  host.EndLogCapture();
-  return host.Log();
+inline Log LogOf(simhost::Host& host, const std::function<void()>& body) {
+  return CapturedLog(host, true, body);
+}
+
+inline Log QuietLogOf(simhost::Host& host, const std::function<void()>& body) {
+  return CapturedLog(host, false, body);
 }
 
 inline std::string Line(const std::string& message) {
@@ -75,6 +77,24 @@ inline std::string HandleLine(const std::string& message, const void* handle,
   return "ZVK Debug: " + message + " " + address + ": " + text;
 }
 
+// A host that withholds the named services from the library, connected as after start-up.
+class HostWithout : public simhost::Host {
+ public:
+  explicit HostWithout(std::set<std::string> withheld, double version = kCurrentHost,
+                       simhost::FontProperty font = simhost::FontProperty::kBoth)
+      : simhost::Host(Withholding(std::move(withheld), font)) {
+    ConnectLibrary(version);
+  }
+
+ private:
+  static simhost::Options Withholding(std::set<std::string> withheld, simhost::FontProperty font) {
+    simhost::Options options;
+    options.withheld = std::move(withheld);
+    options.fontProperty = font;
+    return options;
+  }
+};
+
 class BridgeTest : public testing::Test {
  protected:
   void SetUp() override {
@@ -87,6 +107,12 @@ class BridgeTest : public testing::Test {
     rbversion = kCurrentHost;
     EXPECT_EQ(host.Misuses(), 0u);
     EXPECT_EQ(host.LiveStringData(), 0u);
+  }
+
+  // The value just set was read back once and compared with what was set (debugging on).
+  void ExpectOneReadBack() {
+    EXPECT_EQ(host.Calls("REALGetPropValueString"), 1u);
+    EXPECT_EQ(host.Calls("RuntimeStringCompare"), 1u);
   }
 
   simhost::Host host;

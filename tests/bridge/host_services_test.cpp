@@ -14,10 +14,7 @@ const char* const kLenDecl = "Len(s as string) as integer";
 
 TEST(BridgeWithheld, MissingColourReaderKeepsThePresetAndIsResolvedAgain) {
   IN_FRESH_PROCESS({
-    simhost::Options options;
-    options.withheld = {"REALGetPropValueColor"};
-    simhost::Host host(options);
-    bridge_test::ConnectLibrary();
+    bridge_test::HostWithout host({"REALGetPropValueColor"});
     REALobject run = host.NewObject("StyleRun");
     ok = ok && REALSetPropValueUInt32(run, "TextColor", 0x00123456);
     uint32_t color = 0xDEADBEEF;
@@ -65,10 +62,7 @@ TEST(BridgeWithheld, StringContentsKeepsItsOwnLenBCache) {
 
 TEST(BridgeWithheld, MissingLenBIsLookedUpOnEveryRead) {
   IN_FRESH_PROCESS({
-    simhost::Options options;
-    options.withheld = {kLenBDecl};
-    simhost::Host host(options);
-    bridge_test::ConnectLibrary();
+    bridge_test::HostWithout host({kLenBDecl});
     REALstring s = host.NewStringUTF8("abc");
     for (int round = 0; round < 2; ++round) {
       int64_t length = -1;

@@ -12,12 +12,7 @@
 
 namespace {
 
-using bridge_test::BridgeTest;
-using bridge_test::Line;
-using bridge_test::LogOf;
-using bridge_test::QuietLogOf;
-
-using Log = std::vector<std::string>;
+using namespace bridge_test;  // the fixture, the host and its log helpers
 
 std::string UTF32Bytes(const std::vector<uint32_t>& units) {
   return std::string(reinterpret_cast<const char*>(units.data()), units.size() * 4);
@@ -343,10 +338,7 @@ TEST(BridgeGuard, ExceptionsInsideTheBuildBecomeHostExceptions) {
 
 TEST(BridgeWithheld, OldHostWithoutPlainBuilderReportsUTF16OutOfMemory) {
   IN_FRESH_PROCESS({
-    simhost::Options options;
-    options.withheld = {"REALBuildString"};
-    simhost::Host host(options);
-    bridge_test::ConnectLibrary(2011.04);
+    bridge_test::HostWithout host({"REALBuildString"}, 2011.04);
     const uint16_t unit = 'a';
     Log log = LogOf(host, [&] {
       EXPECT_EQ(REALBuildUnicodeString(&unit, 2, kREALTextEncodingUTF16), nullptr);
@@ -363,10 +355,7 @@ TEST(BridgeWithheld, OldHostWithoutPlainBuilderReportsUTF16OutOfMemory) {
 
 TEST(BridgeWithheld, NewHostWithoutBuilderOrConverterGivesNull) {
   IN_FRESH_PROCESS({
-    simhost::Options options;
-    options.withheld = {"REALConvertString"};
-    simhost::Host host(options);
-    bridge_test::ConnectLibrary();
+    bridge_test::HostWithout host({"REALConvertString"});
     const uint16_t unit = 'a';
     EXPECT_EQ(REALBuildUnicodeString(&unit, 2, kREALTextEncodingUTF16), nullptr);
     EXPECT_EQ(REALBuildUnicodeString(UTF32Bytes({'a'}).data(), 4, kREALTextEncodingUTF32), nullptr);
@@ -379,10 +368,7 @@ TEST(BridgeWithheld, NewHostWithoutBuilderOrConverterGivesNull) {
 
 TEST(BridgeWithheld, NewHostWithoutEncodedBuilderGivesNull) {
   IN_FRESH_PROCESS({
-    simhost::Options options;
-    options.withheld = {"REALBuildStringWithEncoding"};
-    simhost::Host host(options);
-    bridge_test::ConnectLibrary();
+    bridge_test::HostWithout host({"REALBuildStringWithEncoding"});
     const uint16_t unit = 'a';
     EXPECT_EQ(REALBuildUnicodeString("abc", 3, kREALTextEncodingUTF8), nullptr);
     EXPECT_EQ(REALBuildUnicodeString(&unit, 2, kREALTextEncodingUTF16), nullptr);
@@ -393,10 +379,7 @@ TEST(BridgeWithheld, NewHostWithoutEncodedBuilderGivesNull) {
 
 TEST(BridgeWithheld, OldHostWithoutEncodingSetterStillBuilds) {
   IN_FRESH_PROCESS({
-    simhost::Options options;
-    options.withheld = {"REALSetStringEncoding"};
-    simhost::Host host(options);
-    bridge_test::ConnectLibrary(2011.04);
+    bridge_test::HostWithout host({"REALSetStringEncoding"}, 2011.04);
     REALstring s = REALBuildUnicodeString("abc", 3, kREALTextEncodingUTF8);
     EXPECT_NE(s, nullptr);
     EXPECT_EQ(host.BytesOf(s), "abc");

@@ -12,10 +12,7 @@
 
 namespace {
 
-using bridge_test::BridgeTest;
-using bridge_test::Line;
-using bridge_test::LogOf;
-using bridge_test::QuietLogOf;
+using namespace bridge_test;  // the fixture, the host and its log helpers
 
 std::vector<uint16_t> UnitsOf(rbText& text) {
   const uint16_t* units = text.UTF16();
@@ -462,10 +459,7 @@ TEST(BridgeUnterminated, ViewsAreCopiedAndTerminated) {
 
 TEST(BridgeWithheld, MissingEncodingServiceStillFindsASCII) {
   IN_FRESH_PROCESS({
-    simhost::Options options;
-    options.withheld = {"REALGetStringEncoding"};
-    simhost::Host host(options);
-    bridge_test::ConnectLibrary();
+    bridge_test::HostWithout host({"REALGetStringEncoding"});
     REALstring s = host.NewStringUTF8("abc");
     {
       rbText text(s);
@@ -479,10 +473,7 @@ TEST(BridgeWithheld, MissingEncodingServiceStillFindsASCII) {
 
 TEST(BridgeWithheld, MissingStringDataLeavesConvertedViewsEmpty) {
   IN_FRESH_PROCESS({
-    simhost::Options options;
-    options.withheld = {"PluginGetStringData"};
-    simhost::Host host(options);
-    bridge_test::ConnectLibrary();
+    bridge_test::HostWithout host({"PluginGetStringData"});
     REALstring s = host.NewString("caf\xE9", kREALTextEncodingWindowsLatin1);
     std::vector<std::string> log = LogOf(host, [&] {
       rbText text(s);
@@ -500,10 +491,7 @@ TEST(BridgeWithheld, MissingStringDataLeavesConvertedViewsEmpty) {
 
 TEST(BridgeWithheld, MissingBytesServiceFixesTheLengthToZero) {
   IN_FRESH_PROCESS({
-    simhost::Options options;
-    options.withheld = {"StringGetCString"};
-    simhost::Host host(options);
-    bridge_test::ConnectLibrary();
+    bridge_test::HostWithout host({"StringGetCString"});
     REALstring s = host.NewStringUTF8("abc");
     std::vector<std::string> log = LogOf(host, [&] {
       rbData data(s);
@@ -517,10 +505,7 @@ TEST(BridgeWithheld, MissingBytesServiceFixesTheLengthToZero) {
 
 TEST(BridgeWithheld, MissingLenBGivesLengthZeroButKeepsTheBytes) {
   IN_FRESH_PROCESS({
-    simhost::Options options;
-    options.withheld = {"LenB( s as string ) as integer"};
-    simhost::Host host(options);
-    bridge_test::ConnectLibrary();
+    bridge_test::HostWithout host({"LenB( s as string ) as integer"});
     REALstring s = host.NewStringUTF8("abc");
     {
       rbData data(s);

@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <cstring>
+#include <ostream>
 #include <string>
 #include <vector>
 
@@ -13,13 +14,7 @@
 
 namespace {
 
-using bridge_test::BridgeTest;
-using bridge_test::HandleLine;
-using bridge_test::Line;
-using bridge_test::LogOf;
-using bridge_test::QuietLogOf;
-
-using Log = std::vector<std::string>;
+using namespace bridge_test;  // the fixture, the host and its log helpers
 
 class StyleRunProperties : public BridgeTest {
  protected:
@@ -140,35 +135,48 @@ TEST_F(StyleRunProperties, FailedSetsAreLogged) {
   host.Release(notARun);
 }
 
-TEST_F(StyleRunProperties, FontIsSetWithOneCallWhenTheHostHasFont) {
-  host.options().fontProperty = simhost::FontProperty::kFont;
+// Setting the font name on a host with "Font" (one call) or with only "FontName" (a failed
+// "Font", then "FontName"), debugging off.
+struct FontCase {
+  const char* name;
+  simhost::FontProperty property;
+  const char* font;
+  uint64_t setCalls;
+  const char* setProperty;
+};
+
+// Cases show as their names in test listings.
+void PrintTo(const FontCase& c, std::ostream* os) {
+  *os << c.name;
+}
+
+const FontCase kFontCases[] = {
+    {"FontIsSetWithOneCallWhenTheHostHasFont", simhost::FontProperty::kFont, "Gen\xC3\xA8va", 1,
+     "Font"},
+    {"FontNameIsTheFallbackWhenFontIsMissing", simhost::FontProperty::kFontName, "Arial", 2,
+     "FontName"},
+};
+
+class FontNameSetting : public StyleRunProperties, public testing::WithParamInterface<FontCase> {};
+
+TEST_P(FontNameSetting, IsSetQuietly) {
+  host.options().fontProperty = GetParam().property;
   REALobject run = NewStyleRun();
-  REALstring name = host.NewStringUTF8("Gen\xC3\xA8va");
+  REALstring name = host.NewStringUTF8(GetParam().font);
   host.ResetCounters();
   Log log = QuietLogOf(host, [&] { StyleRunSetFontName(run, name); });
   EXPECT_TRUE(log.empty());
-  EXPECT_EQ(host.Calls("REALSetPropValueString"), 1u);
+  EXPECT_EQ(host.Calls("REALSetPropValueString"), GetParam().setCalls);
   EXPECT_EQ(host.Calls("REALGetPropValueString"), 0u);
-  EXPECT_EQ(StringOf(run, "Font"), "Gen\xC3\xA8va");
+  EXPECT_EQ(StringOf(run, GetParam().setProperty), GetParam().font);
   EXPECT_EQ(host.RefCount(name), 1) << "the caller keeps the name";
   host.Release(name);
   REALUnlockObject(run);
   EXPECT_EQ(host.LiveStrings(), startStrings);
 }
 
-TEST_F(StyleRunProperties, FontNameIsTheFallbackWhenFontIsMissing) {
-  host.options().fontProperty = simhost::FontProperty::kFontName;
-  REALobject run = NewStyleRun();
-  REALstring name = host.NewStringUTF8("Arial");
-  host.ResetCounters();
-  Log log = QuietLogOf(host, [&] { StyleRunSetFontName(run, name); });
-  EXPECT_TRUE(log.empty());
-  EXPECT_EQ(host.Calls("REALSetPropValueString"), 2u);
-  EXPECT_EQ(host.Calls("REALGetPropValueString"), 0u);
-  EXPECT_EQ(StringOf(run, "FontName"), "Arial");
-  host.Release(name);
-  REALUnlockObject(run);
-}
+INSTANTIATE_TEST_SUITE_P(StyleRunProperties, FontNameSetting, testing::ValuesIn(kFontCases),
+                         [](const auto& info) { return std::string(info.param.name); });
 
 TEST_F(StyleRunProperties, FontIsVerifiedWhileDebugging) {
   host.options().fontProperty = simhost::FontProperty::kFont;
@@ -181,8 +189,7 @@ TEST_F(StyleRunProperties, FontIsVerifiedWhileDebugging) {
   EXPECT_EQ(log[1], Line("LengthUTF8 5"));
   EXPECT_EQ(log[2].rfind(Line("fontSet 0x"), 0), 0u) << log[2];
   EXPECT_EQ(log[2].substr(log[2].size() - 7), ": Arial");
-  EXPECT_EQ(host.Calls("REALGetPropValueString"), 1u);
-  EXPECT_EQ(host.Calls("RuntimeStringCompare"), 1u);
+  ExpectOneReadBack();
   host.Release(name);
   REALUnlockObject(run);
   EXPECT_EQ(host.LiveStrings(), startStrings) << "the read-back string is released";
@@ -277,10 +284,7 @@ TEST(BridgeReadBack, DifferentReadBackIsReported) {
 
 TEST(BridgeWithheld, NewStyleRunFailsWithoutInstanceService) {
   IN_FRESH_PROCESS({
-    simhost::Options options;
-    options.withheld = {"PluginNewInstance"};
-    simhost::Host host(options);
-    bridge_test::ConnectLibrary();
+    bridge_test::HostWithout host({"PluginNewInstance"});
     REALobject run = nullptr;
     Log log = LogOf(host, [&] { run = NewStyleRun(); });
     EXPECT_EQ(run, nullptr);
@@ -289,58 +293,51 @@ TEST(BridgeWithheld, NewStyleRunFailsWithoutInstanceService) {
   });
 }
 
+// Setting the font name "Arial" on a new style run with debugging on: the log, the name's
+// handle and the host strings alive just after (both are released before returning).
+struct ArialSetting {
+  Log log;
+  const void* name;
+  size_t liveStrings;
+};
+
+ArialSetting SetArial(simhost::Host& host) {
+  REALobject run = NewStyleRun();
+  REALstring name = host.NewStringUTF8("Arial");
+  ArialSetting setting{LogOf(host, [&] { StyleRunSetFontName(run, name); }), name,
+                       host.LiveStrings()};
+  host.Release(run);
+  host.Release(name);
+  return setting;
+}
+
 TEST(BridgeWithheld, FontVerificationWithoutGetterOrCompare) {
   IN_FRESH_PROCESS({
-    simhost::Options options;
-    options.withheld = {"REALGetPropValueString"};
-    options.fontProperty = simhost::FontProperty::kFont;
-    simhost::Host host(options);
-    bridge_test::ConnectLibrary();
-    REALobject run = NewStyleRun();
-    REALstring name = host.NewStringUTF8("Arial");
-    Log log = LogOf(host, [&] { StyleRunSetFontName(run, name); });
-    EXPECT_EQ(log, (Log{HandleLine("StyleRunSetFontName", name, "Arial"), Line("LengthUTF8 5"),
-                        Line("Failed to query Font property!")}));
-    host.Release(run);
-    host.Release(name);
+    HostWithout host({"REALGetPropValueString"}, kCurrentHost, simhost::FontProperty::kFont);
+    const ArialSetting arial = SetArial(host);
+    EXPECT_EQ(arial.log, (Log{HandleLine("StyleRunSetFontName", arial.name, "Arial"),
+                              Line("LengthUTF8 5"), Line("Failed to query Font property!")}));
   });
   IN_FRESH_PROCESS({
-    simhost::Options options;
-    options.withheld = {"REALGetPropValueString"};
-    options.fontProperty = simhost::FontProperty::kFontName;
-    simhost::Host host(options);
-    bridge_test::ConnectLibrary();
-    REALobject run = NewStyleRun();
-    REALstring name = host.NewStringUTF8("Arial");
-    Log log = LogOf(host, [&] { StyleRunSetFontName(run, name); });
-    EXPECT_EQ(log, (Log{HandleLine("StyleRunSetFontName", name, "Arial"), Line("LengthUTF8 5"),
-                        Line("Failed to set Font property, trying FontName."),
-                        Line("Failed to query FontName property!")}));
-    host.Release(run);
-    host.Release(name);
+    HostWithout host({"REALGetPropValueString"}, kCurrentHost, simhost::FontProperty::kFontName);
+    const ArialSetting arial = SetArial(host);
+    EXPECT_EQ(arial.log,
+              (Log{HandleLine("StyleRunSetFontName", arial.name, "Arial"), Line("LengthUTF8 5"),
+                   Line("Failed to set Font property, trying FontName."),
+                   Line("Failed to query FontName property!")}));
   });
   IN_FRESH_PROCESS({
-    simhost::Options options;
-    options.withheld = {"RuntimeStringCompare"};
-    simhost::Host host(options);
-    bridge_test::ConnectLibrary();
-    REALobject run = NewStyleRun();
-    REALstring name = host.NewStringUTF8("Arial");
-    Log log = LogOf(host, [&] { StyleRunSetFontName(run, name); });
-    EXPECT_EQ(log.size(), 3u) << "no comparison, no warning";
-    EXPECT_EQ(host.LiveStrings(), 1u);
-    host.Release(run);
-    host.Release(name);
+    HostWithout host({"RuntimeStringCompare"});
+    const ArialSetting arial = SetArial(host);
+    EXPECT_EQ(arial.log.size(), 3u) << "no comparison, no warning";
+    EXPECT_EQ(arial.liveStrings, 1u);
   });
 }
 
 TEST(BridgeWithheld, WithoutPropertySettersEveryFailureIsLogged) {
   IN_FRESH_PROCESS({
-    simhost::Options options;
-    options.withheld = {"REALSetPropValueBoolean", "REALSetPropValueUInt32",
-                        "REALSetPropValueInteger", "REALSetPropValueString"};
-    simhost::Host host(options);
-    bridge_test::ConnectLibrary();
+    bridge_test::HostWithout host({"REALSetPropValueBoolean", "REALSetPropValueUInt32",
+                                   "REALSetPropValueInteger", "REALSetPropValueString"});
     REALobject run = NewStyleRun();
     REALstring name = host.NewStringUTF8("Arial");
     Log log = LogOf(host, [&] {

@@ -12,12 +12,7 @@
 
 namespace {
 
-using bridge_test::BridgeTest;
-using bridge_test::Line;
-using bridge_test::LogOf;
-using bridge_test::QuietLogOf;
-
-using Log = std::vector<std::string>;
+using namespace bridge_test;  // the fixture, the host and its log helpers
 
 const char* const kStyleRunDecl = "StyleRun(Index as Integer) As StyleRun";
 const char* const kParagraphDecl = "Paragraph(Index as Integer) As Paragraph";
@@ -297,8 +292,7 @@ TEST_F(StyledTextAccess, SetTextReadsBackOnlyWhileDebugging) {
   host.ResetCounters();
   Log log = LogOf(host, [&] { StyleRunSetText(run, text); });
   EXPECT_EQ(log, Log{Line("StyleRunSetText")});
-  EXPECT_EQ(host.Calls("REALGetPropValueString"), 1u);
-  EXPECT_EQ(host.Calls("RuntimeStringCompare"), 1u);
+  ExpectOneReadBack();
   host.Release(text);
   REALUnlockObject(run);
   EXPECT_EQ(host.LiveStrings(), startStrings) << "the read-back string is released";
@@ -527,10 +521,7 @@ TEST_F(StyledTextAccess, NothingIsLoggedWithDebuggingOff) {
 
 TEST(BridgeWithheld, WithoutIntegerPropertiesNothingIsRemovedOrAligned) {
   IN_FRESH_PROCESS({
-    simhost::Options options;
-    options.withheld = {"REALGetPropValueInteger"};
-    simhost::Host host(options);
-    bridge_test::ConnectLibrary();
+    bridge_test::HostWithout host({"REALGetPropValueInteger"});
     REALobject st = host.NewStyledText();
     host.AppendRun(st, TextRun("a\r"));
     StyledTextClear(st);
@@ -548,10 +539,7 @@ TEST(BridgeWithheld, WithoutIntegerPropertiesNothingIsRemovedOrAligned) {
 
 TEST(BridgeWithheld, WithoutObjectMethodServiceNothingIsFound) {
   IN_FRESH_PROCESS({
-    simhost::Options options;
-    options.withheld = {"REALLoadObjectMethod"};
-    simhost::Host host(options);
-    bridge_test::ConnectLibrary();
+    bridge_test::HostWithout host({"REALLoadObjectMethod"});
     REALobject st = host.NewStyledText();
     host.AppendRun(st, TextRun("a"));
     EXPECT_EQ(GetStyleRun(st, 0), nullptr);
@@ -566,10 +554,7 @@ TEST(BridgeWithheld, WithoutObjectMethodServiceNothingIsFound) {
 
 TEST(BridgeWithheld, LenIsLookedUpUntilFoundThenKept) {
   IN_FRESH_PROCESS({
-    simhost::Options options;
-    options.withheld = {kLenDecl};
-    simhost::Host host(options);
-    bridge_test::ConnectLibrary();
+    bridge_test::HostWithout host({kLenDecl});
     REALstring s = host.NewStringUTF8("abc");
     EXPECT_EQ(GetStringLength(s), 0);
     EXPECT_EQ(GetStringLength(s), 0);
@@ -584,10 +569,7 @@ TEST(BridgeWithheld, LenIsLookedUpUntilFoundThenKept) {
 
 TEST(BridgeWithheld, WithoutGlobalMethodServiceLenIsZero) {
   IN_FRESH_PROCESS({
-    simhost::Options options;
-    options.withheld = {"REALLoadGlobalMethod"};
-    simhost::Host host(options);
-    bridge_test::ConnectLibrary();
+    bridge_test::HostWithout host({"REALLoadGlobalMethod"});
     REALstring s = host.NewStringUTF8("abc");
     EXPECT_EQ(GetStringLength(s), 0);
     host.Release(s);
@@ -596,10 +578,7 @@ TEST(BridgeWithheld, WithoutGlobalMethodServiceLenIsZero) {
 
 TEST(BridgeWithheld, ReadBackWithoutCompareOrGetterIsSkipped) {
   IN_FRESH_PROCESS({
-    simhost::Options options;
-    options.withheld = {"RuntimeStringCompare"};
-    simhost::Host host(options);
-    bridge_test::ConnectLibrary();
+    bridge_test::HostWithout host({"RuntimeStringCompare"});
     REALobject run = NewStyleRun();
     REALstring text = host.NewStringUTF8("t");
     Log log = LogOf(host, [&] { StyleRunSetText(run, text); });
@@ -610,10 +589,7 @@ TEST(BridgeWithheld, ReadBackWithoutCompareOrGetterIsSkipped) {
     REALUnlockObject(run);
   });
   IN_FRESH_PROCESS({
-    simhost::Options options;
-    options.withheld = {"REALGetPropValueString"};
-    simhost::Host host(options);
-    bridge_test::ConnectLibrary();
+    bridge_test::HostWithout host({"REALGetPropValueString"});
     REALobject run = NewStyleRun();
     REALstring text = host.NewStringUTF8("t");
     Log log = LogOf(host, [&] { StyleRunSetText(run, text); });

@@ -8,6 +8,7 @@
 
 #include "../../simhost/src/plugin_loader.h"  // the host's own loader, for a private copy
 #include "simhost/host.h"
+#include "support/host_options.h"
 
 namespace {
 
@@ -44,13 +45,15 @@ std::vector<std::string> Enter(simhost::Host& host, REALResolver resolver) {
   return asked;
 }
 
+// What the library asks the host for on entry: the version, the announcement, then the given
+// registration service.
+std::vector<std::string> AskedInOrder(const std::string& registration) {
+  return {"REALGetRBVersion", "RegisterPluginVersion", registration};
+}
+
 TEST(EntrySequence, ModuleHostIsAskedVersionThenAnnouncementThenModuleRegistration) {
-  simhost::Options options;
-  options.version = 2019.0;
-  simhost::Host host(options);
-  std::vector<std::string> expected = {"REALGetRBVersion", "RegisterPluginVersion",
-                                       "PluginRegisterModule"};
-  EXPECT_EQ(Enter(host, &RecordingResolver), expected);
+  simhost::Host host(test_support::HostOptions(2019.0));
+  EXPECT_EQ(Enter(host, &RecordingResolver), AskedInOrder("PluginRegisterModule"));
   EXPECT_EQ(host.Calls("REALGetRBVersion"), 1u);
   EXPECT_EQ(host.Calls("RegisterPluginVersion"), 1u);
   EXPECT_EQ(host.Calls("PluginRegisterModule"), 1u);
@@ -60,23 +63,15 @@ TEST(EntrySequence, ModuleHostIsAskedVersionThenAnnouncementThenModuleRegistrati
 }
 
 TEST(EntrySequence, OldHostIsAskedForClassExtensionRegistration) {
-  simhost::Options options;
-  options.version = 2012.0;
-  simhost::Host host(options);
-  std::vector<std::string> expected = {"REALGetRBVersion", "RegisterPluginVersion",
-                                       "PluginRegisterClassExtension"};
-  EXPECT_EQ(Enter(host, &RecordingResolver), expected);
+  simhost::Host host(test_support::HostOptions(2012.0));
+  EXPECT_EQ(Enter(host, &RecordingResolver), AskedInOrder("PluginRegisterClassExtension"));
   EXPECT_EQ(host.Calls("PluginRegisterClassExtension"), 1u);
   EXPECT_EQ(host.AnnouncedVersion(), 10);
 }
 
 TEST(EntrySequence, HostWithoutVersionServiceIsTreatedAsOld) {
-  simhost::Options options;
-  options.version = std::nullopt;
-  simhost::Host host(options);
-  std::vector<std::string> expected = {"REALGetRBVersion", "RegisterPluginVersion",
-                                       "PluginRegisterClassExtension"};
-  EXPECT_EQ(Enter(host, &RecordingResolver), expected);
+  simhost::Host host(test_support::HostOptions(std::nullopt));
+  EXPECT_EQ(Enter(host, &RecordingResolver), AskedInOrder("PluginRegisterClassExtension"));
   EXPECT_EQ(host.AnnouncedVersion(), 9);
   ASSERT_EQ(host.Registrations().size(), 1u);
   EXPECT_EQ(host.Registrations()[0].kind, simhost::Registration::Kind::kClassExtension);
@@ -84,13 +79,8 @@ TEST(EntrySequence, HostWithoutVersionServiceIsTreatedAsOld) {
 }
 
 TEST(EntrySequence, MissingRegistrationServiceIsAskedOnceAndNothingIsLogged) {
-  simhost::Options options;
-  options.version = 3000.0;
-  options.withheld = {"PluginRegisterClassExtension"};
-  simhost::Host host(options);
-  std::vector<std::string> expected = {"REALGetRBVersion", "RegisterPluginVersion",
-                                       "PluginRegisterClassExtension"};
-  EXPECT_EQ(Enter(host, &RecordingResolver), expected);
+  simhost::Host host(test_support::HostOptions(3000.0, {"PluginRegisterClassExtension"}));
+  EXPECT_EQ(Enter(host, &RecordingResolver), AskedInOrder("PluginRegisterClassExtension"));
   EXPECT_EQ(host.AnnouncedVersion(), 13);
   EXPECT_TRUE(host.Registrations().empty());
   EXPECT_TRUE(host.Log().empty());

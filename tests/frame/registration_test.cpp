@@ -11,6 +11,7 @@
 
 #include "pe_file.h"
 #include "simhost/host.h"
+#include "support/host_options.h"
 
 namespace {
 
@@ -38,9 +39,7 @@ class HostGeneration : public testing::TestWithParam<Expectation> {};
 
 TEST_P(HostGeneration, RegistersTheMemberForThatHost) {
   const Expectation& e = GetParam();
-  simhost::Options options;
-  options.version = e.version;
-  simhost::Host host(options);
+  simhost::Host host(test_support::HostOptions(e.version));
   simhost::Plugin plugin(host);
   ASSERT_TRUE(plugin.loaded()) << plugin.error();
 
@@ -130,10 +129,7 @@ TEST(Registration, DebuggingPropertyStoresAnyNonZeroAsTrue) {
 }
 
 TEST(Registration, HostWithoutModuleRegistrationGetsNothingSilently) {
-  simhost::Options options;
-  options.version = 2019.0;
-  options.withheld = {"PluginRegisterModule"};
-  simhost::Host host(options);
+  simhost::Host host(test_support::HostOptions(2019.0, {"PluginRegisterModule"}));
   simhost::Plugin plugin(host);
   ASSERT_TRUE(plugin.loaded()) << plugin.error();
   EXPECT_EQ(host.AnnouncedVersion(), 13);
@@ -143,10 +139,7 @@ TEST(Registration, HostWithoutModuleRegistrationGetsNothingSilently) {
 }
 
 TEST(Registration, HostWithoutClassExtensionsGetsNothingSilently) {
-  simhost::Options options;
-  options.version = 2012.0;
-  options.withheld = {"PluginRegisterClassExtension"};
-  simhost::Host host(options);
+  simhost::Host host(test_support::HostOptions(2012.0, {"PluginRegisterClassExtension"}));
   simhost::Plugin plugin(host);
   ASSERT_TRUE(plugin.loaded()) << plugin.error();
   EXPECT_TRUE(host.Registrations().empty());

@@ -93,6 +93,14 @@ def problems(folder, data, floors=None):
     return library_check.check(BY_FOLDER[folder], data, floors).problems
 
 
+class RemovesWorkdir:
+    """Mixin for a test class whose setUpClass makes cls.work: removes it after the tests."""
+
+    @classmethod
+    def tearDownClass(cls):
+        cls.work.remove()
+
+
 class CheckAssertions(unittest.TestCase):
     def assertAccepted(self, folder, data):
         found = problems(folder, data)
@@ -106,7 +114,7 @@ class CheckAssertions(unittest.TestCase):
             self.assertIn(word, text)
 
 
-class HostElfLibraries(CheckAssertions):
+class HostElfLibraries(RemovesWorkdir, CheckAssertions):
     """Libraries from the host's C compiler (an ELF shared object on Linux)."""
 
     @classmethod
@@ -128,10 +136,6 @@ class HostElfLibraries(CheckAssertions):
             "-lhelper",
         )
         cls.folder = library_check.identify(cls.good)
-
-    @classmethod
-    def tearDownClass(cls):
-        cls.work.remove()
 
     def test_the_host_compiler_builds_for_a_known_platform_folder(self):
         self.assertIn(self.folder, [p for p in BY_FOLDER if p.startswith("Linux")])
@@ -188,7 +192,7 @@ class BuiltLibrary(CheckAssertions):
             self.assertIn("needs %s_%s" % (prefix, ".".join(map(str, highest))), found)
 
 
-class Packages(unittest.TestCase):
+class Packages(RemovesWorkdir, unittest.TestCase):
     """Writing a package and checking its tree."""
 
     @classmethod
@@ -202,10 +206,6 @@ class Packages(unittest.TestCase):
             )
         cls.folder = library_check.identify(cls.library)
         cls.name = BY_FOLDER[cls.folder].library
-
-    @classmethod
-    def tearDownClass(cls):
-        cls.work.remove()
 
     def stage(self, name, files):
         """A staged tree under <work>/<name>/Pendlow with {relative path: bytes}."""
@@ -492,7 +492,7 @@ class DocsSections(unittest.TestCase):
 
 
 @unittest.skipUnless(MINGW64 and MINGW32, "mingw-w64 C compilers are not installed")
-class WindowsLibraries(CheckAssertions):
+class WindowsLibraries(RemovesWorkdir, CheckAssertions):
     """DLLs from mingw-w64, as the Windows presets build them."""
 
     DLLEXPORT = "__declspec(dllexport) "
@@ -513,10 +513,6 @@ class WindowsLibraries(CheckAssertions):
         cls.windows8 = cls.work.build("windows8.dll", newer, MINGW64, *flags)
         stdcall = x + "void __stdcall REALPluginMain(void* r) { (void)r; }\n"
         cls.stdcall = cls.work.build("stdcall.dll", stdcall, MINGW32, *flags)
-
-    @classmethod
-    def tearDownClass(cls):
-        cls.work.remove()
 
     def test_dlls_exporting_the_entry_point_pass(self):
         self.assertAccepted("Windows x86-64", self.good64)
@@ -541,7 +537,7 @@ class WindowsLibraries(CheckAssertions):
 
 
 @unittest.skipUnless(CLANG and LD_LLD and LLD_LINK, "clang and lld are not installed")
-class LlvmElfAndArm64Libraries(CheckAssertions):
+class LlvmElfAndArm64Libraries(RemovesWorkdir, CheckAssertions):
     """ARM Linux objects and an ARM64 Windows DLL, built without any system libraries."""
 
     @classmethod
@@ -561,10 +557,6 @@ class LlvmElfAndArm64Libraries(CheckAssertions):
         cls.work.run(LLD_LINK, "/dll", "/noentry", "/out:" + dll, obj)
         cls.win_arm64 = read(dll)
 
-    @classmethod
-    def tearDownClass(cls):
-        cls.work.remove()
-
     def test_arm_linux_libraries_pass_in_their_folders(self):
         self.assertAccepted("Linux arm64", self.arm64)
         self.assertAccepted("Linux ARM", self.armhf)
@@ -582,7 +574,7 @@ class LlvmElfAndArm64Libraries(CheckAssertions):
 
 
 @unittest.skipUnless(CLANG and LD64_LLD and LIPO, "clang, ld64.lld and llvm-lipo are not installed")
-class MacLibraries(CheckAssertions):
+class MacLibraries(RemovesWorkdir, CheckAssertions):
     """Dylibs linked by LLVM's Mach-O linker (no SDK needed for code without system calls)."""
 
     @classmethod
@@ -596,10 +588,6 @@ class MacLibraries(CheckAssertions):
         linked = cls.slice("linked", VISIBLE + ENTRY, "x86_64", "10.13", None, helper)
         arm = cls.slice("linked-arm", VISIBLE + ENTRY, "arm64", "11.0")
         cls.foreign = cls.lipo("foreign", linked, arm)
-
-    @classmethod
-    def tearDownClass(cls):
-        cls.work.remove()
 
     @classmethod
     def slice(cls, name, source, arch, version, install_name=None, *link):

@@ -208,27 +208,17 @@ class StyledTextGenerator {
           text += static_cast<char32_t>(Chance(4, 5) ? Between(0xA0, 0xFF) : Between(0x80, 0x9F));
           break;
         case 5:
-        case 6:  // elsewhere in the BMP
-          switch (Between(0, 5)) {
-            case 0:
-              text += static_cast<char32_t>(Between(0x391, 0x3C9));
-              break;
-            case 1:
-              text += static_cast<char32_t>(Between(0x410, 0x44F));
-              break;
-            case 2:
-              text += static_cast<char32_t>(Between(0x4E00, 0x9FFF));
-              break;
-            case 3:
-              text += static_cast<char32_t>(Between(0xAC00, 0xD7A3));
-              break;
-            case 4:
-              text += static_cast<char32_t>(Between(0xE000, 0xF8FF));
-              break;
-            default:
-              text += Pick({0x100, 0x7FF, 0x800, 0x2028, 0x2029, 0x20AC, 0xFFFD, 0xFFFF});
+        case 6: {  // elsewhere in the BMP: Greek, Cyrillic, CJK, Hangul,
+          // private use, or one of a few chosen characters
+          static const int kBlocks[][2] = {
+              {0x391, 0x3C9}, {0x410, 0x44F}, {0x4E00, 0x9FFF}, {0xAC00, 0xD7A3}, {0xE000, 0xF8FF}};
+          if (const int block = Between(0, 5); block < 5) {
+            text += static_cast<char32_t>(Between(kBlocks[block][0], kBlocks[block][1]));
+          } else {
+            text += Pick({0x100, 0x7FF, 0x800, 0x2028, 0x2029, 0x20AC, 0xFFFD, 0xFFFF});
           }
           break;
+        }
         case 7:
         case 8:  // paragraph ends
           text += U'\r';

@@ -12,6 +12,7 @@
 #include <vector>
 
 #include "simhost/host.h"
+#include "support/utf8.h"
 
 namespace {
 
@@ -47,12 +48,6 @@ std::u16string Units(const std::string& utf8) {
   return out;
 }
 
-int64_t Characters(const std::string& utf8) {
-  int64_t n = 0;
-  for (unsigned char c : utf8) n += (c & 0xC0) != 0x80;
-  return n;
-}
-
 // The simulated host compares font names ignoring ASCII case; a null name equals "".
 bool SameFont(const std::optional<std::string>& a, const std::optional<std::string>& b) {
   const std::string x = a.value_or(""), y = b.value_or("");
@@ -70,7 +65,7 @@ std::string Model(const std::vector<RunRecipe>& runs,
   std::vector<int64_t> alignment(runs.size(), 0);
   int64_t pos = 0;
   for (size_t r = 0; r < runs.size(); ++r) {
-    const int64_t length = Characters(runs[r].text);
+    const int64_t length = static_cast<int64_t>(test_support::CodePointCount(runs[r].text));
     const int64_t middle = pos + length / 2;
     if (!skip)
       for (const simhost::Paragraph& p : paragraphs)

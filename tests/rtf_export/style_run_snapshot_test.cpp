@@ -4,6 +4,7 @@
 // chosen ranges, override StyledText counts and throw from a property read.
 #include <gtest/gtest.h>
 
+#include <array>
 #include <cstdint>
 #include <cstring>
 #include <functional>
@@ -217,48 +218,52 @@ class Snapshot : public ::testing::Test {
   simhost::Host host_;
 };
 
+// Where each run lies: start, length and middle, in characters.
+using Place = std::array<int64_t, 3>;
+
+std::vector<Place> PlacesOf(const std::vector<XojoStyleRun>& runs) {
+  std::vector<Place> places;
+  for (const XojoStyleRun& run : runs) places.push_back({run.start, run.length, run.middle});
+  return places;
+}
+
+std::vector<int64_t> AlignmentsOf(const std::vector<XojoStyleRun>& runs) {
+  std::vector<int64_t> alignments;
+  for (const XojoStyleRun& run : runs) alignments.push_back(run.alignment);
+  return alignments;
+}
+
+std::vector<int64_t> MiddlesOf(const std::vector<XojoStyleRun>& runs) {
+  std::vector<int64_t> middles;
+  for (const XojoStyleRun& run : runs) middles.push_back(run.middle);
+  return middles;
+}
+
+using Places = std::vector<Place>;
+using Numbers = std::vector<int64_t>;
+
 TEST_F(Snapshot, OffsetsAndMiddles) {
   REALobject st = Make({Text("abcde"), Text("fghijk"), Text("lmn")});
-  const auto runs = Take(st, true);
-  ASSERT_EQ(runs.size(), 3u);
-  EXPECT_EQ(runs[0].start, 0);
-  EXPECT_EQ(runs[0].length, 5);
-  EXPECT_EQ(runs[0].middle, 2);
-  EXPECT_EQ(runs[1].start, 5);
-  EXPECT_EQ(runs[1].length, 6);
-  EXPECT_EQ(runs[1].middle, 8);
-  EXPECT_EQ(runs[2].start, 11);
-  EXPECT_EQ(runs[2].middle, 12);
+  EXPECT_EQ(PlacesOf(Take(st, true)), (Places{{0, 5, 2}, {5, 6, 8}, {11, 3, 12}}));
 }
 
 TEST_F(Snapshot, LengthCountsCharactersNotBytes) {
   REALobject st = Make({Text("\xC3\xA9t\xC3\xA9"), Text("\xF0\x9F\x98\x80x")});
-  const auto runs = Take(st, true);
-  ASSERT_EQ(runs.size(), 2u);
-  EXPECT_EQ(runs[0].length, 3);
-  EXPECT_EQ(runs[1].start, 3);
-  EXPECT_EQ(runs[1].length, 2);
+  EXPECT_EQ(PlacesOf(Take(st, true)), (Places{{0, 3, 1}, {3, 2, 4}}));
 }
 
 TEST_F(Snapshot, EmptyRunHasItsMiddleAtItsStart) {
   REALobject st = Make({Text("abc"), Text(""), Text("de")});
-  const auto runs = Take(st, true);
-  ASSERT_EQ(runs.size(), 3u);
-  EXPECT_EQ(runs[1].start, 3);
-  EXPECT_EQ(runs[1].length, 0);
-  EXPECT_EQ(runs[1].middle, 3);
-  EXPECT_EQ(runs[2].start, 3);
+  EXPECT_EQ(PlacesOf(Take(st, true)), (Places{{0, 3, 1}, {3, 0, 3}, {3, 2, 4}}));
 }
 
 TEST_F(Snapshot, MissingRunTakesNoRoom) {
   REALobject st = Make({Text("aaaaa"), Text("bbb"), Text("cc"), Text("d")});
   gHooks.missingRuns = {1};
   const auto runs = Take(st, true);
+  EXPECT_EQ(PlacesOf(runs), (Places{{0, 5, 2}, {5, 2, 6}, {7, 1, 7}}));
   ASSERT_EQ(runs.size(), 3u);
   EXPECT_EQ(host_.UTF8Of(runs[1].text), "cc");
-  EXPECT_EQ(runs[1].start, 5);
-  EXPECT_EQ(runs[1].middle, 6);
-  EXPECT_EQ(runs[2].start, 7);
 }
 
 TEST_F(Snapshot, EveryRunMissingGivesNoDocument) {
@@ -332,42 +337,30 @@ class Paragraphs : public Snapshot {
 
 TEST_F(Paragraphs, LaterParagraphWinsAtASharedBoundary) {
   Use({{0, 5, 2}, {5, 12, 3}});
-  REALobject st = Make({Text("abcdefghij")});  // middle 5
+  REALobject st = Make({Text("abcdefghij")});
   const auto runs = Take(st, false);
-  ASSERT_EQ(runs.size(), 1u);
-  EXPECT_EQ(runs[0].middle, 5);
-  EXPECT_EQ(runs[0].alignment, 3);
+  EXPECT_EQ(MiddlesOf(runs), Numbers{5});
+  EXPECT_EQ(AlignmentsOf(runs), Numbers{3});
 }
 
 TEST_F(Paragraphs, BothEndsInclusive) {
   Use({{2, 2, 1}, {8, 9, 2}, {20, 30, 3}});
-  // Middles 2, 8 and 15.
   REALobject st = Make({Text("abcde"), Text("fghijk"), Text("lmnopqrst")});
   const auto runs = Take(st, false);
-  ASSERT_EQ(runs.size(), 3u);
-  EXPECT_EQ(runs[0].alignment, 1);
-  EXPECT_EQ(runs[1].alignment, 2);
-  EXPECT_EQ(runs[2].middle, 15);
-  EXPECT_EQ(runs[2].alignment, 0);  // in no paragraph
+  EXPECT_EQ(MiddlesOf(runs), (Numbers{2, 8, 15}));
+  EXPECT_EQ(AlignmentsOf(runs), (Numbers{1, 2, 0}));  // the last run lies in no paragraph
 }
 
 TEST_F(Paragraphs, SignedComparisons) {
   Use({{-100, -1, 2}, {-5, 0, 3}});
   REALobject st = Make({Text("a"), Text("bcd")});  // middles 0 and 2
-  const auto runs = Take(st, false);
-  ASSERT_EQ(runs.size(), 2u);
-  EXPECT_EQ(runs[0].alignment, 3);
-  EXPECT_EQ(runs[1].alignment, 0);
+  EXPECT_EQ(AlignmentsOf(Take(st, false)), (Numbers{3, 0}));
 }
 
 TEST_F(Paragraphs, EveryParagraphAppliesToEveryRun) {
   Use({{0, 100, 2}, {6, 100, 3}, {0, 1, 4}});
   REALobject st = Make({Text("abcd"), Text("efghijkl"), Text("m")});  // middles 2, 8, 12
-  const auto runs = Take(st, false);
-  ASSERT_EQ(runs.size(), 3u);
-  EXPECT_EQ(runs[0].alignment, 2);
-  EXPECT_EQ(runs[1].alignment, 3);
-  EXPECT_EQ(runs[2].alignment, 3);
+  EXPECT_EQ(AlignmentsOf(Take(st, false)), (Numbers{2, 3, 3}));
 }
 
 TEST_F(Paragraphs, EachParagraphReadOnceAndReleased) {
@@ -378,9 +371,7 @@ TEST_F(Paragraphs, EachParagraphReadOnceAndReleased) {
   EXPECT_EQ(gHooks.paragraphsFetched, 3);
   EXPECT_EQ(gHooks.paragraphReads, 2 * 3);
   EXPECT_EQ(gHooks.paragraphsReleased, 2);
-  ASSERT_EQ(runs.size(), 2u);
-  EXPECT_EQ(runs[0].alignment, 2);
-  EXPECT_EQ(runs[1].alignment, 3);
+  EXPECT_EQ(AlignmentsOf(runs), (Numbers{2, 3}));
 }
 
 TEST_F(Paragraphs, SkipParagraphsFetchesNone) {
@@ -389,9 +380,7 @@ TEST_F(Paragraphs, SkipParagraphsFetchesNone) {
   const auto runs = Take(st, true);
   EXPECT_EQ(gHooks.paragraphsFetched, 0);
   EXPECT_EQ(gHooks.paragraphReads, 0);
-  ASSERT_EQ(runs.size(), 2u);
-  EXPECT_EQ(runs[0].alignment, 0);
-  EXPECT_EQ(runs[1].alignment, 0);
+  EXPECT_EQ(AlignmentsOf(runs), (Numbers{0, 0}));
 }
 
 TEST_F(Paragraphs, NegativeParagraphCountSkipsAssignment) {
@@ -400,8 +389,7 @@ TEST_F(Paragraphs, NegativeParagraphCountSkipsAssignment) {
   REALobject st = Make({Text("abc")});
   const auto runs = Take(st, false);
   EXPECT_EQ(gHooks.paragraphsFetched, 0);
-  ASSERT_EQ(runs.size(), 1u);
-  EXPECT_EQ(runs[0].alignment, 0);
+  EXPECT_EQ(AlignmentsOf(runs), Numbers{0});
 }
 
 TEST_F(Snapshot, PropertiesReadInOrder) {

@@ -1,6 +1,7 @@
 // The control-word reader on its own: names, parameters, delimiters and the fixed rewrites.
 #include <gtest/gtest.h>
 
+#include <ostream>
 #include <string>
 #include <string_view>
 
@@ -39,45 +40,79 @@ void Expect(std::string_view text, const std::string& word, long long parameter,
   }
 }
 
-TEST(ReadCommand, WordEndedBySpaceConsumesTheSpace) {
-  Expect("\\b hello", "b", -1, 2);
+// A control word read at the start of a text and behind two other bytes: the word, the
+// parameter and where it ends, counted from the backslash.
+struct WordCase {
+  const char* name;
+  const char* text;
+  const char* word;
+  long long parameter;
+  long long end;
+};
+
+// Cases show as their names in test listings.
+void PrintTo(const WordCase& c, std::ostream* os) {
+  *os << c.name;
 }
 
-TEST(ReadCommand, BackslashEndsWordAndIsLeftForCaller) {
-  Expect("\\b\\i", "b", -1, 1);
+const WordCase kWords[] = {
+    {"WordEndedBySpaceConsumesTheSpace", "\\b hello", "b", -1, 2},
+    {"BackslashEndsWordAndIsLeftForCaller", "\\b\\i", "b", -1, 1},
+    {"NumericParameter", "\\fs24 x", "fs", 24, 5},
+    {"SemicolonBehindNumberIsLeftForCaller", "\\f0;", "f", 0, 2},
+    {"UnicodeFallbackQuestionMarkIsTheDelimiter", "\\u8364?", "u", 8364, 6},
+    {"NegativeParameterCountsFromMinusOne_1", "\\li-5 ", "li", 5, 5},
+    {"NegativeParameterCountsFromMinusOne_2", "\\li-12 ", "li", 88, 6},
+    {"NegativeParameterCountsFromMinusOne_3", "\\li-100 ", "li", 900, 7},
+    {"MinusWithoutDigitsGivesOne", "\\li- x", "li", 1, 4},
+    {"BackslashLineBreakIsPar_1", "\\\n", "par", -1, 1},
+    {"BackslashLineBreakIsPar_2", "\\\rx", "par", -1, 1},
+    {"LineBreakBehindWordKeepsTheWord_1", "\\b\nx", "b", -1, 2},
+    {"LineBreakBehindWordKeepsTheWord_2", "\\fs20\nx", "fs", 20, 5},
+    {"LowerCaseHexEndsTheNumberAtOnce", "\\'e9 tail", "u", -1, 3},
+    {"HexEscapeWithoutDigitsSkipsTheNextByte", "\\'xy z", "u", -1, 3},
+    {"UpperCaseLetterEndsWordAndIsSwallowed", "\\Par x", "", -1, 1},
+    {"LettersOnlyLowerCase", "\\bX", "b", -1, 2},
+    {"ControlSymbolsComeBackEmpty_1", "\\~x", "", -1, 1},
+    {"ControlSymbolsComeBackEmpty_2", "\\_x", "", -1, 1},
+    {"ControlSymbolsComeBackEmpty_3", "\\:x", "", -1, 1},
+    {"ControlSymbolsComeBackEmpty_4", "\\|x", "", -1, 1},
+    // "-" always starts a parameter, even directly behind the backslash: no digits give 1, and
+    // the byte behind the "-" is the delimiter.
+    {"OptionalHyphenIsReadAsANumber_1", "\\-x", "", 1, 2},
+    {"OptionalHyphenIsReadAsANumber_2", "\\-;", "", 1, 1},
+    {"DigitsDirectlyBehindBackslash", "\\123 x", "", 123, 4},
+    {"TokenStartersAreLeftForCaller_1", "\\b;", "b", -1, 1},
+    {"TokenStartersAreLeftForCaller_2", "\\b{", "b", -1, 1},
+    {"TokenStartersAreLeftForCaller_3", "\\b}", "b", -1, 1},
+    {"TokenStartersAreLeftForCaller_4", "\\b\\", "b", -1, 1},
+    {"TokenStartersAreLeftForCaller_5", "\\;x", "", -1, 0},
+    {"ApostropheBehindWordIsTheDelimiter", "\\b'x", "b", -1, 2},
+    // LF two places on: one more byte consumed
+    {"CrDelimiterLooksTwoBytesOn_1", "\\b\r\r\n", "b", -1, 3},
+    // even when the byte between is not a line break
+    {"CrDelimiterLooksTwoBytesOn_2", "\\b\rx\n", "b", -1, 3},
+    // the LF right behind the CR is not looked at
+    {"CrDelimiterLooksTwoBytesOn_3", "\\b\r\nx", "b", -1, 2},
+    // look-ahead into the padding
+    {"CrDelimiterLooksTwoBytesOn_4", "\\b\r", "b", -1, 2},
+    {"CrDelimiterLooksTwoBytesOn_5", "\\\r\r\n", "par", -1, 2},
+    {"CrDelimiterLooksTwoBytesOn_6", "\\\r\n", "par", -1, 1},
+    {"LfDelimiterHasNoLookAhead", "\\b\n\n\n", "b", -1, 2},
+    {"TwentyFiveDigitNumberWrapsAt64Bits_1", "\\fs1234567890123456789012345 x", "fs",
+     1096246371337559929LL, 28},
+    {"TwentyFiveDigitNumberWrapsAt64Bits_2", "\\fs-1234567890123456789012345 x", "fs",
+     494651607021854855LL, 29},
+};
+
+class ControlWord : public ::testing::TestWithParam<WordCase> {};
+
+TEST_P(ControlWord, ReadsAsExpected) {
+  Expect(GetParam().text, GetParam().word, GetParam().parameter, GetParam().end);
 }
 
-TEST(ReadCommand, NumericParameter) {
-  Expect("\\fs24 x", "fs", 24, 5);
-}
-
-TEST(ReadCommand, SemicolonBehindNumberIsLeftForCaller) {
-  Expect("\\f0;", "f", 0, 2);
-}
-
-TEST(ReadCommand, UnicodeFallbackQuestionMarkIsTheDelimiter) {
-  Expect("\\u8364?", "u", 8364, 6);
-}
-
-TEST(ReadCommand, NegativeParameterCountsFromMinusOne) {
-  Expect("\\li-5 ", "li", 5, 5);
-  Expect("\\li-12 ", "li", 88, 6);
-  Expect("\\li-100 ", "li", 900, 7);
-}
-
-TEST(ReadCommand, MinusWithoutDigitsGivesOne) {
-  Expect("\\li- x", "li", 1, 4);
-}
-
-TEST(ReadCommand, BackslashLineBreakIsPar) {
-  Expect("\\\n", "par", -1, 1);
-  Expect("\\\rx", "par", -1, 1);
-}
-
-TEST(ReadCommand, LineBreakBehindWordKeepsTheWord) {
-  Expect("\\b\nx", "b", -1, 2);
-  Expect("\\fs20\nx", "fs", 20, 5);
-}
+INSTANTIATE_TEST_SUITE_P(ReadCommand, ControlWord, ::testing::ValuesIn(kWords),
+                         [](const auto& info) { return std::string(info.param.name); });
 
 TEST(ReadCommand, UpperCaseHexEscapeSkipsOneByteBehindTheDigits) {
   Token t = Read("\\'E9x y");
@@ -88,16 +123,8 @@ TEST(ReadCommand, UpperCaseHexEscapeSkipsOneByteBehindTheDigits) {
   Expect("\\'E9x y", "u", -23, 5);
 }
 
-TEST(ReadCommand, LowerCaseHexEndsTheNumberAtOnce) {
-  Expect("\\'e9 tail", "u", -1, 3);
-}
-
 TEST(ReadCommand, HexHasNoTwoDigitLimit) {
   Expect("\\'41BC z", "u", -65536 + 0x41BC, 7);
-}
-
-TEST(ReadCommand, HexEscapeWithoutDigitsSkipsTheNextByte) {
-  Expect("\\'xy z", "u", -1, 3);
 }
 
 TEST(ReadCommand, MarkedDestinationKeepsStarBackslash) {
@@ -130,44 +157,6 @@ TEST(ReadCommand, MarkerTestNeverLooksBeforeTheBuffer) {
   EXPECT_EQ(t.end, 1);
 }
 
-TEST(ReadCommand, UpperCaseLetterEndsWordAndIsSwallowed) {
-  Expect("\\Par x", "", -1, 1);
-}
-
-TEST(ReadCommand, LettersOnlyLowerCase) {
-  Expect("\\bX", "b", -1, 2);
-}
-
-TEST(ReadCommand, ControlSymbolsComeBackEmpty) {
-  Expect("\\~x", "", -1, 1);
-  Expect("\\_x", "", -1, 1);
-  Expect("\\:x", "", -1, 1);
-  Expect("\\|x", "", -1, 1);
-}
-
-TEST(ReadCommand, OptionalHyphenIsReadAsANumber) {
-  // "-" always starts a parameter, even directly behind the backslash: no digits give 1, and
-  // the byte behind the "-" is the delimiter.
-  Expect("\\-x", "", 1, 2);
-  Expect("\\-;", "", 1, 1);
-}
-
-TEST(ReadCommand, DigitsDirectlyBehindBackslash) {
-  Expect("\\123 x", "", 123, 4);
-}
-
-TEST(ReadCommand, TokenStartersAreLeftForCaller) {
-  Expect("\\b;", "b", -1, 1);
-  Expect("\\b{", "b", -1, 1);
-  Expect("\\b}", "b", -1, 1);
-  Expect("\\b\\", "b", -1, 1);
-  Expect("\\;x", "", -1, 0);
-}
-
-TEST(ReadCommand, ApostropheBehindWordIsTheDelimiter) {
-  Expect("\\b'x", "b", -1, 2);
-}
-
 TEST(ReadCommand, TerminatingNulIsConsumedAsDelimiter) {
   Expect("\\b", "b", -1, 2);
   Expect("\\fs24", "fs", 24, 5);
@@ -175,24 +164,6 @@ TEST(ReadCommand, TerminatingNulIsConsumedAsDelimiter) {
   EXPECT_EQ(t.word, "");
   EXPECT_EQ(t.parameter, -1);
   EXPECT_EQ(t.end, 1);  // the NUL
-}
-
-TEST(ReadCommand, CrDelimiterLooksTwoBytesOn) {
-  Expect("\\b\r\r\n", "b", -1, 3);  // LF two places on: one more byte consumed
-  Expect("\\b\rx\n", "b", -1, 3);   // even when the byte between is not a line break
-  Expect("\\b\r\nx", "b", -1, 2);   // the LF right behind the CR is not looked at
-  Expect("\\b\r", "b", -1, 2);      // look-ahead into the padding
-  Expect("\\\r\r\n", "par", -1, 2);
-  Expect("\\\r\n", "par", -1, 1);
-}
-
-TEST(ReadCommand, LfDelimiterHasNoLookAhead) {
-  Expect("\\b\n\n\n", "b", -1, 2);
-}
-
-TEST(ReadCommand, TwentyFiveDigitNumberWrapsAt64Bits) {
-  Expect("\\fs1234567890123456789012345 x", "fs", 1096246371337559929LL, 28);
-  Expect("\\fs-1234567890123456789012345 x", "fs", 494651607021854855LL, 29);
 }
 
 TEST(ReadCommand, TenThousandDigitsWrap) {

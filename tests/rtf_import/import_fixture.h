@@ -7,22 +7,16 @@
 #include <ostream>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 #include "simhost/host.h"
+#include "support/shown_bytes.h"
 #include "support/utf8.h"
 
 namespace simhost {
 inline void PrintTo(const Run& r, std::ostream* os) {
-  *os << "{text=\"";
-  for (unsigned char c : r.text) {
-    if (c < 0x20 || c >= 0x7F) {
-      static const char* hex = "0123456789ABCDEF";
-      *os << "\\x" << hex[c >> 4] << hex[c & 15];
-    } else {
-      *os << c;
-    }
-  }
+  *os << "{text=\"" << test_support::ShownBytes(r.text);
   *os << "\" font=\"" << r.font << "\" size=" << r.size << " color=0x" << std::hex << r.color
       << std::dec << (r.bold ? " bold" : "") << (r.italic ? " italic" : "")
       << (r.underline ? " underline" : "") << "}";
@@ -38,16 +32,8 @@ struct Style {
   bool bold = false, italic = false, underline = false;
 };
 
-inline simhost::Run MakeRun(std::string text, const Style& style = {}) {
-  simhost::Run run;
-  run.text = std::move(text);
-  run.font = style.font;
-  run.size = style.size;
-  run.color = style.color;
-  run.bold = style.bold;
-  run.italic = style.italic;
-  run.underline = style.underline;
-  return run;
+inline simhost::Run MakeRun(std::string text, const Style& s = {}) {
+  return simhost::Run{std::move(text), s.font, s.size, s.color, s.bold, s.italic, s.underline};
 }
 
 inline std::vector<std::string> TextsOf(const std::vector<simhost::Run>& runs) {

@@ -15,24 +15,12 @@
 
 #include "import_fixture.h"
 #include "support/corpus.h"
+#include "support/utf8.h"
 
 namespace import_test {
 namespace {
 
 namespace fs = std::filesystem;
-
-std::string ReadFile(const fs::path& path) {
-  std::ifstream in(path, std::ios::binary);
-  std::ostringstream bytes;
-  bytes << in.rdbuf();
-  return bytes.str();
-}
-
-size_t CodePoints(const std::string& utf8) {
-  size_t n = 0;
-  for (unsigned char c : utf8) n += (c & 0xC0) != 0x80;
-  return n;
-}
 
 // Control words the import does not turn into anything, grouped by what the reader loses.
 const std::vector<std::pair<std::string, std::vector<std::string>>> kDroppedFeatures = {
@@ -128,7 +116,7 @@ TEST_F(ImportTest, EveryRealDocumentImports) {
   Totals totals;
   for (const fs::path& file : files) {
     SCOPED_TRACE(file.filename().string());
-    const std::string rtf = ReadFile(file);
+    const std::string rtf = test_support::ReadDocument(file);
     const std::vector<simhost::Run> runs = Import(rtf);
     if (HasFailure()) break;
     ++totals.documents;
@@ -139,7 +127,7 @@ TEST_F(ImportTest, EveryRealDocumentImports) {
     for (const simhost::Paragraph& p : host_.ParagraphsOf(styledText_))
       ++totals.alignments[p.alignment];
     for (const simhost::Run& r : runs) {
-      totals.characters += CodePoints(r.text);
+      totals.characters += test_support::CodePointCount(r.text);
       totals.boldRuns += r.bold;
       totals.italicRuns += r.italic;
       totals.underlineRuns += r.underline;

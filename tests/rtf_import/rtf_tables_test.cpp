@@ -2,6 +2,8 @@
 // the "\colortbl" or "\fonttbl" control word.
 #include <gtest/gtest.h>
 
+#include <map>
+#include <ostream>
 #include <string>
 #include <string_view>
 #include <unordered_map>
@@ -22,30 +24,32 @@ long long EndOfWord(const RtfBuffer& buffer, std::string_view text, std::string_
   return ReadCommand(buffer.data(), static_cast<long long>(backslash) + 1, name, parameter);
 }
 
-struct Colors {
-  std::unordered_map<int, RTFColor> map;
+template <typename Map>
+struct Table {
+  Map map;
   long long position = 0;
 };
+using Colors = Table<std::unordered_map<int, RTFColor>>;
+using Fonts = Table<std::unordered_map<int, std::string>>;
 
-Colors ReadColors(std::string_view text) {
+// Reads the table of `word` in text as the import does, from the word's last byte.
+template <typename Map, typename Reader>
+Table<Map> ReadTable(std::string_view text, std::string_view word, Reader read) {
   RtfBuffer buffer(text);
-  Colors result;
-  result.position = EndOfWord(buffer, text, "\\colortbl");
-  result.map = ReadColorTable(buffer.data(), result.position);
+  Table<Map> result;
+  result.position = EndOfWord(buffer, text, word);
+  result.map = read(buffer.data(), result.position);
   return result;
 }
 
-struct Fonts {
-  std::unordered_map<int, std::string> map;
-  long long position = 0;
-};
+Colors ReadColors(std::string_view text) {
+  return ReadTable<decltype(Colors::map)>(
+      text, "\\colortbl", [](const char* t, long long& p) { return ReadColorTable(t, p); });
+}
 
 Fonts ReadFonts(std::string_view text) {
-  RtfBuffer buffer(text);
-  Fonts result;
-  result.position = EndOfWord(buffer, text, "\\fonttbl");
-  result.map = ReadFontTable(buffer.data(), result.position);
-  return result;
+  return ReadTable<decltype(Fonts::map)>(
+      text, "\\fonttbl", [](const char* t, long long& p) { return ReadFontTable(t, p); });
 }
 
 void ExpectColor(const std::unordered_map<int, RTFColor>& map, int index, int red, int green,
@@ -142,82 +146,59 @@ TEST(ReadFontTable, GroupedEntryWithFamilyAndCharset) {
   EXPECT_EQ(f.position, IndexOf(text, "x"));  // the byte behind the closing "}" is consumed
 }
 
-TEST(ReadFontTable, TableWithoutInnerGroups) {
-  Fonts f = ReadFonts("{\\fonttbl\\f0 Times;\\f1 Courier;}");
-  ASSERT_EQ(f.map.size(), 2u);
-  EXPECT_EQ(f.map.at(0), "Times");
-  EXPECT_EQ(f.map.at(1), "Courier");
+// A font table and every entry it must give, no more and no fewer.
+struct FontTableCase {
+  const char* name;
+  const char* rtf;
+  std::map<int, std::string> entries;
+};
+
+// Cases show as their names in test listings.
+void PrintTo(const FontTableCase& c, std::ostream* os) {
+  *os << c.name;
 }
 
-TEST(ReadFontTable, PanoseGroupIsSkippedWhole) {
-  Fonts f = ReadFonts(
-      "{\\fonttbl{\\f0\\froman\\fcharset0\\fprq2{\\*\\panose 02020603050405020304}Times New "
-      "Roman;}{\\f1\\fswiss{\\*\\falt Arial Unicode}Helvetica;}}");
-  ASSERT_EQ(f.map.size(), 2u);
-  EXPECT_EQ(f.map.at(0), "Times New Roman");
-  EXPECT_EQ(f.map.at(1), "Helvetica");
+const FontTableCase kFontTables[] = {
+    {"TableWithoutInnerGroups",
+     "{\\fonttbl\\f0 Times;\\f1 Courier;}",
+     {{0, "Times"}, {1, "Courier"}}},
+    {"PanoseGroupIsSkippedWhole",
+     "{\\fonttbl{\\f0\\froman\\fcharset0\\fprq2{\\*\\panose 02020603050405020304}Times New "
+     "Roman;}{\\f1\\fswiss{\\*\\falt Arial Unicode}Helvetica;}}",
+     {{0, "Times New Roman"}, {1, "Helvetica"}}},
+    {"NestedSkippedGroupsAreTracked",
+     "{\\fonttbl{\\f2{\\*\\falt A{\\b B}C}Name;}{\\f3 Other;}}",
+     {{2, "Name"}, {3, "Other"}}},
+    {"EntryWithoutFontNumberGoesToThePreviousNumber", "{\\fonttbl Arial;}", {{0, "Arial"}}},
+    // No ";" before the next group: the name runs on and is stored under 3.
+    {"NameWithoutSemicolonRunsIntoTheNextGroup", "{\\fonttbl{\\f3 A}{B;}}", {{3, "AB"}}},
+    {"BytesBetweenSemicolonAndNextFontAreDropped",
+     "{\\fonttbl\\f0 A; junk {more}\\f1 B;}",
+     {{0, "A"}, {1, "B"}}},
+    // The CR is the control word's delimiter; the LF behind it is not.
+    {"LineFeedBeforeTheFirstFontJoinsItsName", "{\\fonttbl\r\n{\\f0 A;}}", {{0, "\nA"}}},
+    {"SpacesBeforeTheFirstFontJoinItsName", "{\\fonttbl  {\\f0 B;}}", {{0, " B"}}},
+    {"NameKeepsSpacesDigitsAndLineBreaks", "{\\fonttbl\\f5 Font 2\nX ;}", {{5, "Font 2\nX "}}},
+    {"LowerCaseEscapedByteLosesTheFollowingByte", "{\\fonttbl\\f0 Caf\\'e9 X;}", {{0, "Caf X"}}},
+    {"UpperCaseEscapedByteLosesTheFollowingByte", "{\\fonttbl\\f0 Caf\\'E9 X;}", {{0, "Caf"}}},
+    {"LaterEntryOverwritesSameNumber", "{\\fonttbl\\f0 A;\\f0 B;}", {{0, "B"}}},
+    {"FontWordWithoutNumberIsMinusOne", "{\\fonttbl\\f A;}", {{-1, "A"}}},
+    {"NameWithoutSemicolonIsDropped", "{\\fonttbl{\\f0 A;}{\\f1 B}}", {{0, "A"}}},
+    {"UnknownWordNotOpeningAGroupIsIgnored",
+     "{\\fonttbl{\\f0\\fnil\\fcharset2 Symbol;}{\\f1\\fmodern\\fprq1 Mono;}}",
+     {{0, "Symbol"}, {1, "Mono"}}},
+};
+
+class FontTable : public ::testing::TestWithParam<FontTableCase> {};
+
+TEST_P(FontTable, GivesItsEntries) {
+  const Fonts fonts = ReadFonts(GetParam().rtf);
+  const std::map<int, std::string> entries(fonts.map.begin(), fonts.map.end());
+  EXPECT_EQ(entries, GetParam().entries);
 }
 
-TEST(ReadFontTable, NestedSkippedGroupsAreTracked) {
-  Fonts f = ReadFonts("{\\fonttbl{\\f2{\\*\\falt A{\\b B}C}Name;}{\\f3 Other;}}");
-  ASSERT_EQ(f.map.size(), 2u);
-  EXPECT_EQ(f.map.at(2), "Name");
-  EXPECT_EQ(f.map.at(3), "Other");
-}
-
-TEST(ReadFontTable, EntryWithoutFontNumberGoesToThePreviousNumber) {
-  Fonts first = ReadFonts("{\\fonttbl Arial;}");
-  ASSERT_EQ(first.map.size(), 1u);
-  EXPECT_EQ(first.map.at(0), "Arial");
-  // No ";" before the next group: the name runs on and is stored under 3.
-  Fonts runOn = ReadFonts("{\\fonttbl{\\f3 A}{B;}}");
-  ASSERT_EQ(runOn.map.size(), 1u);
-  EXPECT_EQ(runOn.map.at(3), "AB");
-}
-
-TEST(ReadFontTable, BytesBetweenSemicolonAndNextFontAreDropped) {
-  Fonts f = ReadFonts("{\\fonttbl\\f0 A; junk {more}\\f1 B;}");
-  ASSERT_EQ(f.map.size(), 2u);
-  EXPECT_EQ(f.map.at(0), "A");
-  EXPECT_EQ(f.map.at(1), "B");
-}
-
-TEST(ReadFontTable, BytesBeforeTheFirstFontJoinItsName) {
-  // The CR is the control word's delimiter; the LF behind it is not.
-  Fonts crlf = ReadFonts("{\\fonttbl\r\n{\\f0 A;}}");
-  EXPECT_EQ(crlf.map.at(0), "\nA");
-  Fonts spaces = ReadFonts("{\\fonttbl  {\\f0 B;}}");
-  EXPECT_EQ(spaces.map.at(0), " B");
-}
-
-TEST(ReadFontTable, NameKeepsSpacesDigitsAndLineBreaks) {
-  Fonts f = ReadFonts("{\\fonttbl\\f5 Font 2\nX ;}");
-  EXPECT_EQ(f.map.at(5), "Font 2\nX ");
-}
-
-TEST(ReadFontTable, EscapedBytesLoseTheFollowingByte) {
-  Fonts lower = ReadFonts("{\\fonttbl\\f0 Caf\\'e9 X;}");
-  EXPECT_EQ(lower.map.at(0), "Caf X");
-  Fonts upper = ReadFonts("{\\fonttbl\\f0 Caf\\'E9 X;}");
-  EXPECT_EQ(upper.map.at(0), "Caf");
-}
-
-TEST(ReadFontTable, LaterEntryOverwritesSameNumber) {
-  Fonts f = ReadFonts("{\\fonttbl\\f0 A;\\f0 B;}");
-  ASSERT_EQ(f.map.size(), 1u);
-  EXPECT_EQ(f.map.at(0), "B");
-}
-
-TEST(ReadFontTable, FontWordWithoutNumberIsMinusOne) {
-  Fonts f = ReadFonts("{\\fonttbl\\f A;}");
-  EXPECT_EQ(f.map.at(-1), "A");
-}
-
-TEST(ReadFontTable, NameWithoutSemicolonIsDropped) {
-  Fonts f = ReadFonts("{\\fonttbl{\\f0 A;}{\\f1 B}}");
-  ASSERT_EQ(f.map.size(), 1u);
-  EXPECT_EQ(f.map.at(0), "A");
-}
+INSTANTIATE_TEST_SUITE_P(ReadFontTable, FontTable, ::testing::ValuesIn(kFontTables),
+                         [](const auto& info) { return std::string(info.param.name); });
 
 TEST(ReadFontTable, ClosingStepLeavesBackslashAndLooksTwoBytesOn) {
   {
@@ -240,12 +221,6 @@ TEST(ReadFontTable, UnterminatedTableKeepsCompleteEntries) {
   ASSERT_EQ(f.map.size(), 1u);
   EXPECT_EQ(f.map.at(0), "A");
   EXPECT_EQ(f.position, static_cast<long long>(text.size()));
-}
-
-TEST(ReadFontTable, UnknownWordNotOpeningAGroupIsIgnored) {
-  Fonts f = ReadFonts("{\\fonttbl{\\f0\\fnil\\fcharset2 Symbol;}{\\f1\\fmodern\\fprq1 Mono;}}");
-  EXPECT_EQ(f.map.at(0), "Symbol");
-  EXPECT_EQ(f.map.at(1), "Mono");
 }
 
 }  // namespace

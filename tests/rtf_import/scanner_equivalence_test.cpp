@@ -12,152 +12,19 @@
 #include <unordered_map>
 #include <vector>
 
+#include "literal_readers.h"
 #include "rtf_buffer.h"
 #include "rtf_import/control_word.h"
 #include "rtf_import/rtf_bytes.h"
 #include "rtf_import/rtf_tables.h"
 #include "rtf_import/text_scan.h"
+#include "support/shown_bytes.h"
 
 namespace original {
 
-bool IsDigit(char c) {
-  return c >= '0' && c <= '9';
-}
-
-int UpperHexValue(char c) {
-  if (c >= '0' && c <= '9') return c - '0';
-  if (c >= 'A' && c <= 'F') return c - 'A' + 10;
-  return -1;
-}
-
-long long ReadCommand(const char* text, long long position, std::string& word,
-                      long long& parameter) {
-  word.clear();
-  parameter = -1;
-  long long scan = position;
-  if (position >= 2 && text[position - 2] == '{' && text[position - 1] == '\\' &&
-      text[position] == '*' && text[position + 1] == '\\') {
-    scan = position + 2;
-  }
-  long long k = scan;
-  while (text[k] >= 'a' && text[k] <= 'z') ++k;
-  word.assign(text + position, static_cast<size_t>(k - position));
-  long long e = k;
-  const char c = text[k];
-  if (IsDigit(c) || c == '-') {
-    unsigned long long value = IsDigit(c) ? static_cast<unsigned long long>(c - '0')
-                                          : static_cast<unsigned long long>(parameter);
-    e = k + 1;
-    while (IsDigit(text[e])) {
-      value = value * 10u + static_cast<unsigned long long>(text[e] - '0');
-      ++e;
-    }
-    if (c == '-') value = 0u - value;
-    parameter = static_cast<long long>(value);
-  } else if (c == '\n' || c == '\r') {
-    if (word.empty()) word = "par";
-  } else if (c == '\'') {
-    if (word.empty()) {
-      word = "u";
-      unsigned long long value = static_cast<unsigned long long>(parameter);
-      long long j = k + 1;
-      for (int digit; (digit = UpperHexValue(text[j])) >= 0; ++j) {
-        value = value * 16u + static_cast<unsigned long long>(digit);
-      }
-      parameter = static_cast<long long>(value);
-      e = j + 1;
-    }
-  }
-  const char d = text[e];
-  if (d == '\\' || d == '{' || d == '}' || d == ';') return e - 1;
-  if (d == '\r' && text[e + 2] == '\n') return e + 1;
-  return e;
-}
-
-long long CloseTable(const char* text, long long j) {
-  const char next = text[j + 1];
-  if (next == '\\' || next == '{' || next == '}' || next == ';') return j;
-  if (next == '\r' && text[j + 3] == '\n') return j + 2;
-  return j + 1;
-}
-
-std::unordered_map<int, RTFColor> ReadColorTable(const char* text, long long& position) {
-  std::unordered_map<int, RTFColor> colors;
-  long long index = 0;
-  RTFColor color{0, 0, 0};
-  std::string word;
-  long long parameter = -1;
-  while (text[position] != 0) {
-    const char ch = text[++position];
-    if (ch == ';') {
-      colors[static_cast<int>(index)] = color;
-      ++index;
-      color = RTFColor{0, 0, 0};
-    } else if (ch == '\\') {
-      position = ReadCommand(text, position + 1, word, parameter);
-      if (word == "red") {
-        color.red = static_cast<int>(parameter);
-      } else if (word == "green") {
-        color.green = static_cast<int>(parameter);
-      } else if (word == "blue") {
-        color.blue = static_cast<int>(parameter);
-      }
-    } else if (ch == '}') {
-      position = CloseTable(text, position);
-      return colors;
-    }
-  }
-  return colors;
-}
-
-std::unordered_map<int, std::string> ReadFontTable(const char* text, long long& position) {
-  std::unordered_map<int, std::string> fonts;
-  std::string name;
-  long long number = 0;
-  long long skipDepth = 0;
-  long long groupDepth = 0;
-  bool entryFinished = false;
-  bool groupJustOpened = false;
-  std::string word;
-  long long parameter = -1;
-  while (text[position] != 0) {
-    const char ch = text[++position];
-    if (ch == '\\') {
-      position = ReadCommand(text, position + 1, word, parameter);
-      if (word == "f") {
-        entryFinished = false;
-        number = parameter;
-      } else if (groupJustOpened && skipDepth == 0) {
-        skipDepth = 1;
-      }
-      groupJustOpened = false;
-    } else if (ch == '{') {
-      ++groupDepth;
-      if (skipDepth > 0) ++skipDepth;
-      groupJustOpened = true;
-    } else if (ch == '}') {
-      if (groupDepth < 1) {
-        position = CloseTable(text, position);
-        break;
-      }
-      --groupDepth;
-      if (skipDepth > 0) --skipDepth;
-      groupJustOpened = false;
-    } else {
-      groupJustOpened = false;
-      if (skipDepth == 0 && !entryFinished) {
-        if (ch == ';') {
-          fonts[static_cast<int>(number)] = name;
-          name.clear();
-          entryFinished = true;
-        } else {
-          name.push_back(ch);
-        }
-      }
-    }
-  }
-  return fonts;
-}
+using literal::ReadColorTable;
+using literal::ReadCommand;
+using literal::ReadFontTable;
 
 // The words every reader compares against, in the order the import, the colour table and the
 // font table compare them; the first equal entry decides.
@@ -253,19 +120,7 @@ Result Scanned(const std::string& text, long long position, bool bounded) {
   return r;
 }
 
-std::string Shown(const std::string& text) {
-  std::string out;
-  for (unsigned char c : text) {
-    if (c < 0x20 || c >= 0x7F) {
-      char b[8];
-      std::snprintf(b, sizeof b, "\\x%02X", c);
-      out += b;
-    } else {
-      out += static_cast<char>(c);
-    }
-  }
-  return out;
-}
+using test_support::ShownBytes;
 
 // Compares every reader on text at position (the backslash is at position - 1 in real use, but
 // the readers must agree wherever they start).
@@ -280,15 +135,15 @@ std::string Shown(const std::string& text) {
     if (got.end != want.end || got.word != want.word || got.parameter != want.parameter ||
         got.id != want.id) {
       return ::testing::AssertionFailure()
-             << (bounded ? "bounded" : "unbounded") << " reader differs on \"" << Shown(text)
+             << (bounded ? "bounded" : "unbounded") << " reader differs on \"" << ShownBytes(text)
              << "\" at " << position << ": end " << got.end << " vs " << want.end << ", word \""
-             << Shown(got.word) << "\" vs \"" << Shown(want.word) << "\", parameter "
+             << ShownBytes(got.word) << "\" vs \"" << ShownBytes(want.word) << "\", parameter "
              << got.parameter << " vs " << want.parameter << ", id " << int(got.id) << " vs "
              << int(want.id);
     }
   }
   if (publicEnd != want.end || publicWord != want.word || publicParameter != want.parameter) {
-    return ::testing::AssertionFailure() << "ReadCommand differs on \"" << Shown(text) << "\"";
+    return ::testing::AssertionFailure() << "ReadCommand differs on \"" << ShownBytes(text) << "\"";
   }
   return ::testing::AssertionSuccess();
 }
@@ -432,90 +287,88 @@ void CompareTables(Fresh fresh, Original old, const char* flavour) {
       std::vector<char> exact(text.begin(), text.end());
       long long gotPosition = start;
       const Map got = fresh(exact.data(), static_cast<long long>(exact.size()), gotPosition);
-      ASSERT_EQ(gotPosition, wantPosition) << Shown(text) << " from " << start;
-      ASSERT_TRUE(Same(got, want)) << Shown(text) << " from " << start;
+      ASSERT_EQ(gotPosition, wantPosition) << ShownBytes(text) << " from " << start;
+      ASSERT_TRUE(Same(got, want)) << ShownBytes(text) << " from " << start;
       long long publicPosition = start;
       const Map same = fresh(padded.data(), rtf_bytes::kUnknownLength, publicPosition);
       ASSERT_EQ(publicPosition, wantPosition);
-      ASSERT_TRUE(Same(same, want)) << Shown(text) << " from " << start;
+      ASSERT_TRUE(Same(same, want)) << ShownBytes(text) << " from " << start;
     }
   }
+}
+
+// A table reader started just after its word on random texts.
+template <typename Map, typename Fresh, typename Original>
+void CompareOnRandomTables(Fresh fresh, Original old, const std::string& word, unsigned seed) {
+  std::mt19937 rng(seed);
+  for (int round = 0; round < 3000; ++round) {
+    const std::string text = word + RandomText(rng, 60);
+    RtfBuffer padded(text);
+    long long want = static_cast<long long>(word.size()) - 1, got = want;
+    const Map wanted = old(padded.data(), want);
+    std::vector<char> exact(text.begin(), text.end());
+    const Map read = fresh(exact.data(), static_cast<long long>(exact.size()), got);
+    ASSERT_EQ(want, got) << ShownBytes(text);
+    ASSERT_TRUE(Same(read, wanted)) << ShownBytes(text);
+  }
+}
+
+// Both comparisons for one table reader.
+template <typename Map, typename Fresh, typename Original>
+void CompareTableReaders(Fresh fresh, Original old, const std::string& word, unsigned seed) {
+  CompareTables<Map>(fresh, old, word.c_str());
+  CompareOnRandomTables<Map>(fresh, old, word, seed);
 }
 
 TEST(ScannerEquivalence, ColourTables) {
-  using Map = std::unordered_map<int, RTFColor>;
-  std::mt19937 rng(99);
-  CompareTables<Map>(
+  CompareTableReaders<std::unordered_map<int, RTFColor>>(
       [](const char* t, long long n, long long& p) { return ReadColorTable(t, n, p); },
-      [](const char* t, long long& p) { return original::ReadColorTable(t, p); }, "\\colortbl");
-  for (int round = 0; round < 3000; ++round) {
-    const std::string text = "\\colortbl" + RandomText(rng, 60);
-    RtfBuffer padded(text);
-    long long a = 8, b = 8;
-    const Map want = original::ReadColorTable(padded.data(), a);
-    std::vector<char> exact(text.begin(), text.end());
-    const Map got = ReadColorTable(exact.data(), static_cast<long long>(exact.size()), b);
-    ASSERT_EQ(a, b) << Shown(text);
-    ASSERT_TRUE(Same(got, want)) << Shown(text);
-  }
+      [](const char* t, long long& p) { return original::ReadColorTable(t, p); }, "\\colortbl", 99);
 }
 
 TEST(ScannerEquivalence, FontTables) {
-  using Map = std::unordered_map<int, std::string>;
-  std::mt19937 rng(17);
-  CompareTables<Map>(
+  CompareTableReaders<std::unordered_map<int, std::string>>(
       [](const char* t, long long n, long long& p) { return ReadFontTable(t, n, p); },
-      [](const char* t, long long& p) { return original::ReadFontTable(t, p); }, "\\fonttbl");
-  for (int round = 0; round < 3000; ++round) {
-    const std::string text = "\\fonttbl" + RandomText(rng, 60);
-    RtfBuffer padded(text);
-    long long a = 7, b = 7;
-    const Map want = original::ReadFontTable(padded.data(), a);
-    std::vector<char> exact(text.begin(), text.end());
-    const Map got = ReadFontTable(exact.data(), static_cast<long long>(exact.size()), b);
-    ASSERT_EQ(a, b) << Shown(text);
-    ASSERT_EQ(got, want) << Shown(text);
+      [](const char* t, long long& p) { return original::ReadFontTable(t, p); }, "\\fonttbl", 17);
+}
+
+// A scanner against a byte loop: on random texts of up to 79 bytes, mostly `common` ones with
+// `rare` ones at a random density, from every start the scanner must stop where the first byte
+// that `stops` it stands, or at the end.
+template <typename Common, typename Rare, typename Stops, typename Scanner>
+void CompareWithByteLoop(unsigned seed, Common common, Rare rare, Stops stops, Scanner scan) {
+  std::mt19937 rng(seed);
+  for (int round = 0; round < 20000; ++round) {
+    const int length = static_cast<int>(rng() % 80);
+    std::vector<char> text(static_cast<size_t>(length));
+    const unsigned density = 1 + rng() % 64;
+    for (char& c : text) c = rng() % density == 0 ? rare(rng) : common(rng);
+    for (long long from = 0; from <= length; ++from) {
+      long long want = from;
+      while (want < length && !stops(text[static_cast<size_t>(want)])) ++want;
+      ASSERT_EQ(scan(text.data(), from, length), want) << "from " << from;
+    }
   }
+}
+
+char AnyByte(std::mt19937& rng) {
+  return static_cast<char>(rng());
 }
 
 TEST(ScannerEquivalence, TextEndMatchesAByteLoop) {
-  std::mt19937 rng(5);
-  for (int round = 0; round < 20000; ++round) {
-    const int length = static_cast<int>(rng() % 80);
-    std::vector<char> text(static_cast<size_t>(length));
-    const unsigned density = 1 + rng() % 64;
-    for (char& c : text) {
-      c = rng() % density == 0 ? "\\{}\r\n"[rng() % 5] : static_cast<char>(rng());
-    }
-    for (long long from = 0; from <= length; ++from) {
-      long long want = from;
-      while (want < length) {
-        const char c = text[static_cast<size_t>(want)];
-        if (c == '\\' || c == '{' || c == '}' || c == '\r' || c == '\n') break;
-        ++want;
-      }
-      ASSERT_EQ(FindTextEnd(text.data(), from, length), want) << "from " << from;
-    }
-  }
+  CompareWithByteLoop(
+      5, AnyByte, [](std::mt19937& rng) { return "\\{}\r\n"[rng() % 5]; },
+      [](char c) { return c == '\\' || c == '{' || c == '}' || c == '\r' || c == '\n'; },
+      [](const char* text, long long from, int length) { return FindTextEnd(text, from, length); });
 }
 
 TEST(ScannerEquivalence, LetterRunMatchesAByteLoop) {
-  std::mt19937 rng(6);
-  for (int round = 0; round < 20000; ++round) {
-    const int length = static_cast<int>(rng() % 80);
-    std::vector<char> text(static_cast<size_t>(length));
-    const unsigned density = 1 + rng() % 64;
-    for (char& c : text) {
-      c = rng() % density == 0 ? static_cast<char>(rng()) : static_cast<char>('a' + rng() % 26);
-    }
-    for (long long from = 0; from <= length; ++from) {
-      long long want = from;
-      while (want < length && text[static_cast<size_t>(want)] >= 'a' &&
-             text[static_cast<size_t>(want)] <= 'z')
-        ++want;
-      ASSERT_EQ(rtf_bytes::SkipLetters(text.data(), from, length), want) << "from " << from;
-    }
-  }
+  CompareWithByteLoop(
+      6, [](std::mt19937& rng) { return static_cast<char>('a' + rng() % 26); }, AnyByte,
+      [](char c) { return c < 'a' || c > 'z'; },
+      [](const char* text, long long from, int length) {
+        return rtf_bytes::SkipLetters(text, from, length);
+      });
   // Every byte value right behind a run of letters, at every offset of a 16-byte block.
   for (int value = 0; value < 256; ++value) {
     for (int letters = 0; letters < 40; ++letters) {

@@ -5,6 +5,8 @@
 
 #include <algorithm>
 #include <filesystem>
+#include <fstream>
+#include <sstream>
 #include <string>
 #include <system_error>
 #include <vector>
@@ -38,6 +40,14 @@ inline std::vector<std::filesystem::path> CorpusFiles() {
   }
   std::sort(files.begin(), files.end());
   return files;
+}
+
+// The bytes of a document ("" when it cannot be read).
+inline std::string ReadDocument(const std::filesystem::path& path) {
+  std::ifstream in(path, std::ios::binary);
+  std::ostringstream bytes;
+  bytes << in.rdbuf();
+  return bytes.str();
 }
 
 }  // namespace test_support

@@ -1,6 +1,8 @@
-// UTF-8 of code points, for building expected texts in tests.
+// UTF-8 of code points, for building expected texts in tests, and the count of code points in
+// UTF-8 text.
 #pragma once
 
+#include <cstddef>
 #include <string>
 
 namespace test_support {
@@ -29,6 +31,13 @@ inline std::string Utf8(const std::u32string& text) {
   std::string out;
   for (char32_t c : text) out += Utf8(c);
   return out;
+}
+
+// Code points in valid UTF-8: every byte that is not a continuation byte starts one.
+inline size_t CodePointCount(const std::string& utf8) {
+  size_t count = 0;
+  for (unsigned char c : utf8) count += (c & 0xC0) != 0x80;
+  return count;
 }
 
 }  // namespace test_support

@@ -13,9 +13,12 @@
 #include <exception>
 
 #include "tool_runner.h"
+#include "support/text_checks.h"
 
 namespace tooltest {
 namespace {
+
+using test_support::Contains;
 
 constexpr int kUsage = 2;
 constexpr int kLibrary = 3;
@@ -81,14 +84,13 @@ TEST(Usage, CommandLineMistakes) {
 TEST(Usage, HelpAndVersionSucceed) {
   ToolResult help = RunTool({"--help"});
   EXPECT_EQ(help.status, 0);
-  EXPECT_NE(help.out.find("Exit status: 0 success; 1 roundtrip found differences; 2 usage"),
-            std::string::npos);
-  EXPECT_NE(help.out.find("  import FILE "), std::string::npos);
+  EXPECT_TRUE(Contains(help.out, "Exit status: 0 success; 1 roundtrip found differences; 2 usage"));
+  EXPECT_TRUE(Contains(help.out, "  import FILE "));
   EXPECT_EQ(help.err, "");
   ToolResult version = RunTool({"--version"});
   EXPECT_EQ(version.status, 0);
   EXPECT_EQ(version.out.rfind("pendlow ", 0), 0u);
-  EXPECT_NE(version.out.find("library: "), std::string::npos);
+  EXPECT_TRUE(Contains(version.out, "library: "));
   // Help wins over an otherwise incomplete command line.
   EXPECT_EQ(RunTool({"import", "-h"}).status, 0);
 }
@@ -236,7 +238,7 @@ TEST(Json, DeepNestingIsRefusedNotFollowed) {
   std::string json = "{\"version\": 1, \"runs\": " + std::string(100000, '[');
   ToolResult r = ExportJson(json);
   EXPECT_EQ(r.status, kUsage);
-  EXPECT_NE(r.err.find("invalid JSON: nesting deeper than 512 levels"), std::string::npos) << r.err;
+  EXPECT_TRUE(Contains(r.err, "invalid JSON: nesting deeper than 512 levels"));
 }
 
 TEST(Json, ErrorNamesTheFile) {

@@ -6,17 +6,16 @@
 
 #include "host_oracle.h"
 #include "tool_runner.h"
+#include "support/text_checks.h"
 
 namespace tooltest {
 namespace {
 
-ToolResult ExportJson(const std::string& json, std::vector<std::string> extra = {}) {
-  RunOptions in;
-  in.input = json;
-  std::vector<std::string> args = {"export"};
-  args.insert(args.end(), extra.begin(), extra.end());
-  args.push_back("-");
-  return RunTool(args, in);
+using test_support::Contains;
+using test_support::Lacks;
+
+ToolResult ExportJson(const std::string& json, const std::vector<std::string>& extra = {}) {
+  return RunOnStandardInput("export", json, extra);
 }
 
 TEST(Export, TwoArialRunsGiveTheExpectedDocument) {
@@ -41,7 +40,7 @@ TEST(Export, RunWithOnlyTextUsesTheDefaults) {
 TEST(Export, JsonEscapesBecomeUnicodeCharacters) {
   ToolResult r = ExportJson(R"({"version": 1, "runs": [{"text": "\u00e9\ud83d\ude00\u20ac"}]})");
   ASSERT_EQ(r.status, 0) << r.err;
-  EXPECT_NE(r.out.find("\\u233 \\u55357 \\u56832 \\u8364 }"), std::string::npos) << r.out;
+  EXPECT_TRUE(Contains(r.out, "\\u233 \\u55357 \\u56832 \\u8364 }"));
 }
 
 TEST(Export, MatchesWhatTheLibraryReturnsForTheSameStyledText) {
@@ -78,26 +77,24 @@ TEST(Export, SkipParagraphsLeavesOutTheAlignment) {
   ToolResult skipped = RunTool({"export", "--skip-paragraphs", SamplePath("welcome.json")});
   ASSERT_EQ(aligned.status, 0) << aligned.err;
   ASSERT_EQ(skipped.status, 0) << skipped.err;
-  EXPECT_NE(aligned.out.find("\\qc"), std::string::npos);
-  EXPECT_NE(aligned.out.find("\\qr"), std::string::npos);
-  EXPECT_EQ(skipped.out.find("\\q"), std::string::npos) << skipped.out;
+  EXPECT_TRUE(Contains(aligned.out, "\\qc"));
+  EXPECT_TRUE(Contains(aligned.out, "\\qr"));
+  EXPECT_TRUE(Lacks(skipped.out, "\\q"));
 }
 
 TEST(Export, AlphaKeepsTwoColourEntriesApart) {
   ToolResult r = ExportJson(R"({"version": 1, "runs": [
     {"text": "a", "color": "#FF0000"}, {"text": "b", "color": "#FF0000", "alpha": 128}]})");
   ASSERT_EQ(r.status, 0) << r.err;
-  EXPECT_NE(r.out.find("{\\colortbl\\red255\\green0\\blue0;\\red255\\green0\\blue0;}"),
-            std::string::npos)
-      << r.out;
-  EXPECT_NE(r.out.find("\\cf1 b}"), std::string::npos) << r.out;
+  EXPECT_TRUE(Contains(r.out, "{\\colortbl\\red255\\green0\\blue0;\\red255\\green0\\blue0;}"));
+  EXPECT_TRUE(Contains(r.out, "\\cf1 b}"));
 }
 
 TEST(Export, NullAndEmptyFontsWriteNoFontTableEntry) {
   ToolResult r = ExportJson(R"({"version": 1, "runs": [
     {"text": "a", "font": null}, {"text": "b", "font": ""}]})");
   ASSERT_EQ(r.status, 0) << r.err;
-  EXPECT_NE(r.out.find("{\\fonttbl}"), std::string::npos) << r.out;
+  EXPECT_TRUE(Contains(r.out, "{\\fonttbl}"));
 }
 
 TEST(Export, NoRunsGivesAnEmptyStringAndANote) {
@@ -111,7 +108,7 @@ TEST(Export, ByteOrderMarkAndCrLfLinesAreAccepted) {
   ToolResult r = ExportJson("\xEF\xBB\xBF{\"version\": 1,\r\n \"runs\": [{\"text\": \"x\"}]}\r\n");
   ASSERT_EQ(r.status, 0) << r.err;
   EXPECT_EQ(r.out.back(), '}');
-  EXPECT_NE(r.out.find(" x}"), std::string::npos) << r.out;
+  EXPECT_TRUE(Contains(r.out, " x}"));
 }
 
 // Runs with equal formatting merged, so that documents whose runs are cut differently compare
@@ -159,7 +156,7 @@ class JsonRoundTrip : public ::testing::TestWithParam<std::string> {};
 
 TEST_P(JsonRoundTrip, ExportOfAnImportImportsToTheSameRuns) {
   const std::string& name = GetParam();
-  std::string path = name.rfind("samples/", 0) == 0 ? SamplePath(name.substr(8)) : CorpusPath(name);
+  std::string path = DocumentPath(name);
   TempDir dir;
   ToolResult first = RunTool({"import", "--json", path, "-o", dir.File("first.json")});
   ASSERT_EQ(first.status, 0) << first.err;
@@ -187,13 +184,7 @@ INSTANTIATE_TEST_SUITE_P(SamplesAndCorpus, JsonRoundTrip,
                                            "osxcart__rtfdtest_TXT.rtf", "pandoc__accent.rtf",
                                            "osxcart__p069_styles.rtf", "pandoc__unicode.rtf",
                                            "rtfjs__simple5.rtf"),
-                         [](const ::testing::TestParamInfo<std::string>& info) {
-                           std::string name;
-                           for (char c : info.param) {
-                             name += std::isalnum(static_cast<unsigned char>(c)) ? c : '_';
-                           }
-                           return name;
-                         });
+                         [](const auto& info) { return TestNameOf(info.param); });
 
 TEST(Export, WelcomeJsonSampleExportsAndImportsBack) {
   ToolResult rtf = RunTool({"export", SamplePath("welcome.json")});
@@ -207,9 +198,8 @@ TEST(Export, WelcomeJsonSampleExportsAndImportsBack) {
             "Runs carry bold, italic, underline, colour and size.\n"
             "Caf\xC3\xA9, Z\xC3\xBCrich, 42 \xE2\x82\xAC, \xE6\x9D\xB1\xE4\xBA\xAC.\n");
   ToolResult json = RunTool({"import", "--json", "-"}, in);
-  EXPECT_NE(json.out.find("{\"start\": 66, \"end\": 118, \"alignment\": 1}"), std::string::npos)
-      << json.out;
-  EXPECT_NE(json.out.find("\"alignment\": 3}"), std::string::npos);
+  EXPECT_TRUE(Contains(json.out, "{\"start\": 66, \"end\": 118, \"alignment\": 1}"));
+  EXPECT_TRUE(Contains(json.out, "\"alignment\": 3}"));
 }
 
 }  // namespace

@@ -1,6 +1,9 @@
 #include "host_oracle.h"
 
+#include <algorithm>
 #include <cstdio>
+#include <iterator>
+#include <utility>
 
 #include "tool_runner.h"
 
@@ -39,23 +42,17 @@ std::string ExportThroughHost(const std::vector<simhost::RunRecipe>& runs,
 }
 
 std::string JsonString(const std::string& utf8) {
+  // The characters with a short escape, and the escape.
+  static const std::pair<char, const char*> kShort[] = {
+      {'"', "\\\""}, {'\\', "\\\\"}, {'\r', "\\r"}, {'\n', "\\n"},
+      {'\t', "\\t"}, {'\b', "\\b"},  {'\f', "\\f"}};
   std::string out = "\"";
   for (char c : utf8) {
-    auto u = static_cast<unsigned char>(c);
-    if (c == '"') {
-      out += "\\\"";
-    } else if (c == '\\') {
-      out += "\\\\";
-    } else if (c == '\r') {
-      out += "\\r";
-    } else if (c == '\n') {
-      out += "\\n";
-    } else if (c == '\t') {
-      out += "\\t";
-    } else if (c == '\b') {
-      out += "\\b";
-    } else if (c == '\f') {
-      out += "\\f";
+    const auto u = static_cast<unsigned char>(c);
+    const auto* escape = std::find_if(std::begin(kShort), std::end(kShort),
+                                      [c](const auto& entry) { return entry.first == c; });
+    if (escape != std::end(kShort)) {
+      out += escape->second;
     } else if (u < 0x20 || u == 0x7F) {
       char buffer[8];
       std::snprintf(buffer, sizeof buffer, "\\u%04x", u);

@@ -14,9 +14,12 @@
 #include <vector>
 
 #include "tool_runner.h"
+#include "support/text_checks.h"
 
 namespace tooltest {
 namespace {
+
+using test_support::Contains;
 
 #if defined(_WIN32)
 
@@ -77,7 +80,7 @@ TEST_P(HtmlInChromium, RendersAndShowsTheDocumentsText) {
   std::string png = dir.File("shot.png");
   ScriptResult r = RunScript("-o '" + png + "' -s 900,600 '" + SamplePath(GetParam()) + "'");
   ASSERT_EQ(r.status, 0) << r.output;
-  EXPECT_NE(r.output.find("the page shows the document's text"), std::string::npos) << r.output;
+  EXPECT_TRUE(Contains(r.output, "the page shows the document's text"));
   std::string image = ReadFile(png);
   ASSERT_GT(image.size(), 24u);
   EXPECT_EQ(image.substr(0, 8), "\x89PNG\r\n\x1a\n");
@@ -102,7 +105,7 @@ TEST(HtmlInChromiumCheck, WrongExpectedTextIsReported) {
   ScriptResult r = RunScript("-o '" + dir.File("shot.png") + "' -e '" + dir.File("expected.txt") +
                              "' '" + SamplePath("welcome.rtf") + "'");
   EXPECT_EQ(r.status, 1) << r.output;
-  EXPECT_NE(r.output.find("the page's visible text differs"), std::string::npos) << r.output;
+  EXPECT_TRUE(Contains(r.output, "the page's visible text differs"));
 }
 
 // Which face each run got in the browser: its rendered width against the same text in the

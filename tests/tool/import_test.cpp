@@ -6,16 +6,15 @@
 
 #include "host_oracle.h"
 #include "tool_runner.h"
+#include "support/text_checks.h"
+#include "support/utf8.h"
 
 namespace tooltest {
 namespace {
 
-// Count of code points in UTF-8 text.
-size_t Chars(const std::string& utf8) {
-  size_t n = 0;
-  for (char c : utf8) n += (static_cast<unsigned char>(c) & 0xC0) != 0x80;
-  return n;
-}
+using test_support::Contains;
+using test_support::ContainsAll;
+using test_support::Lacks;
 
 std::string Plural(size_t n, const std::string& word) {
   return std::to_string(n) + " " + word + (n == 1 ? "" : "s");
@@ -47,7 +46,7 @@ class ImportDocument : public ::testing::TestWithParam<std::string> {
  protected:
   std::string Path() const {
     const std::string& name = GetParam();
-    return name.rfind("samples/", 0) == 0 ? SamplePath(name.substr(8)) : CorpusPath(name);
+    return DocumentPath(name);
   }
 };
 
@@ -74,11 +73,11 @@ TEST_P(ImportDocument, TableHasARowPerRunAndParagraph) {
   ASSERT_FALSE(lines.empty());
   EXPECT_EQ(lines[0], Path() + ": " + Plural(view.runs.size(), "run") + ", " +
                           Plural(view.paragraphs.size(), "paragraph") + ", " +
-                          Plural(Chars(view.text), "character"));
+                          Plural(test_support::CodePointCount(view.text), "character"));
   size_t start = 0;
   for (size_t i = 0; i < view.runs.size(); ++i) {
     const simhost::Run& run = view.runs[i];
-    size_t end = start + Chars(run.text);
+    size_t end = start + test_support::CodePointCount(run.text);
     std::string style =
         std::string(run.bold ? "B" : "-") + (run.italic ? "I" : "-") + (run.underline ? "U" : "-");
     std::string font = run.font.empty() ? "(none)" : run.font;
@@ -113,9 +112,9 @@ TEST_P(ImportDocument, HtmlHasAParagraphPerHostParagraphAndAllItsText) {
   }
   EXPECT_EQ(paragraphs, view.text.empty() ? 0u : view.paragraphs.size());
   EXPECT_EQ(r.out.rfind("<!DOCTYPE html>", 0), 0u);
-  EXPECT_EQ(r.out.find("<script"), std::string::npos);
-  EXPECT_EQ(r.out.find("src="), std::string::npos);
-  EXPECT_EQ(r.out.find("<link"), std::string::npos);
+  EXPECT_TRUE(Lacks(r.out, "<script"));
+  EXPECT_TRUE(Lacks(r.out, "src="));
+  EXPECT_TRUE(Lacks(r.out, "<link"));
 }
 
 INSTANTIATE_TEST_SUITE_P(SamplesAndCorpus, ImportDocument,
@@ -126,72 +125,59 @@ INSTANTIATE_TEST_SUITE_P(SamplesAndCorpus, ImportDocument,
                                            "libreoffice__kde52609.rtf", "rtfjs__colors_source.rtf",
                                            "osxcart__p086b_table_all_alignments_with_borders.rtf",
                                            "rtfjs__pile-of-poo_source.rtf"),
-                         [](const ::testing::TestParamInfo<std::string>& info) {
-                           std::string name;
-                           for (char c : info.param)
-                             name += std::isalnum(static_cast<unsigned char>(c)) ? c : '_';
-                           return name;
-                         });
+                         [](const auto& info) { return TestNameOf(info.param); });
 
 TEST(Import, WelcomeSampleShowsItsHeadingCentredBoldAndBlue) {
   ToolResult r = RunTool({"import", "--json", SamplePath("welcome.rtf")});
   ASSERT_EQ(r.status, 0) << r.err;
-  EXPECT_NE(r.out.find("{\"text\": \"Welcome to Pendlow\", \"font\": \"Georgia\", \"size\": 20, "
-                       "\"color\": \"#1F3A93\", \"bold\": true, \"italic\": false, "
-                       "\"underline\": false}"),
-            std::string::npos)
-      << r.out;
-  EXPECT_NE(r.out.find("{\"start\": 0, \"end\": 18, \"alignment\": 2}"), std::string::npos);
+  EXPECT_TRUE(
+      ContainsAll(r.out, {"{\"text\": \"Welcome to Pendlow\", \"font\": \"Georgia\", \"size\": 20, "
+                          "\"color\": \"#1F3A93\", \"bold\": true, \"italic\": false, "
+                          "\"underline\": false}",
+                          "{\"start\": 0, \"end\": 18, \"alignment\": 2}"}));
 }
 
 TEST(Import, HtmlShowsFontsSizesColoursAndAlignments) {
   ToolResult r = RunTool({"import", "--html", SamplePath("welcome.rtf")});
   ASSERT_EQ(r.status, 0) << r.err;
-  EXPECT_NE(r.out.find("<p style=\"text-align:center\"><span style=\"font-family:'Georgia', serif;"
-                       "font-size:20pt;color:#1F3A93;font-weight:bold;\">Welcome to Pendlow"
-                       "</span></p>"),
-            std::string::npos)
-      << r.out;
-  EXPECT_NE(r.out.find("<p style=\"text-align:right\">"), std::string::npos);
-  EXPECT_NE(r.out.find("font-style:italic;"), std::string::npos);
-  EXPECT_NE(r.out.find("text-decoration:underline;"), std::string::npos);
-  EXPECT_NE(r.out.find("color:#C0392B;\">colours</span>"), std::string::npos);
-  EXPECT_NE(r.out.find("<title>welcome.rtf</title>"), std::string::npos);
+  EXPECT_TRUE(ContainsAll(
+      r.out, {"<p style=\"text-align:center\"><span style=\"font-family:'Georgia', serif;"
+              "font-size:20pt;color:#1F3A93;font-weight:bold;\">Welcome to Pendlow"
+              "</span></p>",
+              "<p style=\"text-align:right\">", "font-style:italic;", "text-decoration:underline;",
+              "color:#C0392B;\">colours</span>", "<title>welcome.rtf</title>"}));
 }
 
 TEST(Import, HtmlGivesPostScriptNamesTheirFamilyAndAGenericFace) {
-  RunOptions in;
-  in.input =
-      "{\\rtf1{\\fonttbl\\f0 ArialMT;\\f1 Helvetica-BoldOblique;\\f2 CourierNewPSMT;"
-      "\\f3 Georgia;\\f4 Unheard-Bold;}\\f0 a\\f1 b\\f2 c\\f3 d\\f4 e\\par}";
-  ToolResult r = RunTool({"import", "--html", "-"}, in);
+  ToolResult r =
+      RunWithInput({"import", "--html", "-"},
+                   "{\\rtf1{\\fonttbl\\f0 ArialMT;\\f1 Helvetica-BoldOblique;\\f2 CourierNewPSMT;"
+                   "\\f3 Georgia;\\f4 Unheard-Bold;}\\f0 a\\f1 b\\f2 c\\f3 d\\f4 e\\par}");
   ASSERT_EQ(r.status, 0) << r.err;
   for (const char* family :
        {"font-family:'ArialMT', 'Arial', sans-serif;",
         "font-family:'Helvetica-BoldOblique', 'Helvetica', sans-serif;",
         "font-family:'CourierNewPSMT', 'Courier New', monospace;", "font-family:'Georgia', serif;",
         "font-family:'Unheard-Bold', 'Unheard';"}) {
-    EXPECT_NE(r.out.find(family), std::string::npos) << family << "\n" << r.out;
+    EXPECT_TRUE(Contains(r.out, family)) << family << "\n" << r.out;
   }
 }
 
 TEST(Import, HtmlEscapesTextAndFontNames) {
-  RunOptions in;
-  in.input = "{\\rtf1{\\fonttbl\\f0 O'Brien <Sans>;}\\f0 a<b>&\"c\"\\par}";
-  ToolResult r = RunTool({"import", "--html", "-"}, in);
+  ToolResult r = RunWithInput({"import", "--html", "-"},
+                              "{\\rtf1{\\fonttbl\\f0 O'Brien <Sans>;}\\f0 a<b>&\"c\"\\par}");
   ASSERT_EQ(r.status, 0) << r.err;
-  EXPECT_NE(r.out.find(">a&lt;b&gt;&amp;&quot;c&quot;</span>"), std::string::npos) << r.out;
-  EXPECT_NE(r.out.find("font-family:'O\\27 Brien &lt;Sans&gt;';"), std::string::npos) << r.out;
-  EXPECT_EQ(r.out.find("<b>"), std::string::npos);
+  EXPECT_TRUE(Contains(r.out, ">a&lt;b&gt;&amp;&quot;c&quot;</span>"));
+  EXPECT_TRUE(Contains(r.out, "font-family:'O\\27 Brien &lt;Sans&gt;';"));
+  EXPECT_TRUE(Lacks(r.out, "<b>"));
 }
 
 TEST(Import, TableShowsControlCharactersInFontNamesInsteadOfSendingThem) {
-  RunOptions in;
-  in.input = "{\\rtf1{\\fonttbl\\f0 Bad\x1b[31mFont;}\\f0 x\\par}";
-  ToolResult r = RunTool({"import", "-"}, in);
+  ToolResult r =
+      RunWithInput({"import", "-"}, "{\\rtf1{\\fonttbl\\f0 Bad\x1b[31mFont;}\\f0 x\\par}");
   ASSERT_EQ(r.status, 0) << r.err;
   EXPECT_EQ(r.out.find('\x1b'), std::string::npos);
-  EXPECT_NE(r.out.find("Bad\\x1B[31mFont"), std::string::npos) << r.out;
+  EXPECT_TRUE(Contains(r.out, "Bad\\x1B[31mFont"));
 }
 
 TEST(Import, EmptyParagraphKeepsItsLineInHtmlAndText) {
@@ -201,7 +187,7 @@ TEST(Import, EmptyParagraphKeepsItsLineInHtmlAndText) {
   ASSERT_EQ(text.status, 0) << text.err;
   EXPECT_EQ(text.out, TextLines(ImportThroughHost(in.input)));
   ToolResult html = RunTool({"import", "--html", "-"}, in);
-  EXPECT_NE(html.out.find("<p><br></p>"), std::string::npos) << html.out;
+  EXPECT_TRUE(Contains(html.out, "<p><br></p>"));
 }
 
 TEST(Import, StandardInputGivesTheSameResultAsTheFile) {
@@ -236,14 +222,12 @@ TEST(Import, TextThatIsNotRtfGivesAnEmptyResultAndOneNote) {
 
   ToolResult html = RunTool({"import", "--html", "-"}, in);
   EXPECT_EQ(html.status, 0);
-  EXPECT_NE(html.out.find("<div class=\"styled-text\">\n</div>"), std::string::npos);
+  EXPECT_TRUE(Contains(html.out, "<div class=\"styled-text\">\n</div>"));
 }
 
 TEST(Import, ShortOrEmptyInputIsNotRtfEither) {
   for (const std::string& input : {std::string(), std::string("{\\rtf}")}) {
-    RunOptions in;
-    in.input = input;
-    ToolResult r = RunTool({"import", "-"}, in);
+    ToolResult r = RunWithInput({"import", "-"}, input);
     EXPECT_EQ(r.status, 0);
     EXPECT_EQ(r.err,
               "pendlow: note: '<stdin>' is not RTF to the member (6 bytes or shorter): the "
@@ -252,9 +236,7 @@ TEST(Import, ShortOrEmptyInputIsNotRtfEither) {
 }
 
 TEST(Import, RtfWithoutTextSaysSo) {
-  RunOptions in;
-  in.input = "{\\rtf1\\ansi{\\fonttbl\\f0 Arial;}}";
-  ToolResult r = RunTool({"import", "-"}, in);
+  ToolResult r = RunWithInput({"import", "-"}, "{\\rtf1\\ansi{\\fonttbl\\f0 Arial;}}");
   EXPECT_EQ(r.status, 0);
   EXPECT_EQ(r.err,
             "pendlow: note: the member read no text from '<stdin>': the StyledText is "
@@ -282,7 +264,7 @@ TEST(Import, OlderHostWithClassExtensionGivesTheSameRuns) {
 TEST(Import, DebugShowsTheLibrarysLog) {
   ToolResult r = RunTool({"import", "--debug", "--text", SamplePath("welcome.rtf")});
   ASSERT_EQ(r.status, 0) << r.err;
-  EXPECT_NE(r.err.find("ZVK Debug: StyledTextClear"), std::string::npos) << r.err;
+  EXPECT_TRUE(Contains(r.err, "ZVK Debug: StyledTextClear"));
   ToolResult quiet = RunTool({"import", "--text", SamplePath("welcome.rtf")});
   EXPECT_EQ(quiet.err, "");
   EXPECT_EQ(quiet.out, r.out);
@@ -313,13 +295,13 @@ TEST(Import, ColourSwatchesOnlyOnATerminalThatWantsColour) {
   terminal.environment.push_back("-NO_COLOR");
   ToolResult coloured = RunTool({"import", SamplePath("welcome.rtf")}, terminal);
   ASSERT_EQ(coloured.status, 0) << coloured.err;
-  EXPECT_NE(coloured.out.find("\033[38;2;31;58;147m"), std::string::npos);
+  EXPECT_TRUE(Contains(coloured.out, "\033[38;2;31;58;147m"));
 
   terminal.environment.push_back("NO_COLOR=1");
   ToolResult plain = RunTool({"import", SamplePath("welcome.rtf")}, terminal);
-  EXPECT_EQ(plain.out.find("\033["), std::string::npos);
+  EXPECT_TRUE(Lacks(plain.out, "\033["));
   ToolResult piped = RunTool({"import", SamplePath("welcome.rtf")});
-  EXPECT_EQ(piped.out.find("\033["), std::string::npos);
+  EXPECT_TRUE(Lacks(piped.out, "\033["));
 }
 
 }  // namespace

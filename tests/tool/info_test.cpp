@@ -6,9 +6,14 @@
 
 #include "simhost/host.h"
 #include "tool_runner.h"
+#include "support/host_options.h"
+#include "support/text_checks.h"
 
 namespace tooltest {
 namespace {
+
+using test_support::Contains;
+using test_support::ContainsAll;
 
 std::string Hex(uint32_t value) {
   char buffer[16];
@@ -17,9 +22,7 @@ std::string Hex(uint32_t value) {
 }
 
 std::vector<simhost::Registration> RegistrationsFor(std::optional<double> version) {
-  simhost::Options options;
-  options.version = version;
-  simhost::Host host(options);
+  simhost::Host host(test_support::HostOptions(version));
   std::vector<simhost::Registration> result;
   {
     simhost::Plugin plugin(host, LibraryPath());
@@ -46,21 +49,18 @@ TEST_P(InfoForVersion, ShowsEveryRecordTheHostReceived) {
   bool module = reg.kind == simhost::Registration::Kind::kModule;
   // A module record older than version 14 has no flags word.
   std::string flags = module && reg.version < 14 ? ", no flags word" : ", flags " + Hex(reg.flags);
-  EXPECT_NE(r.out.find(std::string(module ? "\nModule " : "\nClass extension of ") + reg.name +
-                       "\n  record version " + std::to_string(reg.version) + flags),
-            std::string::npos)
-      << r.out;
+  EXPECT_TRUE(Contains(r.out, std::string(module ? "\nModule " : "\nClass extension of ") +
+                                  reg.name + "\n  record version " + std::to_string(reg.version) +
+                                  flags));
   for (const simhost::MethodRecord& m : reg.methods) {
-    EXPECT_NE(r.out.find("  method    " + m.declaration + "\n            flags " + Hex(m.flags)),
-              std::string::npos)
+    EXPECT_TRUE(
+        Contains(r.out, "  method    " + m.declaration + "\n            flags " + Hex(m.flags)))
         << m.declaration << "\n"
         << r.out;
   }
   for (const simhost::PropertyRecord& p : reg.properties) {
-    EXPECT_NE(r.out.find("  property  " + p.name + " as " + p.type + "\n            flags " +
-                         Hex(p.flags)),
-              std::string::npos)
-        << r.out;
+    EXPECT_TRUE(Contains(
+        r.out, "  property  " + p.name + " as " + p.type + "\n            flags " + Hex(p.flags)));
   }
   EXPECT_EQ(r.out.find("Debugging") != std::string::npos, module);
 }
@@ -73,29 +73,25 @@ INSTANTIATE_TEST_SUITE_P(Versions, InfoForVersion,
 TEST(Info, ModuleHostSeesExtensionMethodsAndTheHiddenDebuggingProperty) {
   ToolResult r = RunTool({"info", "--host-version", "2021.03"});
   ASSERT_EQ(r.status, 0) << r.err;
-  EXPECT_NE(r.out.find("Module StyledTextPendlowExtensionZVK\n"), std::string::npos);
-  EXPECT_NE(r.out.find("RTFDataZVK(extends ref as StyledText, SkipParagraphs as boolean = false, "
-                       "assigns value as string)\n"),
-            std::string::npos);
-  EXPECT_NE(r.out.find("RTFDataZVK(extends ref as StyledText, SkipParagraphs as boolean = false) "
-                       "as string\n"),
-            std::string::npos);
-  EXPECT_NE(r.out.find("  property  Debugging as Boolean\n            flags 0x26 (RuntimeOnly | "
-                       "All | Public); getter and setter; attributes: Hidden\n"),
-            std::string::npos)
-      << r.out;
-  EXPECT_NE(r.out.find("  announced control version: 13\n"), std::string::npos);
+  EXPECT_TRUE(ContainsAll(
+      r.out, {"Module StyledTextPendlowExtensionZVK\n",
+              "RTFDataZVK(extends ref as StyledText, SkipParagraphs as boolean = false, "
+              "assigns value as string)\n",
+              "RTFDataZVK(extends ref as StyledText, SkipParagraphs as boolean = false) "
+              "as string\n",
+              "  property  Debugging as Boolean\n            flags 0x26 (RuntimeOnly | "
+              "All | Public); getter and setter; attributes: Hidden\n",
+              "  announced control version: 13\n"}));
 }
 
 TEST(Info, OldHostSeesAClassExtensionWithGetterAndSetter) {
   ToolResult r = RunTool({"info", "--host-version", "2012.01"});
   ASSERT_EQ(r.status, 0) << r.err;
-  EXPECT_NE(r.out.find("Class extension of StyledText\n"), std::string::npos);
-  EXPECT_NE(r.out.find("  method    RTFDataZVK(SkipParagraphs as boolean = false) as string\n"
-                       "            flags 0x4 (All); function and setter\n"),
-            std::string::npos)
-      << r.out;
-  EXPECT_NE(r.out.find("  announced control version: 10\n"), std::string::npos);
+  EXPECT_TRUE(
+      ContainsAll(r.out, {"Class extension of StyledText\n",
+                          "  method    RTFDataZVK(SkipParagraphs as boolean = false) as string\n"
+                          "            flags 0x4 (All); function and setter\n",
+                          "  announced control version: 10\n"}));
 }
 
 TEST(Info, DefaultHostVersionIsTheSimulatedHostsDefault) {
@@ -133,7 +129,7 @@ TEST(Info, ReleaseNamesAreTheHostsVersionNumbers) {
 TEST(Info, ShowsTheLibraryItLoaded) {
   ToolResult r = RunTool({"info", "--library", LibraryPath()});
   ASSERT_EQ(r.status, 0) << r.err;
-  EXPECT_NE(r.out.find("  library: " + LibraryPath() + "\n"), std::string::npos) << r.out;
+  EXPECT_TRUE(Contains(r.out, "  library: " + LibraryPath() + "\n"));
 }
 
 }  // namespace

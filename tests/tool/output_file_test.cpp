@@ -187,9 +187,8 @@ TEST(OutputFile, UnwritablePlaceIsAnErrorAndLeavesNothingBehind) {
 TEST(OutputFile, FailedConversionLeavesAnExistingTargetAlone) {
   TempDir dir;
   WriteFile(dir.File("out.rtf"), "previous\n");
-  RunOptions in;
-  in.input = "{\"version\": 1, \"runs\": [{\"text\": 5}]}";
-  ToolResult r = RunTool({"export", "-", "-o", dir.File("out.rtf")}, in);
+  ToolResult r = RunWithInput({"export", "-", "-o", dir.File("out.rtf")},
+                              "{\"version\": 1, \"runs\": [{\"text\": 5}]}");
   EXPECT_EQ(r.status, 2);
   EXPECT_EQ(ReadFile(dir.File("out.rtf")), "previous\n");
   EXPECT_EQ(dir.Entries(), (std::vector<std::string>{"out.rtf"}));
@@ -197,18 +196,14 @@ TEST(OutputFile, FailedConversionLeavesAnExistingTargetAlone) {
 
 TEST(OutputFile, RelativeNameLandsInTheWorkingDirectory) {
   TempDir dir;
-  RunOptions options;
-  options.workingDirectory = dir.path();
-  ToolResult r = RunTool({"import", "--json", SamplePath("welcome.rtf"), "-o", "w.json"}, options);
+  ToolResult r = RunIn(dir.path(), {"import", "--json", SamplePath("welcome.rtf"), "-o", "w.json"});
   ASSERT_EQ(r.status, 0) << r.err;
   EXPECT_EQ(dir.Entries(), (std::vector<std::string>{"w.json"}));
 }
 
 TEST(OutputFile, DashIsStandardOutput) {
   TempDir dir;
-  RunOptions options;
-  options.workingDirectory = dir.path();
-  ToolResult r = RunTool({"import", "--text", SamplePath("welcome.rtf"), "-o", "-"}, options);
+  ToolResult r = RunIn(dir.path(), {"import", "--text", SamplePath("welcome.rtf"), "-o", "-"});
   ASSERT_EQ(r.status, 0) << r.err;
   EXPECT_EQ(r.out, RunTool({"import", "--text", SamplePath("welcome.rtf")}).out);
   EXPECT_NE(r.out, "");
@@ -218,9 +213,7 @@ TEST(OutputFile, DashIsStandardOutput) {
 #if defined(_WIN32)
 TEST(OutputFile, NulDeviceIsWrittenInPlace) {
   TempDir dir;
-  RunOptions options;
-  options.workingDirectory = dir.path();
-  ToolResult r = RunTool({"import", "--text", SamplePath("welcome.rtf"), "-o", "NUL"}, options);
+  ToolResult r = RunIn(dir.path(), {"import", "--text", SamplePath("welcome.rtf"), "-o", "NUL"});
   EXPECT_EQ(r.status, 0) << r.err;
   EXPECT_EQ(r.out, "");
   EXPECT_TRUE(dir.Entries().empty());  // no temporary file left beside it, no file "NUL"

@@ -2,9 +2,13 @@
 #include <gtest/gtest.h>
 
 #include "tool_runner.h"
+#include "support/text_checks.h"
 
 namespace tooltest {
 namespace {
+
+using test_support::Contains;
+using test_support::Lacks;
 
 // An RTF document of a little over `bytes` bytes: a few long runs, so that the library's time
 // goes into reading bytes rather than into building many runs.
@@ -22,16 +26,13 @@ TEST(Progress, LargeInputOnATerminalShowsAndWipesTheLine) {
   options.stderrTerminal = true;
   ToolResult r = RunTool({"import", "--text", "-"}, options);
   ASSERT_EQ(r.status, 0) << r.err;
-  EXPECT_NE(r.err.find("\r\033[Kpendlow: importing <stdin> (5.2 MB) ... "), std::string::npos)
-      << r.err;
+  EXPECT_TRUE(Contains(r.err, "\r\033[Kpendlow: importing <stdin> (5.2 MB) ... "));
   EXPECT_EQ(r.err.substr(r.err.size() - 4), "\r\033[K");  // the line is gone at the end
   EXPECT_FALSE(r.out.empty());
 }
 
 TEST(Progress, NotShownWhenStandardErrorIsNotATerminal) {
-  RunOptions options;
-  options.input = LargeRtf(5u << 20);
-  ToolResult r = RunTool({"import", "--text", "-"}, options);
+  ToolResult r = RunWithInput({"import", "--text", "-"}, LargeRtf(5u << 20));
   ASSERT_EQ(r.status, 0) << r.err;
   EXPECT_EQ(r.err, "");
 }
@@ -43,7 +44,7 @@ TEST(Progress, NotShownForSmallInputs) {
   options.stderrTerminal = true;
   ToolResult r = RunTool({"import", "--text", "-"}, options);
   ASSERT_EQ(r.status, 0) << r.err;
-  EXPECT_EQ(r.err.find("pendlow:"), std::string::npos) << r.err;
+  EXPECT_TRUE(Lacks(r.err, "pendlow:"));
 }
 
 TEST(Progress, RoundTripOfALargeInputAlsoShowsIt) {
@@ -53,7 +54,7 @@ TEST(Progress, RoundTripOfALargeInputAlsoShowsIt) {
   options.stderrTerminal = true;
   ToolResult r = RunTool({"roundtrip", "-"}, options);
   EXPECT_EQ(r.status, 0) << r.out;
-  EXPECT_NE(r.err.find("pendlow: round trip of <stdin> ("), std::string::npos) << r.err;
+  EXPECT_TRUE(Contains(r.err, "pendlow: round trip of <stdin> ("));
 }
 
 }  // namespace

@@ -1,25 +1,22 @@
 // `pendlow roundtrip`: import, export, import again, and report what changed per character.
 #include <gtest/gtest.h>
 
+#include <ostream>
+
 #include "tool_runner.h"
 
 namespace tooltest {
 namespace {
 
-ToolResult RoundTrip(const std::string& rtf, std::vector<std::string> extra = {}) {
-  RunOptions in;
-  in.input = rtf;
-  std::vector<std::string> args = {"roundtrip"};
-  args.insert(args.end(), extra.begin(), extra.end());
-  args.push_back("-");
-  return RunTool(args, in);
+ToolResult RoundTrip(const std::string& rtf) {
+  return RunOnStandardInput("roundtrip", rtf);
 }
 
 class CleanRoundTrip : public ::testing::TestWithParam<std::string> {};
 
 TEST_P(CleanRoundTrip, ReportsNoDifferences) {
   const std::string& name = GetParam();
-  std::string path = name.rfind("samples/", 0) == 0 ? SamplePath(name.substr(8)) : CorpusPath(name);
+  std::string path = DocumentPath(name);
   ToolResult r = RunTool({"roundtrip", path});
   EXPECT_EQ(r.status, 0) << r.out << r.err;
   EXPECT_EQ(r.out.rfind(path + ": no differences after export and import (", 0), 0u) << r.out;
@@ -31,46 +28,48 @@ INSTANTIATE_TEST_SUITE_P(SamplesAndCorpus, CleanRoundTrip,
                                            "osxcart__rtfdtest_TXT.rtf", "pandoc__accent.rtf",
                                            "libreoffice__kde52609.rtf", "rtfjs__simple5.rtf",
                                            "pandoc__table_error_codes.rtf"),
-                         [](const ::testing::TestParamInfo<std::string>& info) {
-                           std::string name;
-                           for (char c : info.param) {
-                             name += std::isalnum(static_cast<unsigned char>(c)) ? c : '_';
-                           }
-                           return name;
-                         });
+                         [](const auto& info) { return TestNameOf(info.param); });
 
-TEST(RoundTrip, CountsCharactersAndRunsOnBothSides) {
-  ToolResult r = RoundTrip("{\\rtf1 ab{\\b cd}ef}");
-  EXPECT_EQ(r.status, 0) << r.err;
-  EXPECT_EQ(r.out,
-            "<stdin>: no differences after export and import (6 characters, 3 runs -> 3 runs)\n");
+// A document on standard input and the report it gets.
+struct RoundTripCase {
+  const char* name;
+  const char* rtf;
+  int status;
+  const char* report;
+};
+
+// Cases show as their names in test listings.
+void PrintTo(const RoundTripCase& c, std::ostream* os) {
+  *os << c.name;
 }
 
-TEST(RoundTrip, ColourComponentAbove255LosesItsHighByte) {
-  // Red 300 packs into the colour's high byte; the exported colour table keeps 8 bits only.
-  ToolResult r = RoundTrip("{\\rtf1\\ansi{\\colortbl;\\red300\\green0\\blue0;}\\cf1 abc}");
-  EXPECT_EQ(r.status, 1);
-  EXPECT_EQ(r.out,
-            "<stdin>: 1 difference after export and import\n"
-            "  characters 0-2 (\"abc\"): color #2C0000 (alpha 1) -> #2C0000\n");
+const RoundTripCase kRoundTripCases[] = {
+    {"CountsCharactersAndRunsOnBothSides", "{\\rtf1 ab{\\b cd}ef}", 0,
+     "<stdin>: no differences after export and import (6 characters, 3 runs -> 3 runs)\n"},
+    // Red 300 packs into the colour's high byte; the exported colour table keeps 8 bits only.
+    {"ColourComponentAbove255LosesItsHighByte",
+     "{\\rtf1\\ansi{\\colortbl;\\red300\\green0\\blue0;}\\cf1 abc}", 1,
+     "<stdin>: 1 difference after export and import\n"
+     "  characters 0-2 (\"abc\"): color #2C0000 (alpha 1) -> #2C0000\n"},
+    {"ControlCharacterInTheTextIsDroppedByTheExport", "{\\rtf1 x\\'03y}", 1,
+     "<stdin>: 1 difference after export and import\n"
+     "  text at character 1: \"\\u0003\" -> \"\"\n"},
+    // The export writes no font word for a run without a font, so the earlier font carries on.
+    {"RunWithoutFontTakesTheFontBeforeIt", "{\\rtf1{\\fonttbl\\f0 Arial;}{\\f0 one}{ two}}", 1,
+     "<stdin>: 1 difference after export and import\n"
+     "  characters 3-6 (\" two\"): font \"\" -> \"Arial\"\n"},
+};
+
+class RoundTripReport : public ::testing::TestWithParam<RoundTripCase> {};
+
+TEST_P(RoundTripReport, IsExact) {
+  ToolResult r = RoundTrip(GetParam().rtf);
+  EXPECT_EQ(r.status, GetParam().status) << r.err;
+  EXPECT_EQ(r.out, GetParam().report);
 }
 
-TEST(RoundTrip, ControlCharacterInTheTextIsDroppedByTheExport) {
-  ToolResult r = RoundTrip("{\\rtf1 x\\'03y}");
-  EXPECT_EQ(r.status, 1);
-  EXPECT_EQ(r.out,
-            "<stdin>: 1 difference after export and import\n"
-            "  text at character 1: \"\\u0003\" -> \"\"\n");
-}
-
-TEST(RoundTrip, RunWithoutFontTakesTheFontBeforeIt) {
-  // The export writes no font word for a run without a font, so the earlier font carries on.
-  ToolResult r = RoundTrip("{\\rtf1{\\fonttbl\\f0 Arial;}{\\f0 one}{ two}}");
-  EXPECT_EQ(r.status, 1);
-  EXPECT_EQ(r.out,
-            "<stdin>: 1 difference after export and import\n"
-            "  characters 3-6 (\" two\"): font \"\" -> \"Arial\"\n");
-}
+INSTANTIATE_TEST_SUITE_P(RoundTrip, RoundTripReport, ::testing::ValuesIn(kRoundTripCases),
+                         [](const auto& info) { return std::string(info.param.name); });
 
 TEST(RoundTrip, SkipParagraphsLosesEveryAlignment) {
   ToolResult r = RunTool({"roundtrip", "--skip-paragraphs", SamplePath("welcome.rtf")});

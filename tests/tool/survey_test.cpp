@@ -6,9 +6,13 @@
 
 #include "host_oracle.h"
 #include "tool_runner.h"
+#include "support/text_checks.h"
 
 namespace tooltest {
 namespace {
+
+using test_support::Contains;
+using test_support::Lacks;
 
 constexpr int kUsage = 2;
 
@@ -70,16 +74,15 @@ TEST_F(SurveyDirectory, TableHasOneSortedRowPerRtfFileAndTotals) {
   EXPECT_EQ(lines[1].rfind(dir_.File("a_textedit.RTF") + " ", 0), 0u) << r.out;
   EXPECT_EQ(lines[2].rfind(dir_.File("b_wordpad.rtf") + " ", 0), 0u) << r.out;
   EXPECT_EQ(lines[3].rfind(dir_.File("c_word.rtf") + " ", 0), 0u) << r.out;
-  EXPECT_EQ(r.out.find("notes.txt"), std::string::npos);
+  EXPECT_TRUE(Lacks(r.out, "notes.txt"));
 
   EXPECT_EQ(Row(r.out, dir_.File("a_textedit.RTF")), Counts(kTextEditDocument) + " | TextEdit");
   EXPECT_EQ(Row(r.out, dir_.File("b_wordpad.rtf")), Counts(kWordPadDocument) + " | WordPad");
   EXPECT_EQ(Row(r.out, dir_.File("c_word.rtf")), "0 0 0 | Word 2007+");
   EXPECT_EQ(Counts(kWordPadDocument), "2 2 10");
 
-  EXPECT_NE(r.out.find("\n3 files: 2 import some text, 1 import nothing, 0 could not be read\n"),
-            std::string::npos)
-      << r.out;
+  EXPECT_TRUE(
+      Contains(r.out, "\n3 files: 2 import some text, 1 import nothing, 0 could not be read\n"));
   EXPECT_TRUE(std::regex_search(r.out, std::regex(R"(\nWordPad +1 +1\n)"))) << r.out;
   EXPECT_TRUE(std::regex_search(r.out, std::regex(R"(\nTextEdit +1 +1\n)"))) << r.out;
   EXPECT_TRUE(std::regex_search(r.out, std::regex(R"(\nWord 2007\+ +1 +0\n)"))) << r.out;
@@ -94,10 +97,9 @@ TEST_F(SurveyDirectory, SubdirectoriesAreNotEnteredAndArgumentsKeepTheirOrder) {
   WriteFile(other.File("x.rtf"), kWordPadDocument);
   ToolResult r = RunTool({"survey", other.path(), dir_.path()});
   ASSERT_EQ(r.status, 0) << r.err;
-  EXPECT_NE(r.out.find("\n4 files: 3 import some text, 1 import nothing"), std::string::npos)
-      << r.out;
-  EXPECT_EQ(r.out.find("deeper.rtf"), std::string::npos) << r.out;
-  EXPECT_EQ(r.out.find("folder.rtf"), std::string::npos) << r.out;
+  EXPECT_TRUE(Contains(r.out, "\n4 files: 3 import some text, 1 import nothing"));
+  EXPECT_TRUE(Lacks(r.out, "deeper.rtf"));
+  EXPECT_TRUE(Lacks(r.out, "folder.rtf"));
   EXPECT_LT(r.out.find(other.File("x.rtf")), r.out.find(dir_.File("a_textedit.RTF")));
   std::filesystem::remove_all(dir_.File("sub"));
   std::filesystem::remove_all(dir_.File("folder.rtf"));
@@ -108,7 +110,7 @@ TEST(Survey, DirectoryWithoutDocumentsGivesANote) {
   ToolResult r = RunTool({"survey", dir.path()});
   EXPECT_EQ(r.status, 0);
   EXPECT_EQ(r.err, "pendlow: note: no .rtf files in directory '" + dir.path() + "'\n");
-  EXPECT_NE(r.out.find("\n0 files: 0 import some text"), std::string::npos) << r.out;
+  EXPECT_TRUE(Contains(r.out, "\n0 files: 0 import some text"));
 }
 
 TEST_F(SurveyDirectory, JsonListsEveryFileAndTheTotals) {
@@ -123,16 +125,13 @@ TEST_F(SurveyDirectory, JsonListsEveryFileAndTheTotals) {
       std::to_string(wordpad.runs.size()) +
       ", \"paragraphs\": " + std::to_string(wordpad.paragraphs.size()) +
       ", \"characters\": " + std::to_string(VisibleCharacters(wordpad.text)) + ", \"ms\": ";
-  EXPECT_NE(r.out.find(expected), std::string::npos) << r.out;
-  EXPECT_NE(r.out.find("\"writer\": \"Word 2007+\", \"generator\": null, \"clue\": "
-                       "\"\\\\mmathPr\", \"runs\": 0, \"paragraphs\": 0, \"characters\": 0"),
-            std::string::npos)
-      << r.out;
-  EXPECT_NE(r.out.find("\"totals\": {\"files\": 3, \"with_text\": 2, \"failed\": 0"),
-            std::string::npos)
-      << r.out;
-  EXPECT_NE(r.out.find("\"TextEdit\": {\"files\": 1, \"with_text\": 1}"), std::string::npos);
-  EXPECT_NE(r.out.find("\"other\": {\"files\": 0, \"with_text\": 0}"), std::string::npos);
+  EXPECT_TRUE(Contains(r.out, expected));
+  EXPECT_TRUE(Contains(r.out,
+                       "\"writer\": \"Word 2007+\", \"generator\": null, \"clue\": "
+                       "\"\\\\mmathPr\", \"runs\": 0, \"paragraphs\": 0, \"characters\": 0"));
+  EXPECT_TRUE(Contains(r.out, "\"totals\": {\"files\": 3, \"with_text\": 2, \"failed\": 0"));
+  EXPECT_TRUE(Contains(r.out, "\"TextEdit\": {\"files\": 1, \"with_text\": 1}"));
+  EXPECT_TRUE(Contains(r.out, "\"other\": {\"files\": 0, \"with_text\": 0}"));
   EXPECT_EQ(r.out.rfind("{\n  \"version\": 1,\n  \"files\": [\n", 0), 0u) << r.out;
 }
 
@@ -141,23 +140,18 @@ TEST(Survey, MissingFileIsARowAndTheOthersAreStillSurveyed) {
   WriteFile(dir.File("ok.rtf"), kWordPadDocument);
   ToolResult r = RunTool({"survey", dir.File("missing.rtf"), dir.File("ok.rtf")});
   EXPECT_EQ(r.status, kUsage) << r.err;
-  EXPECT_NE(r.out.find(dir.File("missing.rtf") + "  error: cannot read '" +
-                       dir.File("missing.rtf") + "': No such file or directory\n"),
-            std::string::npos)
-      << r.out;
+  EXPECT_TRUE(Contains(r.out, dir.File("missing.rtf") + "  error: cannot read '" +
+                                  dir.File("missing.rtf") + "': No such file or directory\n"));
   EXPECT_EQ(Row(r.out, dir.File("ok.rtf")), Counts(kWordPadDocument) + " | WordPad");
-  EXPECT_NE(r.out.find("\n2 files: 1 import some text, 0 import nothing, 1 could not be read\n"),
-            std::string::npos)
-      << r.out;
+  EXPECT_TRUE(
+      Contains(r.out, "\n2 files: 1 import some text, 0 import nothing, 1 could not be read\n"));
 
   ToolResult json = RunTool({"survey", "--json", dir.File("missing.rtf")});
   EXPECT_EQ(json.status, kUsage);
-  EXPECT_NE(json.out.find("{\"file\": " + JsonString(dir.File("missing.rtf")) +
-                          ", \"error\": \"cannot read '" + dir.File("missing.rtf") +
-                          "': No such file or directory\"}"),
-            std::string::npos)
-      << json.out;
-  EXPECT_NE(json.out.find("\"failed\": 1"), std::string::npos);
+  EXPECT_TRUE(Contains(json.out, "{\"file\": " + JsonString(dir.File("missing.rtf")) +
+                                     ", \"error\": \"cannot read '" + dir.File("missing.rtf") +
+                                     "': No such file or directory\"}"));
+  EXPECT_TRUE(Contains(json.out, "\"failed\": 1"));
 }
 
 TEST(Survey, RefusesToWriteTheReportOverASurveyedDocument) {
@@ -193,10 +187,8 @@ TEST(Survey, ProgressOnATerminalIsWipedAtTheEnd) {
   options.stderrTerminal = true;
   ToolResult r = RunTool({"survey", dir.path()}, options);
   ASSERT_EQ(r.status, 0) << r.err;
-  EXPECT_NE(r.err.find("\r\033[Kpendlow: surveying 1/2 " + dir.File("one.rtf")), std::string::npos)
-      << r.err;
-  EXPECT_NE(r.err.find("\r\033[Kpendlow: surveying 2/2 " + dir.File("two.rtf")), std::string::npos)
-      << r.err;
+  EXPECT_TRUE(Contains(r.err, "\r\033[Kpendlow: surveying 1/2 " + dir.File("one.rtf")));
+  EXPECT_TRUE(Contains(r.err, "\r\033[Kpendlow: surveying 2/2 " + dir.File("two.rtf")));
   EXPECT_EQ(r.err.substr(r.err.size() - 4), "\r\033[K");
 }
 

@@ -11,6 +11,7 @@
 #endif
 
 #include <algorithm>
+#include <cctype>
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
@@ -241,6 +242,36 @@ std::string SamplePath(const std::string& name) {
 }
 std::string CorpusPath(const std::string& name) {
   return std::string(PENDLOW_CORPUS_DIR) + "/" + name;
+}
+
+ToolResult RunWithInput(const std::vector<std::string>& arguments, const std::string& input) {
+  RunOptions options;
+  options.input = input;
+  return RunTool(arguments, options);
+}
+
+ToolResult RunOnStandardInput(const std::string& command, const std::string& input,
+                              const std::vector<std::string>& options) {
+  std::vector<std::string> arguments = {command};
+  arguments.insert(arguments.end(), options.begin(), options.end());
+  arguments.push_back("-");
+  return RunWithInput(arguments, input);
+}
+
+ToolResult RunIn(const std::string& directory, const std::vector<std::string>& arguments) {
+  RunOptions options;
+  options.workingDirectory = directory;
+  return RunTool(arguments, options);
+}
+
+std::string DocumentPath(const std::string& name) {
+  return name.rfind("samples/", 0) == 0 ? SamplePath(name.substr(8)) : CorpusPath(name);
+}
+
+std::string TestNameOf(const std::string& document) {
+  std::string name;
+  for (char c : document) name += std::isalnum(static_cast<unsigned char>(c)) ? c : '_';
+  return name;
 }
 
 std::vector<std::string> Lines(const std::string& text) {

@@ -22,6 +22,13 @@ struct RunOptions {
 };
 
 ToolResult RunTool(const std::vector<std::string>& arguments, const RunOptions& options = {});
+// RunTool with `input` on standard input.
+ToolResult RunWithInput(const std::vector<std::string>& arguments, const std::string& input);
+// `pendlow <command> <options> -`: the command on `input` given on standard input.
+ToolResult RunOnStandardInput(const std::string& command, const std::string& input,
+                              const std::vector<std::string>& options = {});
+// RunTool in the working directory `directory`.
+ToolResult RunIn(const std::string& directory, const std::vector<std::string>& arguments);
 
 // Whether this machine can give a child a pseudo-terminal (for the terminal-only features).
 bool TerminalsAvailable();
@@ -48,6 +55,10 @@ std::string ToolPath();
 std::string LibraryPath();
 std::string SamplePath(const std::string& name);  // samples/<name>
 std::string CorpusPath(const std::string& name);  // the real RTF corpus
+// "samples/<name>" is a sample, any other name a corpus document.
+std::string DocumentPath(const std::string& name);
+// A test name for a document: its letters and digits, every other character '_'.
+std::string TestNameOf(const std::string& document);
 
 // Lines of `text` without their line feeds.
 std::vector<std::string> Lines(const std::string& text);
