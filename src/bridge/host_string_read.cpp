@@ -40,12 +40,16 @@ const uint8_t UTF8_TRAILING_BYTES[256] = {
 const uint32_t UTF8_OFFSETS[6] = {0x00000000UL, 0x00003080UL, 0x000E2080UL,
                                   0x03C82080UL, 0xFA082080UL, 0x82082080UL};
 
-namespace {
-
-// Shared empty views: zero-filled and never written.
+namespace host_string_detail {
 const char EmptyBuffer[4] = {0, 0, 0, 0};
 const uint16_t EmptyBufferUInt16[2] = {0, 0};
 const uint32_t EmptyBufferUInt32[2] = {0, 0};
+}  // namespace host_string_detail
+
+using host_string_detail::EmptyBuffer;
+using host_string_detail::EmptyBufferUInt16;
+
+namespace {
 
 // Zero-filled heap buffer of count elements of elementSize bytes plus extra bytes; null when
 // the size does not fit or the allocation fails.
@@ -196,26 +200,7 @@ void rbText::ReleaseView(int view) {
   }
 }
 
-rbText::rbText(REALstringStruct* s)
-    : marker1(kMarker),
-      string(nullptr),
-      conversionFailed(false),
-      encoding(kREALTextEncodingASCII),
-      state(kPureASCII),
-      marker2(kMarker) {
-  views[0] = views[1] = views[2] = views[3] = views[4] = EmptyBuffer;
-  views[kUTF16] = EmptyBufferUInt16;
-  views[6] = EmptyBufferUInt32;
-  if (s == nullptr) {
-    lengths[0] = lengths[1] = lengths[2] = lengths[3] = lengths[4] = lengths[5] = lengths[6] = 0;
-    return;
-  }
-  lengths[0] = lengths[1] = lengths[2] = lengths[3] = lengths[4] = lengths[5] = lengths[6] = -1;
-
-  REALLockString(s);
-  string = s;
-  bool available = false;
-  uint32_t found = REALGetStringEncoding(s, &available);
+void rbText::Classify(uint32_t found, bool available) {
   if (!available) {
     // Without the encoding the bytes can still be checked for pure ASCII.
     encoding = 0;
@@ -224,10 +209,6 @@ rbText::rbText(REALstringStruct* s)
   }
 
   encoding = found;
-  if (found == kREALTextEncodingUTF8) {  // the common case, ahead of the switch
-    state = kUnchecked;
-    return;
-  }
   state = kNotCheckable;
   switch (encoding) {
     case kREALTextEncodingMacRoman:

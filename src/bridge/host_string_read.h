@@ -10,6 +10,13 @@
 #include "frame/host_services.h"
 
 extern const uint8_t UTF8_TRAILING_BYTES[256];
+
+namespace host_string_detail {
+// Shared empty views: zero-filled and never written.
+extern const char EmptyBuffer[4];
+extern const uint16_t EmptyBufferUInt16[2];
+extern const uint32_t EmptyBufferUInt32[2];
+}  // namespace host_string_detail
 extern const uint32_t UTF8_OFFSETS[6];
 
 // Decodes length bytes of UTF-8 into UTF-16 units, stopping at the first illegal or truncated
@@ -35,7 +42,33 @@ class rbText {
   enum View { kUTF8 = 3, kUTF16 = 5, kViews = 7 };
   enum State : uint32_t { kNotCheckable = 0, kPureASCII = 1, kUnchecked = 2, kNotASCII = 3 };
 
-  explicit rbText(REALstringStruct* s);
+  // Inline for the common string, held in UTF-8: the getter reads two or three strings for
+  // every style run. Every other case goes on out of line.
+  explicit rbText(REALstringStruct* s)
+      : marker1(kMarker),
+        string(nullptr),
+        conversionFailed(false),
+        encoding(kREALTextEncodingASCII),
+        state(kPureASCII),
+        marker2(kMarker) {
+    views[0] = views[1] = views[2] = views[3] = views[4] = host_string_detail::EmptyBuffer;
+    views[kUTF16] = host_string_detail::EmptyBufferUInt16;
+    views[6] = host_string_detail::EmptyBufferUInt32;
+    const int64_t unset = s == nullptr ? 0 : -1;
+    lengths[0] = lengths[1] = lengths[2] = lengths[3] = lengths[4] = lengths[5] = lengths[6] =
+        unset;
+    if (s == nullptr) return;
+    REALLockString(s);
+    string = s;
+    bool available = false;
+    const uint32_t found = REALGetStringEncoding(s, &available);
+    if (available && found == kREALTextEncodingUTF8) {
+      encoding = found;
+      state = kUnchecked;
+      return;
+    }
+    Classify(found, available);
+  }
   // Inline: readers are made and dropped for every run of a styled text, and most hold
   // nothing but the string.
   ~rbText() {
@@ -54,11 +87,11 @@ class rbText {
 
   // Views: computed on first use; pointers are zero-terminated.
   const char* UTF8() {
-    if (lengths[kUTF8] < 0) ConvertUTF8();
+    if (lengths[kUTF8] < 0) MakeUTF8();
     return static_cast<const char*>(views[kUTF8]);
   }
   int64_t UTF8Length() {
-    if (lengths[kUTF8] < 0) ConvertUTF8();
+    if (lengths[kUTF8] < 0) MakeUTF8();
     return lengths[kUTF8];
   }
   const uint16_t* UTF16() {
@@ -84,7 +117,21 @@ class rbText {
   // and 1. A record or buffer is valid only while its bit in held_ or owning_ is set, so a
   // reader that converts nothing never touches them.
   static int Slot(int view) { return view == kUTF8 ? 0 : 1; }
-  void ReadBytes();            // the ASCII check on the string's own bytes
+  // The constructor's uncommon encodings: anything but UTF-8, or no encoding service.
+  void Classify(uint32_t found, bool available);
+  void ReadBytes();  // the ASCII check on the string's own bytes
+  // The UTF-8 view: pure ASCII text that ends in a zero byte is its own bytes, the rest is
+  // converted out of line.
+  void MakeUTF8() {
+    CheckASCII();
+    if (state == kPureASCII && ((held_ | owning_) & 1u) == 0 &&
+        (lengths[0] == 0 || static_cast<const char*>(views[0])[lengths[0]] == 0)) {
+      views[kUTF8] = views[0];
+      lengths[kUTF8] = lengths[0];
+      return;
+    }
+    ConvertUTF8();
+  }
   void ReleaseView(int view);  // gives back the view's record and frees its buffer
   void OwnView(int view, void* buffer, int64_t length);
   void ReleaseAll();
