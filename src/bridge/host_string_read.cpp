@@ -168,21 +168,13 @@ int64_t DecodeUTF8(const uint8_t* source, int64_t length, uint16_t* out) {
 
 // rbData
 
-rbData::rbData(REALstringStruct* s) {
-  if (s == nullptr) return;
-  REALLockString(s);
-  string = s;
-  data = REALGetStringContents(s, &length);
+void rbData::FixLength() {
   if (data == nullptr && length != 0) {
     length = 0;
     DebugLog("data is NULL, so size fixed to zero.");
   }
   // A host that reports a negative byte count has nothing readable.
   if (length < 0) length = 0;
-}
-
-rbData::~rbData() {
-  if (string != nullptr) REALUnlockString(string);
 }
 
 // rbText

@@ -26,14 +26,27 @@ int64_t DecodeUTF8(const uint8_t* source, int64_t length, uint16_t* out);
 
 class rbData {
  public:
-  explicit rbData(REALstringStruct* s);
-  ~rbData();
+  // Inline: the getter reads every run's font name through one.
+  explicit rbData(REALstringStruct* s) {
+    if (s == nullptr) return;
+    REALLockString(s);
+    string = s;
+    data = REALGetStringContents(s, &length);
+    // No bytes with a count, or a negative count: nothing readable.
+    if ((data == nullptr && length != 0) || length < 0) FixLength();
+  }
+  ~rbData() {
+    if (string != nullptr) REALUnlockString(string);
+  }
   rbData(const rbData&) = delete;
   rbData& operator=(const rbData&) = delete;
 
   REALstringStruct* string = nullptr;
   const char* data = nullptr;
   int64_t length = 0;
+
+ private:
+  void FixLength();
 };
 
 class rbText {

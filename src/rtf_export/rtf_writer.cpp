@@ -50,13 +50,16 @@ class RecentFonts {
  public:
   // The index of name, looked up in fonts when it is not among the recent ones; absent names
   // are entered with index 0 (only the empty name can be absent).
-  int64_t IndexOf(const char* name, size_t size,
-                  std::unordered_map<std::string, int64_t, StringHash>& fonts) {
+  template <typename Tables>
+  int64_t IndexOf(const char* name, size_t size, Tables& t) {
     const int64_t k = Find(name, size);
     if (k >= 0) return indexes_[k];
     std::string key(name, size);
-    auto found = fonts.find(key);
-    if (found == fonts.end()) found = fonts.emplace(key, 0).first;
+    auto found = t.fontToIndex.find(key);
+    if (found == t.fontToIndex.end()) {
+      found = t.fontToIndex.emplace(key, static_cast<int64_t>(t.fonts.size())).first;
+      t.fonts.push_back(key);
+    }
     Remember(std::move(key), found->second);
     return found->second;
   }
@@ -67,8 +70,6 @@ class RecentFonts {
     indexes_[slot] = index;
     last_ = slot;
   }
-
-  bool Contains(const char* name, size_t size) { return Find(name, size) >= 0; }
 
  private:
   // Neighbouring runs mostly share their font: the slot of the last hit is tried first. A name
@@ -124,6 +125,13 @@ size_t NameLength(const char* bytes, int64_t length) {
     constexpr uint64_t kOnes = 0x0101010101010101u, kHighs = 0x8080808080808080u;
     if (((((a - kOnes) & ~a) | ((b - kOnes) & ~b)) & kHighs) == 0)
       return static_cast<size_t>(length);
+  } else if (length >= 4 && length < 8) {
+    uint32_t a, b;
+    std::memcpy(&a, bytes, 4);
+    std::memcpy(&b, bytes + length - 4, 4);
+    constexpr uint32_t kOnes = 0x01010101u, kHighs = 0x80808080u;
+    if (((((a - kOnes) & ~a) | ((b - kOnes) & ~b)) & kHighs) == 0)
+      return static_cast<size_t>(length);
   }
   return std::strlen(bytes);
 }
@@ -136,10 +144,12 @@ struct Tables {
   std::unordered_map<std::string, int64_t, StringHash> fontToIndex;
   std::vector<std::string> fonts;
   std::vector<int32_t> runColor;  // each run's colour index, as the body writes it
+  std::vector<int32_t> runFont;   // each run's font index; 0 for a run without a name
 };
 
 void BuildTables(const std::vector<XojoStyleRun>& runs, Tables& t) {
   t.runColor.reserve(runs.size());
+  t.runFont.reserve(runs.size());
   // Neighbouring runs mostly share colour and font: the last answers are kept.
   bool haveColor = false;
   uint32_t lastColor = 0;
@@ -162,14 +172,7 @@ void BuildTables(const std::vector<XojoStyleRun>& runs, Tables& t) {
     rbText reader(run.font);
     const char* bytes = reader.UTF8();
     const size_t size = NameLength(bytes, reader.UTF8Length());
-    if (size == 0 || recent.Contains(bytes, size)) continue;
-    std::string name(bytes, size);
-    auto found = t.fontToIndex.find(name);
-    if (found == t.fontToIndex.end()) {
-      found = t.fontToIndex.emplace(name, static_cast<int64_t>(t.fonts.size())).first;
-      t.fonts.push_back(name);
-    }
-    recent.Remember(std::move(name), found->second);
+    t.runFont.push_back(size == 0 ? 0 : static_cast<int32_t>(recent.IndexOf(bytes, size, t)));
   }
 }
 
@@ -469,7 +472,6 @@ void WriteRTF(const std::vector<XojoStyleRun>& runs, RTFOutput& out) {
   REALstringStruct* curFont = nullptr;  // borrowed from the records
   uint32_t curColor = 0;
   double curSize = 0.0;
-  RecentFonts recentFonts;
 
   for (size_t r = 0; r < runs.size(); ++r) {
     const XojoStyleRun& run = runs[r];
@@ -503,12 +505,12 @@ void WriteRTF(const std::vector<XojoStyleRun>& runs, RTFOutput& out) {
       bool available = false;
       const int64_t differs = REALCompareStrings(run.font, curFont, &available);
       if (available && differs != 0) {
+        // The name is read again, as the host expects; its index is the one the table pass
+        // found for this same string.
         rbText reader(run.font);
-        const char* name = reader.UTF8();
-        const int64_t index =
-            recentFonts.IndexOf(name, NameLength(name, reader.UTF8Length()), tables.fontToIndex);
+        reader.UTF8();
         to = Put(to, "\\f");
-        to += FormatDecimal(static_cast<int32_t>(index), to);
+        to += FormatDecimal(tables.runFont[r], to);
         curFont = run.font;
       }
     }
