@@ -95,6 +95,19 @@ bool IsLegalUTF8(const uint8_t* s, int length) {
 
 }  // namespace
 
+int ReadUTF8Sequence(const uint8_t* source, int64_t i, int64_t length, uint32_t* value) {
+  const int n = UTF8_TRAILING_BYTES[source[i]];
+  // The sequence's last byte must lie inside the buffer.
+  if (n > 3 || i + n >= length || !IsLegalUTF8(source + i, n + 1)) return 0;
+  uint32_t ch = 0;
+  for (int k = 0; k <= n; ++k) {
+    ch += source[i + k];
+    if (k < n) ch <<= 6;
+  }
+  *value = ch - UTF8_OFFSETS[n];
+  return n + 1;
+}
+
 int64_t DecodeUTF8(const uint8_t* source, int64_t length, uint16_t* out) {
   int64_t i = 0;
   int64_t written = 0;
@@ -137,19 +150,13 @@ int64_t DecodeUTF8(const uint8_t* source, int64_t length, uint16_t* out) {
       i += 2;
       continue;
     }
-    int n = UTF8_TRAILING_BYTES[source[i]];
-    // The sequence's last byte must lie inside the buffer.
-    if (n > 3 || i + n >= length || !IsLegalUTF8(source + i, n + 1)) {
+    uint32_t ch = 0;
+    const int bytes = ReadUTF8Sequence(source, i, length, &ch);
+    if (bytes == 0) {
       DebugLogULong("Illegal UTF-8 sequence!", static_cast<uint64_t>(i));
       break;
     }
-    uint32_t ch = 0;
-    for (int k = 0; k <= n; ++k) {
-      ch += source[i + k];
-      if (k < n) ch <<= 6;
-    }
-    ch -= UTF8_OFFSETS[n];
-    i += n + 1;
+    i += bytes;
 
     if (ch == 0xFFFE || ch == 0xFEFF) continue;
     if (ch < 0x10000) {

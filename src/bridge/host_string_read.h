@@ -24,6 +24,11 @@ extern const uint32_t UTF8_OFFSETS[6];
 // dropped. out needs room for length + 1 units; returns the units written, a 0 unit follows.
 int64_t DecodeUTF8(const uint8_t* source, int64_t length, uint16_t* out);
 
+// The sequence of UTF-8 starting with the byte at source[i] (0x80 or above) as DecodeUTF8 reads
+// it: its byte count, with its value in *value, or 0 when it is illegal or does not end before
+// length (DecodeUTF8 stops there).
+int ReadUTF8Sequence(const uint8_t* source, int64_t i, int64_t length, uint32_t* value);
+
 class rbData {
  public:
   // Inline: the getter reads every run's font name through one.
