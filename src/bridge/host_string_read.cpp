@@ -43,7 +43,6 @@ const uint32_t UTF8_OFFSETS[6] = {0x00000000UL, 0x00003080UL, 0x000E2080UL,
 namespace host_string_detail {
 const char EmptyBuffer[4] = {0, 0, 0, 0};
 const uint16_t EmptyBufferUInt16[2] = {0, 0};
-const uint32_t EmptyBufferUInt32[2] = {0, 0};
 }  // namespace host_string_detail
 
 using host_string_detail::EmptyBuffer;
@@ -307,8 +306,8 @@ void rbText::ReadBytes() {
   // The kept string stays locked, so its bytes outlive the reader. The byte views hold nothing
   // yet: every conversion checks first, so none has run while the state was unchecked.
   const void* shared = data != nullptr ? static_cast<const void*>(data) : EmptyBuffer;
-  views[0] = views[1] = views[2] = views[3] = views[4] = shared;
-  lengths[0] = lengths[1] = lengths[2] = lengths[3] = lengths[4] = length;
+  views[kBytes] = views[kUTF8] = shared;
+  lengths[kBytes] = lengths[kUTF8] = length;
 }
 
 void rbText::ConvertUTF8() {
@@ -319,8 +318,8 @@ void rbText::ConvertUTF8() {
   if (string != nullptr) {
     CheckASCII();
     if (state == kPureASCII) {
-      text = static_cast<const char*>(views[0]);
-      length = lengths[0];
+      text = static_cast<const char*>(views[kBytes]);
+      length = lengths[kBytes];
     } else if (FetchRecord(0, kREALTextEncodingUTF8)) {
       held_ |= 1u;
       if (records_[0].data != nullptr) {
@@ -357,8 +356,8 @@ void rbText::ConvertUTF16() {
 
   CheckASCII();
   if (state == kPureASCII) {
-    int64_t n = lengths[0];
-    const uint8_t* bytes = static_cast<const uint8_t*>(views[0]);
+    int64_t n = lengths[kBytes];
+    const uint8_t* bytes = static_cast<const uint8_t*>(views[kBytes]);
     if (n >= 1) {
       if (auto* units = static_cast<uint16_t*>(ZeroedBuffer(n, 2, 4))) {
         for (int64_t i = 0; i < n; ++i) units[i] = bytes[i];

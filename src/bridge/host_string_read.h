@@ -15,7 +15,6 @@ namespace host_string_detail {
 // Shared empty views: zero-filled and never written.
 extern const char EmptyBuffer[4];
 extern const uint16_t EmptyBufferUInt16[2];
-extern const uint32_t EmptyBufferUInt32[2];
 }  // namespace host_string_detail
 extern const uint32_t UTF8_OFFSETS[6];
 
@@ -57,7 +56,9 @@ class rbData {
 class rbText {
  public:
   enum : uint64_t { kMarker = 0x5A564B54 };  // "ZVKT"
-  enum View { kUTF8 = 3, kUTF16 = 5, kViews = 7 };
+  // The string's own bytes (set only for pure ASCII), the UTF-8 view and the UTF-16 view: the
+  // only views anything reads.
+  enum View { kBytes = 0, kUTF8 = 1, kUTF16 = 2, kViews = 3 };
   enum State : uint32_t { kNotCheckable = 0, kPureASCII = 1, kUnchecked = 2, kNotASCII = 3 };
 
   // Inline for the common string, held in UTF-8: the getter reads two or three strings for
@@ -69,12 +70,10 @@ class rbText {
         encoding(kREALTextEncodingASCII),
         state(kPureASCII),
         marker2(kMarker) {
-    views[0] = views[1] = views[2] = views[3] = views[4] = host_string_detail::EmptyBuffer;
+    views[kBytes] = views[kUTF8] = host_string_detail::EmptyBuffer;
     views[kUTF16] = host_string_detail::EmptyBufferUInt16;
-    views[6] = host_string_detail::EmptyBufferUInt32;
     const int64_t unset = s == nullptr ? 0 : -1;
-    lengths[0] = lengths[1] = lengths[2] = lengths[3] = lengths[4] = lengths[5] = lengths[6] =
-        unset;
+    lengths[kBytes] = lengths[kUTF8] = lengths[kUTF16] = unset;
     if (s == nullptr) return;
     REALLockString(s);
     string = s;
@@ -143,9 +142,9 @@ class rbText {
   void MakeUTF8() {
     CheckASCII();
     if (state == kPureASCII && ((held_ | owning_) & 1u) == 0 &&
-        (lengths[0] == 0 || static_cast<const char*>(views[0])[lengths[0]] == 0)) {
-      views[kUTF8] = views[0];
-      lengths[kUTF8] = lengths[0];
+        (lengths[kBytes] == 0 || static_cast<const char*>(views[kBytes])[lengths[kBytes]] == 0)) {
+      views[kUTF8] = views[kBytes];
+      lengths[kUTF8] = lengths[kBytes];
       return;
     }
     ConvertUTF8();

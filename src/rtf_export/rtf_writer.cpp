@@ -545,7 +545,8 @@ void WriteText(REALstringStruct* text, RTFOutput& out) {
   rbText reader(text);
   reader.CheckASCII();
   if (reader.state == rbText::kPureASCII) {
-    WriteASCII(static_cast<const uint8_t*>(reader.views[0]), reader.lengths[0], out);
+    WriteASCII(static_cast<const uint8_t*>(reader.views[rbText::kBytes]),
+               reader.lengths[rbText::kBytes], out);
     return;
   }
   if (reader.encoding == kREALTextEncodingUTF8 || reader.encoding == kREALTextEncodingASCII) {
