@@ -283,31 +283,13 @@ void rbText::OwnView(int view, void* buffer, int64_t length) {
   lengths[view] = length;
 }
 
-void rbText::ReadBytes() {
-  // The string's own bytes, read as rbData reads them.
-  int64_t length = 0;
-  const char* data = nullptr;
-  if (string != nullptr) {
-    REALLockString(string);
-    data = REALGetStringContents(string, &length);
-    if (data == nullptr && length != 0) {
-      length = 0;
-      DebugLog("data is NULL, so size fixed to zero.");
-    }
-    if (length < 0) length = 0;
+void rbText::FixLength(const char* data, int64_t& length) {
+  if (data == nullptr && length != 0) {
+    length = 0;
+    DebugLog("data is NULL, so size fixed to zero.");
   }
-  const bool ascii = AllASCII(reinterpret_cast<const uint8_t*>(data), length);
-  if (string != nullptr) REALUnlockString(string);
-  if (!ascii) {
-    state = kNotASCII;
-    return;
-  }
-  state = kPureASCII;
-  // The kept string stays locked, so its bytes outlive the reader. The byte views hold nothing
-  // yet: every conversion checks first, so none has run while the state was unchecked.
-  const void* shared = data != nullptr ? static_cast<const void*>(data) : EmptyBuffer;
-  views[kBytes] = views[kUTF8] = shared;
-  lengths[kBytes] = lengths[kUTF8] = length;
+  // A host that reports a negative byte count has nothing readable.
+  if (length < 0) length = 0;
 }
 
 void rbText::ConvertUTF8() {

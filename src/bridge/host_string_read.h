@@ -6,6 +6,7 @@
 #include <cstdint>
 #include <string>
 
+#include "bridge/ascii_check.h"
 #include "frame/host_api.h"
 #include "frame/host_services.h"
 
@@ -96,8 +97,34 @@ class rbText {
   rbText(const rbText&) = delete;
   rbText& operator=(const rbText&) = delete;
 
-  void CheckASCII() {
-    if (state == kUnchecked) ReadBytes();
+  // Inline with the check itself: nearly every string read makes it once.
+#if defined(__GNUC__)
+  __attribute__((always_inline))
+#endif
+  void
+  CheckASCII() {
+    if (state != kUnchecked) return;
+    // The string's own bytes, read as rbData reads them.
+    int64_t length = 0;
+    const char* data = nullptr;
+    if (string != nullptr) {
+      REALLockString(string);
+      data = REALGetStringContents(string, &length);
+      if ((data == nullptr && length != 0) || length < 0) FixLength(data, length);
+    }
+    const bool ascii = AllASCII(reinterpret_cast<const uint8_t*>(data), length);
+    if (string != nullptr) REALUnlockString(string);
+    if (!ascii) {
+      state = kNotASCII;
+      return;
+    }
+    state = kPureASCII;
+    // The kept string stays locked, so its bytes outlive the reader. The byte views hold nothing
+    // yet: every conversion checks first, so none has run while the state was unchecked.
+    const void* shared =
+        data != nullptr ? static_cast<const void*>(data) : host_string_detail::EmptyBuffer;
+    views[kBytes] = views[kUTF8] = shared;
+    lengths[kBytes] = lengths[kUTF8] = length;
   }
   void ConvertUTF8();
   void ConvertUTF16();
@@ -133,10 +160,12 @@ class rbText {
   // Only the UTF-8 and UTF-16 views ever hold a host record or a buffer of their own: slot 0
   // and 1. A record or buffer is valid only while its bit in held_ or owning_ is set, so a
   // reader that converts nothing never touches them.
-  static int Slot(int view) { return view == kUTF8 ? 0 : 1; }
+  static int Slot(int view) {
+    return view == kUTF8 ? 0 : 1;
+  }
   // The constructor's uncommon encodings: anything but UTF-8, or no encoding service.
   void Classify(uint32_t found, bool available);
-  void ReadBytes();  // the ASCII check on the string's own bytes
+  static void FixLength(const char* data, int64_t& length);  // no bytes, or a negative count
   // The UTF-8 view: pure ASCII text that ends in a zero byte is its own bytes, the rest is
   // converted out of line.
   void MakeUTF8() {
