@@ -40,12 +40,15 @@ const uint8_t UTF8_TRAILING_BYTES[256] = {
 const uint32_t UTF8_OFFSETS[6] = {0x00000000UL, 0x00003080UL, 0x000E2080UL,
                                   0x03C82080UL, 0xFA082080UL, 0x82082080UL};
 
-namespace {
-
-// Shared empty views: zero-filled and never written.
+namespace host_string_detail {
 const char EmptyBuffer[4] = {0, 0, 0, 0};
 const uint16_t EmptyBufferUInt16[2] = {0, 0};
-const uint32_t EmptyBufferUInt32[2] = {0, 0};
+}  // namespace host_string_detail
+
+using host_string_detail::EmptyBuffer;
+using host_string_detail::EmptyBufferUInt16;
+
+namespace {
 
 // Zero-filled heap buffer of count elements of elementSize bytes plus extra bytes; null when
 // the size does not fit or the allocation fails.
@@ -91,6 +94,19 @@ bool IsLegalUTF8(const uint8_t* s, int length) {
 
 }  // namespace
 
+int ReadUTF8Sequence(const uint8_t* source, int64_t i, int64_t length, uint32_t* value) {
+  const int n = UTF8_TRAILING_BYTES[source[i]];
+  // The sequence's last byte must lie inside the buffer.
+  if (n > 3 || i + n >= length || !IsLegalUTF8(source + i, n + 1)) return 0;
+  uint32_t ch = 0;
+  for (int k = 0; k <= n; ++k) {
+    ch += source[i + k];
+    if (k < n) ch <<= 6;
+  }
+  *value = ch - UTF8_OFFSETS[n];
+  return n + 1;
+}
+
 int64_t DecodeUTF8(const uint8_t* source, int64_t length, uint16_t* out) {
   int64_t i = 0;
   int64_t written = 0;
@@ -133,19 +149,13 @@ int64_t DecodeUTF8(const uint8_t* source, int64_t length, uint16_t* out) {
       i += 2;
       continue;
     }
-    int n = UTF8_TRAILING_BYTES[source[i]];
-    // The sequence's last byte must lie inside the buffer.
-    if (n > 3 || i + n >= length || !IsLegalUTF8(source + i, n + 1)) {
+    uint32_t ch = 0;
+    const int bytes = ReadUTF8Sequence(source, i, length, &ch);
+    if (bytes == 0) {
       DebugLogULong("Illegal UTF-8 sequence!", static_cast<uint64_t>(i));
       break;
     }
-    uint32_t ch = 0;
-    for (int k = 0; k <= n; ++k) {
-      ch += source[i + k];
-      if (k < n) ch <<= 6;
-    }
-    ch -= UTF8_OFFSETS[n];
-    i += n + 1;
+    i += bytes;
 
     if (ch == 0xFFFE || ch == 0xFEFF) continue;
     if (ch < 0x10000) {
@@ -164,21 +174,13 @@ int64_t DecodeUTF8(const uint8_t* source, int64_t length, uint16_t* out) {
 
 // rbData
 
-rbData::rbData(REALstringStruct* s) {
-  if (s == nullptr) return;
-  REALLockString(s);
-  string = s;
-  data = REALGetStringContents(s, &length);
+void rbData::FixLength() {
   if (data == nullptr && length != 0) {
     length = 0;
     DebugLog("data is NULL, so size fixed to zero.");
   }
   // A host that reports a negative byte count has nothing readable.
   if (length < 0) length = 0;
-}
-
-rbData::~rbData() {
-  if (string != nullptr) REALUnlockString(string);
 }
 
 // rbText
@@ -196,26 +198,7 @@ void rbText::ReleaseView(int view) {
   }
 }
 
-rbText::rbText(REALstringStruct* s)
-    : marker1(kMarker),
-      string(nullptr),
-      conversionFailed(false),
-      encoding(kREALTextEncodingASCII),
-      state(kPureASCII),
-      marker2(kMarker) {
-  views[0] = views[1] = views[2] = views[3] = views[4] = EmptyBuffer;
-  views[kUTF16] = EmptyBufferUInt16;
-  views[6] = EmptyBufferUInt32;
-  if (s == nullptr) {
-    lengths[0] = lengths[1] = lengths[2] = lengths[3] = lengths[4] = lengths[5] = lengths[6] = 0;
-    return;
-  }
-  lengths[0] = lengths[1] = lengths[2] = lengths[3] = lengths[4] = lengths[5] = lengths[6] = -1;
-
-  REALLockString(s);
-  string = s;
-  bool available = false;
-  uint32_t found = REALGetStringEncoding(s, &available);
+void rbText::Classify(uint32_t found, bool available) {
   if (!available) {
     // Without the encoding the bytes can still be checked for pure ASCII.
     encoding = 0;
@@ -224,10 +207,6 @@ rbText::rbText(REALstringStruct* s)
   }
 
   encoding = found;
-  if (found == kREALTextEncodingUTF8) {  // the common case, ahead of the switch
-    state = kUnchecked;
-    return;
-  }
   state = kNotCheckable;
   switch (encoding) {
     case kREALTextEncodingMacRoman:
@@ -304,31 +283,13 @@ void rbText::OwnView(int view, void* buffer, int64_t length) {
   lengths[view] = length;
 }
 
-void rbText::ReadBytes() {
-  // The string's own bytes, read as rbData reads them.
-  int64_t length = 0;
-  const char* data = nullptr;
-  if (string != nullptr) {
-    REALLockString(string);
-    data = REALGetStringContents(string, &length);
-    if (data == nullptr && length != 0) {
-      length = 0;
-      DebugLog("data is NULL, so size fixed to zero.");
-    }
-    if (length < 0) length = 0;
+void rbText::FixLength(const char* data, int64_t& length) {
+  if (data == nullptr && length != 0) {
+    length = 0;
+    DebugLog("data is NULL, so size fixed to zero.");
   }
-  const bool ascii = AllASCII(reinterpret_cast<const uint8_t*>(data), length);
-  if (string != nullptr) REALUnlockString(string);
-  if (!ascii) {
-    state = kNotASCII;
-    return;
-  }
-  state = kPureASCII;
-  // The kept string stays locked, so its bytes outlive the reader. The byte views hold nothing
-  // yet: every conversion checks first, so none has run while the state was unchecked.
-  const void* shared = data != nullptr ? static_cast<const void*>(data) : EmptyBuffer;
-  views[0] = views[1] = views[2] = views[3] = views[4] = shared;
-  lengths[0] = lengths[1] = lengths[2] = lengths[3] = lengths[4] = length;
+  // A host that reports a negative byte count has nothing readable.
+  if (length < 0) length = 0;
 }
 
 void rbText::ConvertUTF8() {
@@ -339,8 +300,8 @@ void rbText::ConvertUTF8() {
   if (string != nullptr) {
     CheckASCII();
     if (state == kPureASCII) {
-      text = static_cast<const char*>(views[0]);
-      length = lengths[0];
+      text = static_cast<const char*>(views[kBytes]);
+      length = lengths[kBytes];
     } else if (FetchRecord(0, kREALTextEncodingUTF8)) {
       held_ |= 1u;
       if (records_[0].data != nullptr) {
@@ -377,8 +338,8 @@ void rbText::ConvertUTF16() {
 
   CheckASCII();
   if (state == kPureASCII) {
-    int64_t n = lengths[0];
-    const uint8_t* bytes = static_cast<const uint8_t*>(views[0]);
+    int64_t n = lengths[kBytes];
+    const uint8_t* bytes = static_cast<const uint8_t*>(views[kBytes]);
     if (n >= 1) {
       if (auto* units = static_cast<uint16_t*>(ZeroedBuffer(n, 2, 4))) {
         for (int64_t i = 0; i < n; ++i) units[i] = bytes[i];

@@ -6,10 +6,17 @@
 #include <cstdint>
 #include <string>
 
+#include "bridge/ascii_check.h"
 #include "frame/host_api.h"
 #include "frame/host_services.h"
 
 extern const uint8_t UTF8_TRAILING_BYTES[256];
+
+namespace host_string_detail {
+// Shared empty views: zero-filled and never written.
+extern const char EmptyBuffer[4];
+extern const uint16_t EmptyBufferUInt16[2];
+}  // namespace host_string_detail
 extern const uint32_t UTF8_OFFSETS[6];
 
 // Decodes length bytes of UTF-8 into UTF-16 units, stopping at the first illegal or truncated
@@ -17,25 +24,69 @@ extern const uint32_t UTF8_OFFSETS[6];
 // dropped. out needs room for length + 1 units; returns the units written, a 0 unit follows.
 int64_t DecodeUTF8(const uint8_t* source, int64_t length, uint16_t* out);
 
+// The sequence of UTF-8 starting with the byte at source[i] (0x80 or above) as DecodeUTF8 reads
+// it: its byte count, with its value in *value, or 0 when it is illegal or does not end before
+// length (DecodeUTF8 stops there).
+int ReadUTF8Sequence(const uint8_t* source, int64_t i, int64_t length, uint32_t* value);
+
 class rbData {
  public:
-  explicit rbData(REALstringStruct* s);
-  ~rbData();
+  // Inline: the getter reads every run's font name through one.
+  explicit rbData(REALstringStruct* s) {
+    if (s == nullptr) return;
+    REALLockString(s);
+    string = s;
+    data = REALGetStringContents(s, &length);
+    // No bytes with a count, or a negative count: nothing readable.
+    if ((data == nullptr && length != 0) || length < 0) FixLength();
+  }
+  ~rbData() {
+    if (string != nullptr) REALUnlockString(string);
+  }
   rbData(const rbData&) = delete;
   rbData& operator=(const rbData&) = delete;
 
   REALstringStruct* string = nullptr;
   const char* data = nullptr;
   int64_t length = 0;
+
+ private:
+  void FixLength();
 };
 
 class rbText {
  public:
   enum : uint64_t { kMarker = 0x5A564B54 };  // "ZVKT"
-  enum View { kUTF8 = 3, kUTF16 = 5, kViews = 7 };
+  // The string's own bytes (set only for pure ASCII), the UTF-8 view and the UTF-16 view: the
+  // only views anything reads.
+  enum View { kBytes = 0, kUTF8 = 1, kUTF16 = 2, kViews = 3 };
   enum State : uint32_t { kNotCheckable = 0, kPureASCII = 1, kUnchecked = 2, kNotASCII = 3 };
 
-  explicit rbText(REALstringStruct* s);
+  // Inline for the common string, held in UTF-8: the getter reads two or three strings for
+  // every style run. Every other case goes on out of line.
+  explicit rbText(REALstringStruct* s)
+      : marker1(kMarker),
+        string(nullptr),
+        conversionFailed(false),
+        encoding(kREALTextEncodingASCII),
+        state(kPureASCII),
+        marker2(kMarker) {
+    views[kBytes] = views[kUTF8] = host_string_detail::EmptyBuffer;
+    views[kUTF16] = host_string_detail::EmptyBufferUInt16;
+    const int64_t unset = s == nullptr ? 0 : -1;
+    lengths[kBytes] = lengths[kUTF8] = lengths[kUTF16] = unset;
+    if (s == nullptr) return;
+    REALLockString(s);
+    string = s;
+    bool available = false;
+    const uint32_t found = REALGetStringEncoding(s, &available);
+    if (available && found == kREALTextEncodingUTF8) {
+      encoding = found;
+      state = kUnchecked;
+      return;
+    }
+    Classify(found, available);
+  }
   // Inline: readers are made and dropped for every run of a styled text, and most hold
   // nothing but the string.
   ~rbText() {
@@ -46,19 +97,45 @@ class rbText {
   rbText(const rbText&) = delete;
   rbText& operator=(const rbText&) = delete;
 
-  void CheckASCII() {
-    if (state == kUnchecked) ReadBytes();
+  // Inline with the check itself: nearly every string read makes it once.
+#if defined(__GNUC__)
+  __attribute__((always_inline))
+#endif
+  void
+  CheckASCII() {
+    if (state != kUnchecked) return;
+    // The string's own bytes, read as rbData reads them.
+    int64_t length = 0;
+    const char* data = nullptr;
+    if (string != nullptr) {
+      REALLockString(string);
+      data = REALGetStringContents(string, &length);
+      if ((data == nullptr && length != 0) || length < 0) FixLength(data, length);
+    }
+    const bool ascii = AllASCII(reinterpret_cast<const uint8_t*>(data), length);
+    if (string != nullptr) REALUnlockString(string);
+    if (!ascii) {
+      state = kNotASCII;
+      return;
+    }
+    state = kPureASCII;
+    // The kept string stays locked, so its bytes outlive the reader. The byte views hold nothing
+    // yet: every conversion checks first, so none has run while the state was unchecked.
+    const void* shared =
+        data != nullptr ? static_cast<const void*>(data) : host_string_detail::EmptyBuffer;
+    views[kBytes] = views[kUTF8] = shared;
+    lengths[kBytes] = lengths[kUTF8] = length;
   }
   void ConvertUTF8();
   void ConvertUTF16();
 
   // Views: computed on first use; pointers are zero-terminated.
   const char* UTF8() {
-    if (lengths[kUTF8] < 0) ConvertUTF8();
+    if (lengths[kUTF8] < 0) MakeUTF8();
     return static_cast<const char*>(views[kUTF8]);
   }
   int64_t UTF8Length() {
-    if (lengths[kUTF8] < 0) ConvertUTF8();
+    if (lengths[kUTF8] < 0) MakeUTF8();
     return lengths[kUTF8];
   }
   const uint16_t* UTF16() {
@@ -83,8 +160,24 @@ class rbText {
   // Only the UTF-8 and UTF-16 views ever hold a host record or a buffer of their own: slot 0
   // and 1. A record or buffer is valid only while its bit in held_ or owning_ is set, so a
   // reader that converts nothing never touches them.
-  static int Slot(int view) { return view == kUTF8 ? 0 : 1; }
-  void ReadBytes();            // the ASCII check on the string's own bytes
+  static int Slot(int view) {
+    return view == kUTF8 ? 0 : 1;
+  }
+  // The constructor's uncommon encodings: anything but UTF-8, or no encoding service.
+  void Classify(uint32_t found, bool available);
+  static void FixLength(const char* data, int64_t& length);  // no bytes, or a negative count
+  // The UTF-8 view: pure ASCII text that ends in a zero byte is its own bytes, the rest is
+  // converted out of line.
+  void MakeUTF8() {
+    CheckASCII();
+    if (state == kPureASCII && ((held_ | owning_) & 1u) == 0 &&
+        (lengths[kBytes] == 0 || static_cast<const char*>(views[kBytes])[lengths[kBytes]] == 0)) {
+      views[kUTF8] = views[kBytes];
+      lengths[kUTF8] = lengths[kBytes];
+      return;
+    }
+    ConvertUTF8();
+  }
   void ReleaseView(int view);  // gives back the view's record and frees its buffer
   void OwnView(int view, void* buffer, int64_t length);
   void ReleaseAll();

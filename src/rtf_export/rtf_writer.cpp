@@ -8,6 +8,7 @@
 #include <unordered_map>
 
 #include "bridge/host_string_read.h"
+#include "frame/debug_log.h"
 #include "frame/host_services.h"
 
 #if defined(__SSE2__)
@@ -50,13 +51,16 @@ class RecentFonts {
  public:
   // The index of name, looked up in fonts when it is not among the recent ones; absent names
   // are entered with index 0 (only the empty name can be absent).
-  int64_t IndexOf(const char* name, size_t size,
-                  std::unordered_map<std::string, int64_t, StringHash>& fonts) {
+  template <typename Tables>
+  int64_t IndexOf(const char* name, size_t size, Tables& t) {
     const int64_t k = Find(name, size);
     if (k >= 0) return indexes_[k];
     std::string key(name, size);
-    auto found = fonts.find(key);
-    if (found == fonts.end()) found = fonts.emplace(key, 0).first;
+    auto found = t.fontToIndex.find(key);
+    if (found == t.fontToIndex.end()) {
+      found = t.fontToIndex.emplace(key, static_cast<int64_t>(t.fonts.size())).first;
+      t.fonts.push_back(key);
+    }
     Remember(std::move(key), found->second);
     return found->second;
   }
@@ -67,8 +71,6 @@ class RecentFonts {
     indexes_[slot] = index;
     last_ = slot;
   }
-
-  bool Contains(const char* name, size_t size) { return Find(name, size) >= 0; }
 
  private:
   // Neighbouring runs mostly share their font: the slot of the last hit is tried first. A name
@@ -124,6 +126,13 @@ size_t NameLength(const char* bytes, int64_t length) {
     constexpr uint64_t kOnes = 0x0101010101010101u, kHighs = 0x8080808080808080u;
     if (((((a - kOnes) & ~a) | ((b - kOnes) & ~b)) & kHighs) == 0)
       return static_cast<size_t>(length);
+  } else if (length >= 4 && length < 8) {
+    uint32_t a, b;
+    std::memcpy(&a, bytes, 4);
+    std::memcpy(&b, bytes + length - 4, 4);
+    constexpr uint32_t kOnes = 0x01010101u, kHighs = 0x80808080u;
+    if (((((a - kOnes) & ~a) | ((b - kOnes) & ~b)) & kHighs) == 0)
+      return static_cast<size_t>(length);
   }
   return std::strlen(bytes);
 }
@@ -136,10 +145,12 @@ struct Tables {
   std::unordered_map<std::string, int64_t, StringHash> fontToIndex;
   std::vector<std::string> fonts;
   std::vector<int32_t> runColor;  // each run's colour index, as the body writes it
+  std::vector<int32_t> runFont;   // each run's font index; 0 for a run without a name
 };
 
 void BuildTables(const std::vector<XojoStyleRun>& runs, Tables& t) {
   t.runColor.reserve(runs.size());
+  t.runFont.reserve(runs.size());
   // Neighbouring runs mostly share colour and font: the last answers are kept.
   bool haveColor = false;
   uint32_t lastColor = 0;
@@ -162,14 +173,7 @@ void BuildTables(const std::vector<XojoStyleRun>& runs, Tables& t) {
     rbText reader(run.font);
     const char* bytes = reader.UTF8();
     const size_t size = NameLength(bytes, reader.UTF8Length());
-    if (size == 0 || recent.Contains(bytes, size)) continue;
-    std::string name(bytes, size);
-    auto found = t.fontToIndex.find(name);
-    if (found == t.fontToIndex.end()) {
-      found = t.fontToIndex.emplace(name, static_cast<int64_t>(t.fonts.size())).first;
-      t.fonts.push_back(name);
-    }
-    recent.Remember(std::move(name), found->second);
+    t.runFont.push_back(size == 0 ? 0 : static_cast<int32_t>(recent.IndexOf(bytes, size, t)));
   }
 }
 
@@ -256,6 +260,13 @@ int64_t PlainEnd(const uint8_t* bytes, int64_t i, int64_t count) {
     if (bytes[i] >= 128 || kUnits.of[bytes[i]] != kPlain) break;
   }
   return i;
+}
+
+// A literal written at to; returns the position after it.
+template <size_t N>
+char* Put(char* to, const char (&text)[N]) {
+  std::memcpy(to, text, N - 1);
+  return to + N - 1;
 }
 
 // One unit that is not plain: dropped below tab, a paragraph mark for CR or LF unless it pairs
@@ -429,6 +440,103 @@ void WriteUnits(const uint16_t* units, int64_t count, RTFOutput& out) {
   }
 }
 
+// A unit from 0x80 up as "\\u", its decimal value and a space, at to; returns the position after.
+char* PutUnicodeEscape(char* to, uint32_t u) {
+  const size_t digits = u < 1000 ? 3 : u < 10000 ? 4 : 5;
+  to[0] = '\\';
+  to[1] = 'u';
+  for (size_t k = digits; k != 0; --k) {
+    to[1 + k] = static_cast<char>('0' + u % 10);
+    u /= 10;
+  }
+  to[2 + digits] = ' ';
+  return to + 3 + digits;
+}
+
+// UTF-8 text written as the units DecodeUTF8 would give for it, without making them. The units
+// DecodeUTF8 drops (byte-order marks, U+FFFE) are left out here too, and an illegal or truncated
+// sequence ends the text in the same place with the same log line. No byte gives more than five
+// bytes of output ("\\par "), so each stretch of input is written into room reserved for that.
+void WriteUTF8(const uint8_t* bytes, int64_t count, RTFOutput& out) {
+  constexpr int64_t kStretch = 4096;
+  uint32_t prev = 0;
+  int64_t i = 0;
+  while (i < count) {
+    // A sequence that starts inside the stretch may end up to three bytes after it.
+    const int64_t end = count - i > kStretch ? i + kStretch : count;
+    char* const start = out.Reserve(static_cast<size_t>(end - i + 4) * 5);
+    char* to = start;
+    while (i < end) {
+#if defined(__SSE2__)
+      // Sixteen bytes that need no care are copied at once.
+      if (count - i >= 16) {
+        const __m128i b = _mm_loadu_si128(reinterpret_cast<const __m128i*>(bytes + i));
+        const unsigned mask = MaybeSpecial(b);
+        _mm_storeu_si128(reinterpret_cast<__m128i*>(to), b);
+        const int plain = mask == 0 ? 16 : __builtin_ctz(mask);
+        if (plain != 0) {
+          to += plain;
+          i += plain;
+          prev = bytes[i - 1];
+          continue;
+        }
+      }
+#endif
+      const uint8_t lead = bytes[i];
+      if (lead < 0x80) {
+        switch (kUnits.of[lead]) {
+          case kPlain:
+            *to++ = static_cast<char>(lead);
+            break;
+          case kCR:
+            if (prev != 10) to = Put(to, "\\par ");
+            break;
+          case kLF:
+            if (prev != 13) to = Put(to, "\\par ");
+            break;
+          case kEscape:
+            to[0] = '\\';
+            to[1] = static_cast<char>(lead);
+            to += 2;
+            break;
+          default:
+            break;  // below tab: dropped
+        }
+        prev = lead;
+        ++i;
+        continue;
+      }
+      // A legal two-byte sequence gives a unit from U+0080 to U+07FF, never one that is dropped.
+      if (lead >= 0xC2 && lead < 0xE0 && i + 1 < count && (bytes[i + 1] & 0xC0) == 0x80) {
+        prev = ((lead & 0x1Fu) << 6) | (bytes[i + 1] & 0x3Fu);
+        to = PutUnicodeEscape(to, prev);
+        i += 2;
+        continue;
+      }
+      uint32_t ch = 0;
+      const int length = ReadUTF8Sequence(bytes, i, count, &ch);
+      if (length == 0) {
+        out.Commit(static_cast<size_t>(to - start));
+        DebugLogULong("Illegal UTF-8 sequence!", static_cast<uint64_t>(i));
+        return;
+      }
+      i += length;
+      if (ch == 0xFFFE || ch == 0xFEFF) continue;
+      if (ch < 0x10000) {
+        if (ch >= 0xD800 && ch <= 0xDFFF) continue;
+        prev = ch;
+      } else if (ch <= 0x10FFFF) {
+        to = PutUnicodeEscape(to, 0xD800 + ((ch - 0x10000) >> 10));
+        prev = 0xDC00 + (ch & 0x3FF);
+      } else {
+        prev = 0xFFFD;
+      }
+      to = PutUnicodeEscape(to, prev);
+    }
+    out.Commit(static_cast<size_t>(to - start));
+  }
+}
+
 // The run's text as UTF-16 code units: control characters below tab vanish, each CR or LF is a
 // paragraph mark unless it pairs with the unit just before it, RTF specials are escaped and
 // everything from 0x80 becomes a Unicode escape. Pure ASCII text has the same units as its
@@ -437,20 +545,22 @@ void WriteText(REALstringStruct* text, RTFOutput& out) {
   rbText reader(text);
   reader.CheckASCII();
   if (reader.state == rbText::kPureASCII) {
-    WriteASCII(static_cast<const uint8_t*>(reader.views[0]), reader.lengths[0], out);
+    WriteASCII(static_cast<const uint8_t*>(reader.views[rbText::kBytes]),
+               reader.lengths[rbText::kBytes], out);
+    return;
+  }
+  if (reader.encoding == kREALTextEncodingUTF8 || reader.encoding == kREALTextEncodingASCII) {
+    // The reader would decode its UTF-8 view into units: the text is written from that view.
+    DebugLog("Try UTF8 to UTF16 conversion...");
+    const char* utf8 = reader.UTF8();
+    const int64_t count = reader.UTF8Length();
+    if (count >= 1) WriteUTF8(reinterpret_cast<const uint8_t*>(utf8), count, out);
     return;
   }
   const uint16_t* units = reader.UTF16();
   const int64_t count = reader.UTF16Length();
   if (count <= 0 || units == nullptr) return;
   WriteUnits(units, count, out);
-}
-
-// A literal written at to; returns the position after it.
-template <size_t N>
-char* Put(char* to, const char (&text)[N]) {
-  std::memcpy(to, text, N - 1);
-  return to + N - 1;
 }
 
 // The longest formatting of one run: \qc\b0\i0\ul0, then \f, \cf and \fs with up to eleven
@@ -469,7 +579,6 @@ void WriteRTF(const std::vector<XojoStyleRun>& runs, RTFOutput& out) {
   REALstringStruct* curFont = nullptr;  // borrowed from the records
   uint32_t curColor = 0;
   double curSize = 0.0;
-  RecentFonts recentFonts;
 
   for (size_t r = 0; r < runs.size(); ++r) {
     const XojoStyleRun& run = runs[r];
@@ -503,12 +612,12 @@ void WriteRTF(const std::vector<XojoStyleRun>& runs, RTFOutput& out) {
       bool available = false;
       const int64_t differs = REALCompareStrings(run.font, curFont, &available);
       if (available && differs != 0) {
+        // The name is read again, as the host expects; its index is the one the table pass
+        // found for this same string.
         rbText reader(run.font);
-        const char* name = reader.UTF8();
-        const int64_t index =
-            recentFonts.IndexOf(name, NameLength(name, reader.UTF8Length()), tables.fontToIndex);
+        reader.UTF8();
         to = Put(to, "\\f");
-        to += FormatDecimal(static_cast<int32_t>(index), to);
+        to += FormatDecimal(tables.runFont[r], to);
         curFont = run.font;
       }
     }

@@ -32,20 +32,6 @@ XojoStyleRun& XojoStyleRun::operator=(const XojoStyleRun& other) {
   return *this;
 }
 
-rbFreeLater::rbFreeLater(REALobjectStruct** object, REALstringStruct** string)
-    : object_(object), string_(string) {}
-
-rbFreeLater::~rbFreeLater() {
-  if (object_ != nullptr) {
-    if (*object_ != nullptr) REALUnlockObject(*object_);
-    *object_ = nullptr;
-  }
-  if (string_ != nullptr) {
-    if (*string_ != nullptr) REALUnlockString(*string_);
-    *string_ = nullptr;
-  }
-}
-
 namespace {
 
 // Whether count bytes hold a zero byte. Font names are short: four to sixteen bytes are looked
@@ -110,25 +96,8 @@ int64_t SnapshotRun(REALobjectStruct* run, int64_t pos, std::vector<XojoStyleRun
   REALGetPropValueInteger(run, "Size", &size);
   const int64_t length = GetStringLength(text);
 
-  // The local record only borrows font and text; the copy in the snapshot takes its own
-  // references, and this step's references go back through the guards above.
-  XojoStyleRun record;
-  struct Borrowed {
-    XojoStyleRun& record;
-    ~Borrowed() { record.font = record.text = nullptr; }
-  } borrowed{record};
-  record.bold = bold ? 1 : 0;
-  record.underline = underline ? 1 : 0;
-  record.italic = italic ? 1 : 0;
-  record.textColor = textColor;
-  record.size = size;
-  record.alignment = 0;
-  record.start = pos;
-  record.length = length;
-  record.middle = pos + length / 2;
-  record.font = font;
-  record.text = text;
-  runs.push_back(record);
+  // The record takes its own references; this step's go back through the guards above.
+  runs.emplace_back(bold, underline, italic, textColor, size, pos, length, font, text);
   return length;
 }
 

@@ -27,6 +27,22 @@ struct XojoStyleRun {
     if (font != nullptr) REALLockString(font);
     if (text != nullptr) REALLockString(text);
   }
+  // A new record for one run: takes one reference on each string, font first.
+  XojoStyleRun(bool bold_, bool underline_, bool italic_, uint32_t textColor_, int64_t size_,
+               int64_t start_, int64_t length_, REALstringStruct* font_, REALstringStruct* text_)
+      : bold(bold_ ? 1 : 0),
+        underline(underline_ ? 1 : 0),
+        italic(italic_ ? 1 : 0),
+        textColor(textColor_),
+        size(size_),
+        start(start_),
+        length(length_),
+        middle(start_ + length_ / 2),
+        font(font_),
+        text(text_) {
+    if (font != nullptr) REALLockString(font);
+    if (text != nullptr) REALLockString(text);
+  }
   XojoStyleRun& operator=(const XojoStyleRun& other);
   ~XojoStyleRun() {  // releases text, then font
     if (text != nullptr) REALUnlockString(text);
@@ -49,8 +65,19 @@ struct XojoStyleRun {
 // Releases at scope end the object and the string that the watched variables hold.
 class rbFreeLater {
  public:
-  rbFreeLater(REALobjectStruct** object, REALstringStruct** string);
-  ~rbFreeLater();
+  // Inline: the getter keeps two of these for every style run.
+  rbFreeLater(REALobjectStruct** object, REALstringStruct** string)
+      : object_(object), string_(string) {}
+  ~rbFreeLater() {
+    if (object_ != nullptr) {
+      if (*object_ != nullptr) REALUnlockObject(*object_);
+      *object_ = nullptr;
+    }
+    if (string_ != nullptr) {
+      if (*string_ != nullptr) REALUnlockString(*string_);
+      *string_ = nullptr;
+    }
+  }
   rbFreeLater(const rbFreeLater&) = delete;
   rbFreeLater& operator=(const rbFreeLater&) = delete;
 

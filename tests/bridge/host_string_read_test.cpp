@@ -183,7 +183,7 @@ TEST_F(BridgeTest, PureASCIIUsesTheHostsOwnBytes) {
     EXPECT_EQ(text.state, rbText::kPureASCII);
     int64_t length = 0;
     EXPECT_EQ(text.UTF8(), REALGetStringContents(s, &length)) << "no copy";
-    for (int v = 0; v <= 4; ++v) EXPECT_EQ(text.views[v], text.views[0]);
+    EXPECT_EQ(text.views[rbText::kUTF8], text.views[rbText::kBytes]);
     EXPECT_EQ(UnitsOf(text), (Units{'p', 'l', 'a', 'i', 'n', ' ', 't', 'e', 'x', 't'}));
   }
   EXPECT_EQ(host.Calls("PluginGetStringData"), 0u) << "nothing converted";
@@ -444,7 +444,7 @@ TEST(BridgeUnterminated, ViewsAreCopiedAndTerminated) {
       rbText plain(ascii);
       EXPECT_EQ(std::string(plain.UTF8()), "abc");
       EXPECT_NE(plain.UTF8(), unterminated::kASCII) << "a terminated copy";
-      EXPECT_EQ(plain.views[0], static_cast<const void*>(unterminated::kASCII));
+      EXPECT_EQ(plain.views[rbText::kBytes], static_cast<const void*>(unterminated::kASCII));
     });
     EXPECT_EQ(log, (std::vector<std::string>{Line("String is not zero terminated. Fixed."),
                                              Line("String is not zero terminated. Fixed."),

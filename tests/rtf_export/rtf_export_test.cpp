@@ -2,11 +2,15 @@
 // exported through the loaded library, compared byte for byte.
 #include <gtest/gtest.h>
 
+#include <cstdint>
 #include <cstring>
+#include <iterator>
 #include <memory>
+#include <random>
 #include <string>
 #include <vector>
 
+#include "bridge/host_string_read.h"
 #include "simhost/host.h"
 
 namespace {
@@ -139,6 +143,61 @@ TEST_F(RTFExport, UnicodeEscapes) {
   EXPECT_EQ(Export({Text("\xF0\x9F\x98\x80")}), kPlainHeader + "\\u55357 \\u56832 }");
   EXPECT_EQ(Export({Text("\xEF\xBF\xBF")}), kPlainHeader + "\\u65535 }");
   EXPECT_EQ(Export({Text("\xC2\x80~\x7F")}), kPlainHeader + "\\u128 ~\x7F}");
+}
+
+// Text the host holds as UTF-8 is written from its bytes; the same text handed over as the
+// UTF-16 units the reader decodes from those bytes gives the same document, for well-formed and
+// malformed text alike (decoding stops at the first bad sequence).
+TEST_F(RTFExport, UTF8TextIsWrittenAsItsDecodedUnits) {
+  Start();
+  const std::string wellFormed[] = {"a",
+                                    "Z",
+                                    " ",
+                                    "\r",
+                                    "\n",
+                                    "\\",
+                                    "{",
+                                    "}",
+                                    "\t",
+                                    std::string("\x01", 1),
+                                    std::string("\0", 1),
+                                    "\xC3\xA9",
+                                    "\xDF\xBF",
+                                    "\xE2\x82\xAC",
+                                    "\xEF\xBB\xBF",
+                                    "\xEF\xBF\xBE",
+                                    "\xEF\xBF\xBF",
+                                    "\xF0\x9F\x98\x80",
+                                    "\xF4\x8F\xBF\xBF",
+                                    "\xE0\xA0\x80",
+                                    std::string(20, 'x')};
+  const std::string malformed[] = {"\x80",         "\xC0\xAF",         "\xC3", "\xE2\x82",
+                                   "\xED\xA0\x80", "\xF5\x80\x80\x80", "\xFF", "\xF0\x9F"};
+  std::mt19937 random(7);
+  int malformedCount = 0;
+  for (int round = 0; round < 300; ++round) {
+    std::string text;
+    const int pieces = static_cast<int>(random() % 40);
+    for (int k = 0; k < pieces; ++k) {
+      if (random() % 30 == 0) {
+        text += malformed[random() % std::size(malformed)];
+        ++malformedCount;
+      } else {
+        text += wellFormed[random() % std::size(wellFormed)];
+      }
+    }
+    std::vector<uint16_t> units(text.size() + 1);
+    units.resize(static_cast<size_t>(DecodeUTF8(reinterpret_cast<const uint8_t*>(text.data()),
+                                                static_cast<int64_t>(text.size()), units.data())));
+    // The simulated host gives an empty UTF-16 text no paragraph, so such a text makes no
+    // document at all.
+    if (units.empty()) continue;
+    RunRecipe asUnits =
+        Text(std::string(reinterpret_cast<const char*>(units.data()), units.size() * 2));
+    asUnits.textEncoding = kREALTextEncodingUTF16;
+    EXPECT_EQ(Export({Text(text)}), Export({asUnits})) << "round " << round;
+  }
+  EXPECT_GT(malformedCount, 20);
 }
 
 TEST_F(RTFExport, NonASCIITextInLatin1) {
