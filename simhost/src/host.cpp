@@ -47,48 +47,6 @@ std::u32string Decode(std::string_view bytes, Encoding encoding) {
 
 }  // namespace
 
-const char* const kCounterNames[kCounterCount] = {
-    "PluginGetStringData",
-    "PluginDisposeStringData",
-    "StringGetCString",
-    "REALLockString",
-    "REALUnlockString",
-    "REALLockObject",
-    "REALUnlockObject",
-    "REALGetStringEncoding",
-    "REALSetStringEncoding",
-    "REALConvertString",
-    "REALBuildString",
-    "REALBuildStringWithEncoding",
-    "RuntimeStringCompare",
-    "PluginNewInstance",
-    "RuntimeRaiseException",
-    "REALLoadGlobalMethod",
-    "REALLoadObjectMethod",
-    "REALGetPropValueString",
-    "REALSetPropValueString",
-    "REALGetPropValueBool",
-    "REALGetPropValueColor",
-    "REALGetPropValueInteger",
-    "REALSetPropValueInteger",
-    "REALSetPropValueUInt32",
-    "REALSetPropValueBoolean",
-    "REALSetPropValueColor",
-    "REALGetPropValueInt",
-    "REALSetPropValueInt",
-    "PluginRegisterClassExtension",
-    "PluginRegisterModule",
-    "REALGetRBVersion",
-    "RegisterPluginVersion",
-    kDeclLen,
-    kDeclLenB,
-    kDeclStyleRun,
-    kDeclParagraph,
-    kDeclRemoveStyleRun,
-    kDeclAppendStyleRun,
-    kDeclParagraphAlignment,
-};
-
 Host::State* gCurrentState = nullptr;
 
 std::string ToUTF8(std::string_view bytes, Encoding encoding) {

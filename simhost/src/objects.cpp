@@ -152,7 +152,7 @@ void* StyledTextMethod(Host::State& s, const std::string& declaration) {
 }
 
 bool GetStringProperty(Host::State& s, REALobject o, const char* name, REALstring* out) {
-  if (name == nullptr || out == nullptr || !s.CheckObject(o, "REALGetPropValueString")) {
+  if (name == nullptr || out == nullptr || !s.CheckObject(o, NameOf(kREALGetPropValueString))) {
     return false;
   }
   switch (o->kind) {
@@ -191,20 +191,22 @@ bool GetStringProperty(Host::State& s, REALobject o, const char* name, REALstrin
 }
 
 bool SetStringProperty(Host::State& s, REALobject o, const char* name, REALstring value) {
-  if (name == nullptr || !s.CheckObject(o, "REALSetPropValueString")) return false;
+  if (name == nullptr || !s.CheckObject(o, NameOf(kREALSetPropValueString))) return false;
   std::string_view bytes;
   Encoding encoding;
   switch (o->kind) {
     case ObjectKind::kStyleRun: {
       RunData& r = static_cast<StyleRunObject*>(o)->run;
       if (Is(name, "Text")) {
-        if (!ReadArgument(s, value, "REALSetPropValueString", &bytes, &encoding)) return false;
+        if (!ReadArgument(s, value, NameOf(kREALSetPropValueString), &bytes, &encoding))
+          return false;
         r.text.Assign(bytes);
         r.textEncoding = encoding;
         return true;
       }
       if (HasFontProperty(s, name)) {
-        if (!ReadArgument(s, value, "REALSetPropValueString", &bytes, &encoding)) return false;
+        if (!ReadArgument(s, value, NameOf(kREALSetPropValueString), &bytes, &encoding))
+          return false;
         r.hasFont = value != nullptr;
         r.font.Assign(bytes);
         r.fontEncoding = encoding;
@@ -214,7 +216,7 @@ bool SetStringProperty(Host::State& s, REALobject o, const char* name, REALstrin
     }
     case ObjectKind::kException: {
       if (!Is(name, "Message")) return false;
-      if (!ReadArgument(s, value, "REALSetPropValueString", &bytes, &encoding)) return false;
+      if (!ReadArgument(s, value, NameOf(kREALSetPropValueString), &bytes, &encoding)) return false;
       auto e = static_cast<ExceptionObject*>(o);
       if (value == nullptr) {
         e->message.reset();
@@ -231,7 +233,7 @@ bool SetStringProperty(Host::State& s, REALobject o, const char* name, REALstrin
 }
 
 bool GetIntegerProperty(Host::State& s, REALobject o, const char* name, int64_t* out) {
-  if (name == nullptr || out == nullptr || !s.CheckObject(o, "REALGetPropValueInteger")) {
+  if (name == nullptr || out == nullptr || !s.CheckObject(o, NameOf(kREALGetPropValueInteger))) {
     return false;
   }
   switch (o->kind) {
@@ -277,7 +279,7 @@ bool GetIntegerProperty(Host::State& s, REALobject o, const char* name, int64_t*
 }
 
 bool SetIntegerProperty(Host::State& s, REALobject o, const char* name, int64_t value) {
-  if (name == nullptr || !s.CheckObject(o, "REALSetPropValueInteger")) return false;
+  if (name == nullptr || !s.CheckObject(o, NameOf(kREALSetPropValueInteger))) return false;
   if (o->kind == ObjectKind::kStyleRun && (Is(name, "Size") || Is(name, "FontSize"))) {
     static_cast<StyleRunObject*>(o)->run.size = value;
     return true;
@@ -301,7 +303,7 @@ bool* BooleanField(REALobject o, const char* name) {
 }  // namespace
 
 bool GetBooleanProperty(Host::State& s, REALobject o, const char* name, bool* out) {
-  if (name == nullptr || out == nullptr || !s.CheckObject(o, "REALGetPropValueBool")) {
+  if (name == nullptr || out == nullptr || !s.CheckObject(o, NameOf(kREALGetPropValueBool))) {
     return false;
   }
   bool* field = BooleanField(o, name);
@@ -311,7 +313,7 @@ bool GetBooleanProperty(Host::State& s, REALobject o, const char* name, bool* ou
 }
 
 bool SetBooleanProperty(Host::State& s, REALobject o, const char* name, bool value) {
-  if (name == nullptr || !s.CheckObject(o, "REALSetPropValueBoolean")) return false;
+  if (name == nullptr || !s.CheckObject(o, NameOf(kREALSetPropValueBoolean))) return false;
   bool* field = BooleanField(o, name);
   if (field == nullptr) return false;
   *field = value;
@@ -319,7 +321,7 @@ bool SetBooleanProperty(Host::State& s, REALobject o, const char* name, bool val
 }
 
 bool GetColorProperty(Host::State& s, REALobject o, const char* name, uint32_t* out) {
-  if (name == nullptr || out == nullptr || !s.CheckObject(o, "REALGetPropValueColor")) {
+  if (name == nullptr || out == nullptr || !s.CheckObject(o, NameOf(kREALGetPropValueColor))) {
     return false;
   }
   if (o->kind != ObjectKind::kStyleRun || !Is(name, "TextColor")) return false;
@@ -328,7 +330,7 @@ bool GetColorProperty(Host::State& s, REALobject o, const char* name, uint32_t* 
 }
 
 bool SetColorProperty(Host::State& s, REALobject o, const char* name, uint32_t value) {
-  if (name == nullptr || !s.CheckObject(o, "REALSetPropValueColor")) return false;
+  if (name == nullptr || !s.CheckObject(o, NameOf(kREALSetPropValueColor))) return false;
   if (o->kind != ObjectKind::kStyleRun || !Is(name, "TextColor")) return false;
   static_cast<StyleRunObject*>(o)->run.color = value;  // all 32 bits, unchanged
   return true;

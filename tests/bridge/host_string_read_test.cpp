@@ -7,6 +7,7 @@
 #include <string>
 #include <vector>
 
+#include "frame/host_contract.h"
 #include "bridge/host_string_read.h"
 #include "bridge_fixture.h"
 
@@ -518,7 +519,7 @@ TEST(BridgeWithheld, MissingBytesServiceFixesTheLengthToZero) {
 TEST(BridgeWithheld, MissingLenBGivesLengthZeroButKeepsTheBytes) {
   IN_FRESH_PROCESS({
     simhost::Options options;
-    options.withheld = {"LenB( s as string ) as integer"};
+    options.withheld = {host_contract::kLenBDeclaration};
     simhost::Host host(options);
     bridge_test::ConnectLibrary();
     REALstring s = host.NewStringUTF8("abc");

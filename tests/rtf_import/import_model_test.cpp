@@ -13,6 +13,7 @@
 #include <unordered_map>
 #include <vector>
 
+#include "frame/host_contract.h"
 #include "import_fixture.h"
 #include "support/corpus.h"
 #include "support/generated_document.h"
@@ -633,10 +634,8 @@ void Compare(ImportTest* self, simhost::Host& host, REALobject st, const std::st
   ma.resize(al.size(), 0);
   EXPECT_EQ(al, ma) << shown;
   EXPECT_EQ(host.Calls("PluginNewInstance"), m.creations) << shown;
-  EXPECT_EQ(host.Calls("AppendStyleRun(Run as StyleRun)"), m.appends) << shown;
-  EXPECT_EQ(host.Calls("ParagraphAlignment(Index As Integer, assigns _value as Integer)"),
-            m.alignCalls)
-      << shown;
+  EXPECT_EQ(host.Calls(host_contract::kAppendStyleRunDeclaration), m.appends) << shown;
+  EXPECT_EQ(host.Calls(host_contract::kParagraphAlignmentDeclaration), m.alignCalls) << shown;
 }
 
 TEST_F(ImportTest, ModelAgreesOnRandomDocuments) {
