@@ -271,6 +271,9 @@ inline Host::State* CurrentState() {
   return gCurrentState;
 }
 
+// Characters of a string's bytes; bytes of an encoding the host does not know read as
+// "unknown".
+std::u32string Decode(std::string_view bytes, Encoding encoding);
 // UTF-8 of a string's bytes; bytes of an encoding the host does not know read as "unknown".
 std::string ToUTF8(std::string_view bytes, Encoding encoding);
 // Characters of a string's bytes (the host's Len).
