@@ -195,7 +195,7 @@ RBBoolean RBCALL HostService_GetStringData(REALstring s, uint32_t encoding, REAL
 }
 
 void RBCALL HostService_DisposeStringData(REALstringData* data) {
-  TRACE("PluginDisposeStringData");
+  TRACE("%s", host_contract::kPluginDisposeStringDataName);
   if (data == nullptr) return;
   delete[] static_cast<const char*>(data->private1);
   data->private1 = nullptr;
@@ -577,7 +577,7 @@ RBBoolean RBCALL HostService_SetPropValueBoolean(REALobject obj, const char* nam
 // --- registration ---
 
 void RBCALL HostService_RegisterClassExtension(REALclassDefinition* definition) {
-  TRACE("PluginRegisterClassExtension");
+  TRACE("%s", host_contract::kPluginRegisterClassExtensionName);
   if (definition != nullptr && definition->methodCount > 0) {
     gGetter = definition->methods[0].function;
     gSetter = definition->methods[0].setterFunction;
@@ -585,7 +585,7 @@ void RBCALL HostService_RegisterClassExtension(REALclassDefinition* definition) 
 }
 
 void RBCALL HostService_RegisterModule(REALmoduleDefinition* definition) {
-  TRACE("PluginRegisterModule");
+  TRACE("%s", host_contract::kPluginRegisterModuleName);
   if (definition == nullptr) return;
   for (size_t i = 0; i < definition->methodCount; ++i) {
     const REALmethodDefinition& m = definition->methods[i];
@@ -598,7 +598,7 @@ void RBCALL HostService_RegisterModule(REALmoduleDefinition* definition) {
 }
 
 double RBCALL HostService_GetRBVersion() {
-  TRACE("REALGetRBVersion");
+  TRACE("%s", host_contract::kREALGetRBVersionName);
   return 2021.03;
 }
 
