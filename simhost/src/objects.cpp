@@ -21,8 +21,10 @@ bool IsExceptionClass(const char* name) {
 
 bool HasFontProperty(const Host::State& s, const char* name) {
   FontProperty f = s.options.fontProperty;
-  if (Is(name, "Font")) return f == FontProperty::kFont || f == FontProperty::kBoth;
-  if (Is(name, "FontName")) return f == FontProperty::kFontName || f == FontProperty::kBoth;
+  if (Is(name, host_contract::kFontProperty))
+    return f == FontProperty::kFont || f == FontProperty::kBoth;
+  if (Is(name, host_contract::kFontNameProperty))
+    return f == FontProperty::kFontName || f == FontProperty::kBoth;
   return false;
 }
 
@@ -158,7 +160,7 @@ bool GetStringProperty(Host::State& s, REALobject o, const char* name, REALstrin
   switch (o->kind) {
     case ObjectKind::kStyleRun: {
       const RunData& r = static_cast<StyleRunObject*>(o)->run;
-      if (Is(name, "Text")) {
+      if (Is(name, host_contract::kTextProperty)) {
         *out = s.NewString(r.text, r.textEncoding);
         return true;
       }
@@ -169,7 +171,7 @@ bool GetStringProperty(Host::State& s, REALobject o, const char* name, REALstrin
       return false;
     }
     case ObjectKind::kStyledText: {
-      if (!Is(name, "Text")) return false;
+      if (!Is(name, host_contract::kTextProperty)) return false;
       std::string text;
       static_cast<StyledTextObject*>(o)->runs.ForEachText(
           [&](std::string_view bytes, Encoding encoding, bool) {
@@ -179,7 +181,7 @@ bool GetStringProperty(Host::State& s, REALobject o, const char* name, REALstrin
       return true;
     }
     case ObjectKind::kException: {
-      if (!Is(name, "Message")) return false;
+      if (!Is(name, host_contract::kMessageProperty)) return false;
       const auto& message = static_cast<ExceptionObject*>(o)->message;
       *out = message ? s.NewString(*message, kREALTextEncodingUTF8) : nullptr;
       return true;
@@ -197,7 +199,7 @@ bool SetStringProperty(Host::State& s, REALobject o, const char* name, REALstrin
   switch (o->kind) {
     case ObjectKind::kStyleRun: {
       RunData& r = static_cast<StyleRunObject*>(o)->run;
-      if (Is(name, "Text")) {
+      if (Is(name, host_contract::kTextProperty)) {
         if (!ReadArgument(s, value, NameOf(kREALSetPropValueString), &bytes, &encoding))
           return false;
         r.text.Assign(bytes);
@@ -215,7 +217,7 @@ bool SetStringProperty(Host::State& s, REALobject o, const char* name, REALstrin
       return false;
     }
     case ObjectKind::kException: {
-      if (!Is(name, "Message")) return false;
+      if (!Is(name, host_contract::kMessageProperty)) return false;
       if (!ReadArgument(s, value, NameOf(kREALSetPropValueString), &bytes, &encoding)) return false;
       auto e = static_cast<ExceptionObject*>(o);
       if (value == nullptr) {
@@ -239,29 +241,29 @@ bool GetIntegerProperty(Host::State& s, REALobject o, const char* name, int64_t*
   switch (o->kind) {
     case ObjectKind::kStyledText: {
       auto st = static_cast<StyledTextObject*>(o);
-      if (Is(name, "ParagraphCount")) {
+      if (Is(name, host_contract::kParagraphCountProperty)) {
         *out = s.ParagraphCount(st);
         return true;
       }
-      if (Is(name, "StyleRunCount")) {
+      if (Is(name, host_contract::kStyleRunCountProperty)) {
         *out = static_cast<int64_t>(st->runs.size());
         return true;
       }
       return false;
     }
     case ObjectKind::kStyleRun:
-      if (Is(name, "Size") || Is(name, "FontSize")) {
+      if (Is(name, host_contract::kSizeProperty) || Is(name, "FontSize")) {
         *out = static_cast<StyleRunObject*>(o)->run.size;
         return true;
       }
       return false;
     case ObjectKind::kParagraph: {
       const Paragraph& p = static_cast<ParagraphObject*>(o)->paragraph;
-      if (Is(name, "StartPos") || Is(name, "StartPosition")) {
+      if (Is(name, host_contract::kStartPosProperty) || Is(name, "StartPosition")) {
         *out = p.start;
-      } else if (Is(name, "EndPos") || Is(name, "EndPosition")) {
+      } else if (Is(name, host_contract::kEndPosProperty) || Is(name, "EndPosition")) {
         *out = p.end;
-      } else if (Is(name, "Alignment") || Is(name, "TextAlignment")) {
+      } else if (Is(name, host_contract::kAlignmentProperty) || Is(name, "TextAlignment")) {
         *out = p.alignment;
       } else if (Is(name, "Length")) {
         *out = p.end - p.start;
@@ -271,7 +273,7 @@ bool GetIntegerProperty(Host::State& s, REALobject o, const char* name, int64_t*
       return true;
     }
     case ObjectKind::kException:
-      if (!Is(name, "ErrorNumber")) return false;
+      if (!Is(name, host_contract::kErrorNumberProperty)) return false;
       *out = static_cast<ExceptionObject*>(o)->errorNumber;
       return true;
   }
@@ -280,11 +282,12 @@ bool GetIntegerProperty(Host::State& s, REALobject o, const char* name, int64_t*
 
 bool SetIntegerProperty(Host::State& s, REALobject o, const char* name, int64_t value) {
   if (name == nullptr || !s.CheckObject(o, NameOf(kREALSetPropValueInteger))) return false;
-  if (o->kind == ObjectKind::kStyleRun && (Is(name, "Size") || Is(name, "FontSize"))) {
+  if (o->kind == ObjectKind::kStyleRun &&
+      (Is(name, host_contract::kSizeProperty) || Is(name, "FontSize"))) {
     static_cast<StyleRunObject*>(o)->run.size = value;
     return true;
   }
-  if (o->kind == ObjectKind::kException && Is(name, "ErrorNumber")) {
+  if (o->kind == ObjectKind::kException && Is(name, host_contract::kErrorNumberProperty)) {
     static_cast<ExceptionObject*>(o)->errorNumber = value;
     return true;
   }
@@ -295,9 +298,9 @@ namespace {
 bool* BooleanField(REALobject o, const char* name) {
   if (o->kind != ObjectKind::kStyleRun) return nullptr;
   RunData& r = static_cast<StyleRunObject*>(o)->run;
-  if (Is(name, "Bold")) return &r.bold;
-  if (Is(name, "Italic")) return &r.italic;
-  if (Is(name, "Underline")) return &r.underline;
+  if (Is(name, host_contract::kBoldProperty)) return &r.bold;
+  if (Is(name, host_contract::kItalicProperty)) return &r.italic;
+  if (Is(name, host_contract::kUnderlineProperty)) return &r.underline;
   return nullptr;
 }
 }  // namespace
@@ -324,14 +327,16 @@ bool GetColorProperty(Host::State& s, REALobject o, const char* name, uint32_t* 
   if (name == nullptr || out == nullptr || !s.CheckObject(o, NameOf(kREALGetPropValueColor))) {
     return false;
   }
-  if (o->kind != ObjectKind::kStyleRun || !Is(name, "TextColor")) return false;
+  if (o->kind != ObjectKind::kStyleRun || !Is(name, host_contract::kTextColorProperty))
+    return false;
   *out = static_cast<StyleRunObject*>(o)->run.color;
   return true;
 }
 
 bool SetColorProperty(Host::State& s, REALobject o, const char* name, uint32_t value) {
   if (name == nullptr || !s.CheckObject(o, NameOf(kREALSetPropValueColor))) return false;
-  if (o->kind != ObjectKind::kStyleRun || !Is(name, "TextColor")) return false;
+  if (o->kind != ObjectKind::kStyleRun || !Is(name, host_contract::kTextColorProperty))
+    return false;
   static_cast<StyleRunObject*>(o)->run.color = value;  // all 32 bits, unchanged
   return true;
 }

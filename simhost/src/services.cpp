@@ -232,7 +232,7 @@ RBBoolean RBCALL REALSetPropValueUInt32(REALobject obj, const char* name, uint32
   Host::State* s = Enter(kREALSetPropValueUInt32);
   if (s == nullptr) return 0;
   if (s->IsLiveObject(obj) && obj->kind == ObjectKind::kStyleRun && name != nullptr &&
-      NameIs(name, "TextColor")) {
+      NameIs(name, host_contract::kTextColorProperty)) {
     return SetColorProperty(*s, obj, name, value) ? 1 : 0;
   }
   return SetIntegerProperty(*s, obj, name, value) ? 1 : 0;

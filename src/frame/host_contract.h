@@ -1,5 +1,6 @@
 // The host contract as C++: for every service of host_contract.def its resolver name and C
-// shapes, for every host method its declaration and C shape, and both lists as tables. The
+// shapes, for every host method its declaration and C shape, for every property its name, and
+// the lists as tables. The
 // library's wrappers, the simulated host and the tests all take names and shapes from here.
 #pragma once
 
@@ -23,6 +24,8 @@ namespace host_contract {
   typedef Result(RBCALL* Id##Fn) Params;             \
   constexpr const char k##Id##Declaration[] = Text;
 #define HOST_OBJECT_METHOD HOST_GLOBAL_METHOD
+// k<Id>Property: a property's name.
+#define HOST_PROPERTY(Id, Text, Classes, Type) constexpr const char k##Id##Property[] = Text;
 #include "frame/host_contract.def"
 
 // How the library uses a service.
@@ -56,6 +59,17 @@ struct MethodRow {
 inline constexpr MethodRow kMethods[] = {
 #define HOST_GLOBAL_METHOD(Id, Declaration, Result, Params) {Declaration, true},
 #define HOST_OBJECT_METHOD(Id, Declaration, Result, Params) {Declaration, false},
+#include "frame/host_contract.def"
+};
+
+struct PropertyRow {
+  const char* name;
+  const char* classes;  // the classes the library uses it on
+  const char* type;
+};
+
+inline constexpr PropertyRow kProperties[] = {
+#define HOST_PROPERTY(Id, Name, Classes, Type) {Name, Classes, Type},
 #include "frame/host_contract.def"
 };
 

@@ -403,4 +403,47 @@ TEST(SimhostPlugin, DefaultLibraryPathHonoursTheEnvironment) {
   if (saved != nullptr) SetVariable("PENDLOW_LIBRARY", keep.c_str());
 }
 
+TEST(SimhostResolver, AnswersEveryPropertyOfTheContractOnItsClass) {
+  Host host;
+  REALobject st = host.NewStyledText();
+  simhost::RunRecipe recipe;
+  recipe.text = "ab\r";
+  host.AppendRun(st, recipe);
+  REALobject run = Method<IndexGetterFn>(st, kStyleRun)(st, 0);
+  REALobject paragraph = Method<IndexGetterFn>(st, kParagraph)(st, 0);
+  REALobject exception = Service<NewInstanceFn>("PluginNewInstance")("RuntimeException");
+  ASSERT_NE(run, nullptr);
+  ASSERT_NE(paragraph, nullptr);
+  ASSERT_NE(exception, nullptr);
+  for (const host_contract::PropertyRow& row : host_contract::kProperties) {
+    const std::string classes = row.classes, type = row.type;
+    REALobject o = classes.rfind("StyledText", 0) == 0  ? st
+                   : classes.rfind("StyleRun", 0) == 0  ? run
+                   : classes.rfind("Paragraph", 0) == 0 ? paragraph
+                                                        : exception;
+    bool answered = false;
+    if (type == "String") {
+      REALstring value = nullptr;
+      answered = Service<GetStringPropFn>("REALGetPropValueString")(o, row.name, &value) != 0;
+      if (value != nullptr) host.Release(value);
+    } else if (type == "Integer") {
+      RBInteger value = 0;
+      answered = Service<GetIntegerPropFn>("REALGetPropValueInteger")(o, row.name, &value) != 0;
+    } else if (type == "Boolean") {
+      RBBoolean value = 0;
+      answered = Service<GetBoolPropFn>("REALGetPropValueBool")(o, row.name, &value) != 0;
+    } else if (type == "Color") {
+      RBColor value = 0;
+      answered = Service<GetColorPropFn>("REALGetPropValueColor")(o, row.name, &value) != 0;
+    }
+    EXPECT_TRUE(answered) << row.name << " on " << row.classes;
+  }
+  EXPECT_EQ(std::size(host_contract::kProperties), 15u);
+  host.Release(exception);
+  host.Release(paragraph);
+  host.Release(run);
+  host.Release(st);
+  EXPECT_EQ(host.Misuses(), 0u) << host.LastMisuse();
+}
+
 }  // namespace
