@@ -1,7 +1,7 @@
 // The shared harness of the in-process fuzz targets. The library is linked statically and bound
 // to one strict simulated host through a resolver that forwards every service to the host; it
-// only watches "StyleRun(Index as Integer) As StyleRun" so that the StyleRun objects the getter
-// keeps can be counted and given back after each call.
+// only watches the StyledText method StyleRun so that the StyleRun objects the getter keeps can be
+// counted and given back after each call.
 #include "fuzz_host.h"
 
 #include <sanitizer/common_interface_defs.h>
@@ -12,6 +12,7 @@
 #include <cstring>
 
 #include "frame/debug_log.h"
+#include "frame/host_contract.h"
 #include "frame/host_services.h"
 #include "frame/registration.h"
 
@@ -19,7 +20,7 @@ namespace fuzzhost {
 namespace {
 
 constexpr double kDefaultVersion = 2021.03;
-constexpr const char* kStyleRunMethod = "StyleRun(Index as Integer) As StyleRun";
+constexpr const char* kStyleRunMethod = host_contract::kStyleRunDeclaration;
 
 typedef void*(RBCALL* LoadObjectMethodFn)(REALobject, const char*);
 
@@ -51,7 +52,8 @@ void* RBCALL LoadObjectMethodSpy(REALobject object, const char* declaration) {
 
 void* RBCALL SpyResolve(const char* name) {
   void* entry = simhost::Host::Resolve(name);
-  if (entry == nullptr || std::strcmp(name, "REALLoadObjectMethod") != 0) return entry;
+  if (entry == nullptr || std::strcmp(name, host_contract::kREALLoadObjectMethodName) != 0)
+    return entry;
   gLoadObjectMethod = reinterpret_cast<LoadObjectMethodFn>(entry);
   return reinterpret_cast<void*>(&LoadObjectMethodSpy);
 }

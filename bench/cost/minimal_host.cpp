@@ -6,6 +6,8 @@
 
 #include <cstring>
 
+#include "frame/host_contract.h"
+
 namespace minihost {
 namespace {
 
@@ -193,7 +195,7 @@ RBBoolean RBCALL HostService_GetStringData(REALstring s, uint32_t encoding, REAL
 }
 
 void RBCALL HostService_DisposeStringData(REALstringData* data) {
-  TRACE("PluginDisposeStringData");
+  TRACE("%s", host_contract::kPluginDisposeStringDataName);
   if (data == nullptr) return;
   delete[] static_cast<const char*>(data->private1);
   data->private1 = nullptr;
@@ -372,9 +374,9 @@ void RBCALL HostService_SetParagraphAlignment(REALobject self, RBInteger index,
 void* RBCALL HostService_LoadGlobalMethod(const char* module, const char* declaration) {
   void* r = nullptr;
   if (module == nullptr && declaration != nullptr) {
-    if (std::strcmp(declaration, "Len(s as string) as integer") == 0)
+    if (std::strcmp(declaration, host_contract::kLenDeclaration) == 0)
       r = reinterpret_cast<void*>(&HostService_Len);
-    if (std::strcmp(declaration, "LenB( s as string ) as integer") == 0)
+    if (std::strcmp(declaration, host_contract::kLenBDeclaration) == 0)
       r = reinterpret_cast<void*>(&HostService_LenB);
   }
   TRACE("REALLoadGlobalMethod %s %s -> %d", module != nullptr ? module : "(null)",
@@ -386,15 +388,15 @@ void* RBCALL HostService_LoadObjectMethod(REALobject obj, const char* declaratio
   void* r = nullptr;
   if (obj != nullptr && obj->kind == ObjectKind::kStyledText && declaration != nullptr) {
     const std::string d(declaration);
-    if (d == "StyleRun(Index as Integer) As StyleRun")
+    if (d == host_contract::kStyleRunDeclaration)
       r = reinterpret_cast<void*>(&HostService_StyleRunAt);
-    if (d == "Paragraph(Index as Integer) As Paragraph")
+    if (d == host_contract::kParagraphDeclaration)
       r = reinterpret_cast<void*>(&HostService_ParagraphAt);
-    if (d == "RemoveStyleRun(Index as Integer)")
+    if (d == host_contract::kRemoveStyleRunDeclaration)
       r = reinterpret_cast<void*>(&HostService_RemoveStyleRun);
-    if (d == "AppendStyleRun(Run as StyleRun)")
+    if (d == host_contract::kAppendStyleRunDeclaration)
       r = reinterpret_cast<void*>(&HostService_AppendStyleRun);
-    if (d == "ParagraphAlignment(Index As Integer, assigns _value as Integer)")
+    if (d == host_contract::kParagraphAlignmentDeclaration)
       r = reinterpret_cast<void*>(&HostService_SetParagraphAlignment);
   }
   TRACE("REALLoadObjectMethod o%llu %s -> %d", (unsigned long long)IdOf(obj),
@@ -575,7 +577,7 @@ RBBoolean RBCALL HostService_SetPropValueBoolean(REALobject obj, const char* nam
 // --- registration ---
 
 void RBCALL HostService_RegisterClassExtension(REALclassDefinition* definition) {
-  TRACE("PluginRegisterClassExtension");
+  TRACE("%s", host_contract::kPluginRegisterClassExtensionName);
   if (definition != nullptr && definition->methodCount > 0) {
     gGetter = definition->methods[0].function;
     gSetter = definition->methods[0].setterFunction;
@@ -583,7 +585,7 @@ void RBCALL HostService_RegisterClassExtension(REALclassDefinition* definition) 
 }
 
 void RBCALL HostService_RegisterModule(REALmoduleDefinition* definition) {
-  TRACE("PluginRegisterModule");
+  TRACE("%s", host_contract::kPluginRegisterModuleName);
   if (definition == nullptr) return;
   for (size_t i = 0; i < definition->methodCount; ++i) {
     const REALmethodDefinition& m = definition->methods[i];
@@ -596,7 +598,7 @@ void RBCALL HostService_RegisterModule(REALmoduleDefinition* definition) {
 }
 
 double RBCALL HostService_GetRBVersion() {
-  TRACE("REALGetRBVersion");
+  TRACE("%s", host_contract::kREALGetRBVersionName);
   return 2021.03;
 }
 
@@ -612,34 +614,34 @@ void* RBCALL HostService_Resolve(const char* name) {
 #define SERVICE(n, f) \
   { n, reinterpret_cast<void*>(&f) }
   static const Service kServices[] = {
-      SERVICE("PluginGetStringData", HostService_GetStringData),
-      SERVICE("PluginDisposeStringData", HostService_DisposeStringData),
-      SERVICE("StringGetCString", HostService_StringGetCString),
-      SERVICE("REALLockString", HostService_LockString),
-      SERVICE("REALUnlockString", HostService_UnlockString),
-      SERVICE("REALUnlockObject", HostService_UnlockObject),
-      SERVICE("REALGetStringEncoding", HostService_GetStringEncoding),
-      SERVICE("REALSetStringEncoding", HostService_SetStringEncoding),
-      SERVICE("REALConvertString", HostService_ConvertString),
-      SERVICE("REALBuildString", HostService_BuildString),
-      SERVICE("REALBuildStringWithEncoding", HostService_BuildStringWithEncoding),
-      SERVICE("RuntimeStringCompare", HostService_StringCompare),
-      SERVICE("PluginNewInstance", HostService_NewInstance),
-      SERVICE("RuntimeRaiseException", HostService_RaiseException),
-      SERVICE("REALLoadGlobalMethod", HostService_LoadGlobalMethod),
-      SERVICE("REALLoadObjectMethod", HostService_LoadObjectMethod),
-      SERVICE("REALGetPropValueString", HostService_GetPropValueString),
-      SERVICE("REALSetPropValueString", HostService_SetPropValueString),
-      SERVICE("REALGetPropValueBool", HostService_GetPropValueBool),
-      SERVICE("REALGetPropValueColor", HostService_GetPropValueColor),
-      SERVICE("REALGetPropValueInteger", HostService_GetPropValueInteger),
-      SERVICE("REALSetPropValueInteger", HostService_SetPropValueInteger),
-      SERVICE("REALSetPropValueUInt32", HostService_SetPropValueUInt32),
-      SERVICE("REALSetPropValueBoolean", HostService_SetPropValueBoolean),
-      SERVICE("PluginRegisterClassExtension", HostService_RegisterClassExtension),
-      SERVICE("PluginRegisterModule", HostService_RegisterModule),
-      SERVICE("REALGetRBVersion", HostService_GetRBVersion),
-      SERVICE("RegisterPluginVersion", HostService_RegisterPluginVersion),
+      SERVICE(host_contract::kPluginGetStringDataName, HostService_GetStringData),
+      SERVICE(host_contract::kPluginDisposeStringDataName, HostService_DisposeStringData),
+      SERVICE(host_contract::kStringGetCStringName, HostService_StringGetCString),
+      SERVICE(host_contract::kREALLockStringName, HostService_LockString),
+      SERVICE(host_contract::kREALUnlockStringName, HostService_UnlockString),
+      SERVICE(host_contract::kREALUnlockObjectName, HostService_UnlockObject),
+      SERVICE(host_contract::kREALGetStringEncodingName, HostService_GetStringEncoding),
+      SERVICE(host_contract::kREALSetStringEncodingName, HostService_SetStringEncoding),
+      SERVICE(host_contract::kREALConvertStringName, HostService_ConvertString),
+      SERVICE(host_contract::kREALBuildStringName, HostService_BuildString),
+      SERVICE(host_contract::kREALBuildStringWithEncodingName, HostService_BuildStringWithEncoding),
+      SERVICE(host_contract::kRuntimeStringCompareName, HostService_StringCompare),
+      SERVICE(host_contract::kPluginNewInstanceName, HostService_NewInstance),
+      SERVICE(host_contract::kRuntimeRaiseExceptionName, HostService_RaiseException),
+      SERVICE(host_contract::kREALLoadGlobalMethodName, HostService_LoadGlobalMethod),
+      SERVICE(host_contract::kREALLoadObjectMethodName, HostService_LoadObjectMethod),
+      SERVICE(host_contract::kREALGetPropValueStringName, HostService_GetPropValueString),
+      SERVICE(host_contract::kREALSetPropValueStringName, HostService_SetPropValueString),
+      SERVICE(host_contract::kREALGetPropValueBoolName, HostService_GetPropValueBool),
+      SERVICE(host_contract::kREALGetPropValueColorName, HostService_GetPropValueColor),
+      SERVICE(host_contract::kREALGetPropValueIntegerName, HostService_GetPropValueInteger),
+      SERVICE(host_contract::kREALSetPropValueIntegerName, HostService_SetPropValueInteger),
+      SERVICE(host_contract::kREALSetPropValueUInt32Name, HostService_SetPropValueUInt32),
+      SERVICE(host_contract::kREALSetPropValueBooleanName, HostService_SetPropValueBoolean),
+      SERVICE(host_contract::kPluginRegisterClassExtensionName, HostService_RegisterClassExtension),
+      SERVICE(host_contract::kPluginRegisterModuleName, HostService_RegisterModule),
+      SERVICE(host_contract::kREALGetRBVersionName, HostService_GetRBVersion),
+      SERVICE(host_contract::kRegisterPluginVersionName, HostService_RegisterPluginVersion),
   };
 #undef SERVICE
   void* r = nullptr;

@@ -12,6 +12,7 @@
 #include <utility>
 #include <vector>
 
+#include "frame/host_contract.h"
 #include "handle_pool.h"
 #include "host_bytes.h"
 #include "paragraphs.h"
@@ -19,7 +20,7 @@
 #include "simhost/host.h"
 
 // A host string: bytes plus their encoding, reference counted. The bytes are kept with a zero
-// byte after them (std::string guarantees it), so "StringGetCString" can hand them out as is.
+// byte after them (std::string guarantees it), so the C string service can hand them out as is.
 struct REALstringStruct {
   uint32_t magic;
   int32_t refs;
@@ -73,61 +74,39 @@ struct ExceptionObject : REALobjectStruct {
   int64_t errorNumber = 0;
 };
 
-// Everything the host counts calls of: its services, then the methods it hands out by
-// declaration. kCounterNames holds their names in the same order.
+// Everything the host counts calls of: the services of the host contract, then the methods it
+// hands out by declaration. kCounterNames holds their names (the resolver names and the
+// declarations) in the same order.
 enum Counter : int {
-  kPluginGetStringData,
-  kPluginDisposeStringData,
-  kStringGetCString,
-  kREALLockString,
-  kREALUnlockString,
-  kREALLockObject,
-  kREALUnlockObject,
-  kREALGetStringEncoding,
-  kREALSetStringEncoding,
-  kREALConvertString,
-  kREALBuildString,
-  kREALBuildStringWithEncoding,
-  kRuntimeStringCompare,
-  kPluginNewInstance,
-  kRuntimeRaiseException,
-  kREALLoadGlobalMethod,
-  kREALLoadObjectMethod,
-  kREALGetPropValueString,
-  kREALSetPropValueString,
-  kREALGetPropValueBool,
-  kREALGetPropValueColor,
-  kREALGetPropValueInteger,
-  kREALSetPropValueInteger,
-  kREALSetPropValueUInt32,
-  kREALSetPropValueBoolean,
-  kREALSetPropValueColor,
-  kREALGetPropValueInt,
-  kREALSetPropValueInt,
-  kPluginRegisterClassExtension,
-  kPluginRegisterModule,
-  kREALGetRBVersion,
-  kRegisterPluginVersion,
-  kMethodLen,
-  kMethodLenB,
-  kMethodStyleRun,
-  kMethodParagraph,
-  kMethodRemoveStyleRun,
-  kMethodAppendStyleRun,
-  kMethodParagraphAlignment,
+#define HOST_SERVICE(Id, Name, Declared, Read, Params, Neutral, Since) k##Id,
+#define HOST_START_SERVICE HOST_SERVICE
+#define HOST_EXTRA_SERVICE HOST_SERVICE
+#define HOST_GLOBAL_METHOD(Id, Declaration, Result, Params) kMethod##Id,
+#define HOST_OBJECT_METHOD HOST_GLOBAL_METHOD
+#include "frame/host_contract.def"
   kCounterCount
 };
-extern const char* const kCounterNames[kCounterCount];
+inline constexpr const char* kCounterNames[kCounterCount] = {
+#define HOST_SERVICE(Id, Name, Declared, Read, Params, Neutral, Since) Name,
+#define HOST_START_SERVICE HOST_SERVICE
+#define HOST_EXTRA_SERVICE HOST_SERVICE
+#define HOST_GLOBAL_METHOD(Id, Declaration, Result, Params) Declaration,
+#define HOST_OBJECT_METHOD HOST_GLOBAL_METHOD
+#include "frame/host_contract.def"
+};
+// The name a counter counts, also the label of a misuse found in that service or method.
+constexpr const char* NameOf(Counter c) {
+  return kCounterNames[c];
+}
 
 // Declarations of the host methods, exactly as the host matches them.
-constexpr const char* kDeclLen = "Len(s as string) as integer";
-constexpr const char* kDeclLenB = "LenB( s as string ) as integer";
-constexpr const char* kDeclStyleRun = "StyleRun(Index as Integer) As StyleRun";
-constexpr const char* kDeclParagraph = "Paragraph(Index as Integer) As Paragraph";
-constexpr const char* kDeclRemoveStyleRun = "RemoveStyleRun(Index as Integer)";
-constexpr const char* kDeclAppendStyleRun = "AppendStyleRun(Run as StyleRun)";
-constexpr const char* kDeclParagraphAlignment =
-    "ParagraphAlignment(Index As Integer, assigns _value as Integer)";
+constexpr const char* kDeclLen = host_contract::kLenDeclaration;
+constexpr const char* kDeclLenB = host_contract::kLenBDeclaration;
+constexpr const char* kDeclStyleRun = host_contract::kStyleRunDeclaration;
+constexpr const char* kDeclParagraph = host_contract::kParagraphDeclaration;
+constexpr const char* kDeclRemoveStyleRun = host_contract::kRemoveStyleRunDeclaration;
+constexpr const char* kDeclAppendStyleRun = host_contract::kAppendStyleRunDeclaration;
+constexpr const char* kDeclParagraphAlignment = host_contract::kParagraphAlignmentDeclaration;
 
 struct Host::State {
   Options options;
@@ -292,6 +271,9 @@ inline Host::State* CurrentState() {
   return gCurrentState;
 }
 
+// Characters of a string's bytes; bytes of an encoding the host does not know read as
+// "unknown".
+std::u32string Decode(std::string_view bytes, Encoding encoding);
 // UTF-8 of a string's bytes; bytes of an encoding the host does not know read as "unknown".
 std::string ToUTF8(std::string_view bytes, Encoding encoding);
 // Characters of a string's bytes (the host's Len).

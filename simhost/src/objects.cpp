@@ -21,8 +21,10 @@ bool IsExceptionClass(const char* name) {
 
 bool HasFontProperty(const Host::State& s, const char* name) {
   FontProperty f = s.options.fontProperty;
-  if (Is(name, "Font")) return f == FontProperty::kFont || f == FontProperty::kBoth;
-  if (Is(name, "FontName")) return f == FontProperty::kFontName || f == FontProperty::kBoth;
+  if (Is(name, host_contract::kFontProperty))
+    return f == FontProperty::kFont || f == FontProperty::kBoth;
+  if (Is(name, host_contract::kFontNameProperty))
+    return f == FontProperty::kFontName || f == FontProperty::kBoth;
   return false;
 }
 
@@ -152,13 +154,13 @@ void* StyledTextMethod(Host::State& s, const std::string& declaration) {
 }
 
 bool GetStringProperty(Host::State& s, REALobject o, const char* name, REALstring* out) {
-  if (name == nullptr || out == nullptr || !s.CheckObject(o, "REALGetPropValueString")) {
+  if (name == nullptr || out == nullptr || !s.CheckObject(o, NameOf(kREALGetPropValueString))) {
     return false;
   }
   switch (o->kind) {
     case ObjectKind::kStyleRun: {
       const RunData& r = static_cast<StyleRunObject*>(o)->run;
-      if (Is(name, "Text")) {
+      if (Is(name, host_contract::kTextProperty)) {
         *out = s.NewString(r.text, r.textEncoding);
         return true;
       }
@@ -169,7 +171,7 @@ bool GetStringProperty(Host::State& s, REALobject o, const char* name, REALstrin
       return false;
     }
     case ObjectKind::kStyledText: {
-      if (!Is(name, "Text")) return false;
+      if (!Is(name, host_contract::kTextProperty)) return false;
       std::string text;
       static_cast<StyledTextObject*>(o)->runs.ForEachText(
           [&](std::string_view bytes, Encoding encoding, bool) {
@@ -179,7 +181,7 @@ bool GetStringProperty(Host::State& s, REALobject o, const char* name, REALstrin
       return true;
     }
     case ObjectKind::kException: {
-      if (!Is(name, "Message")) return false;
+      if (!Is(name, host_contract::kMessageProperty)) return false;
       const auto& message = static_cast<ExceptionObject*>(o)->message;
       *out = message ? s.NewString(*message, kREALTextEncodingUTF8) : nullptr;
       return true;
@@ -191,20 +193,22 @@ bool GetStringProperty(Host::State& s, REALobject o, const char* name, REALstrin
 }
 
 bool SetStringProperty(Host::State& s, REALobject o, const char* name, REALstring value) {
-  if (name == nullptr || !s.CheckObject(o, "REALSetPropValueString")) return false;
+  if (name == nullptr || !s.CheckObject(o, NameOf(kREALSetPropValueString))) return false;
   std::string_view bytes;
   Encoding encoding;
   switch (o->kind) {
     case ObjectKind::kStyleRun: {
       RunData& r = static_cast<StyleRunObject*>(o)->run;
-      if (Is(name, "Text")) {
-        if (!ReadArgument(s, value, "REALSetPropValueString", &bytes, &encoding)) return false;
+      if (Is(name, host_contract::kTextProperty)) {
+        if (!ReadArgument(s, value, NameOf(kREALSetPropValueString), &bytes, &encoding))
+          return false;
         r.text.Assign(bytes);
         r.textEncoding = encoding;
         return true;
       }
       if (HasFontProperty(s, name)) {
-        if (!ReadArgument(s, value, "REALSetPropValueString", &bytes, &encoding)) return false;
+        if (!ReadArgument(s, value, NameOf(kREALSetPropValueString), &bytes, &encoding))
+          return false;
         r.hasFont = value != nullptr;
         r.font.Assign(bytes);
         r.fontEncoding = encoding;
@@ -213,8 +217,8 @@ bool SetStringProperty(Host::State& s, REALobject o, const char* name, REALstrin
       return false;
     }
     case ObjectKind::kException: {
-      if (!Is(name, "Message")) return false;
-      if (!ReadArgument(s, value, "REALSetPropValueString", &bytes, &encoding)) return false;
+      if (!Is(name, host_contract::kMessageProperty)) return false;
+      if (!ReadArgument(s, value, NameOf(kREALSetPropValueString), &bytes, &encoding)) return false;
       auto e = static_cast<ExceptionObject*>(o);
       if (value == nullptr) {
         e->message.reset();
@@ -231,35 +235,35 @@ bool SetStringProperty(Host::State& s, REALobject o, const char* name, REALstrin
 }
 
 bool GetIntegerProperty(Host::State& s, REALobject o, const char* name, int64_t* out) {
-  if (name == nullptr || out == nullptr || !s.CheckObject(o, "REALGetPropValueInteger")) {
+  if (name == nullptr || out == nullptr || !s.CheckObject(o, NameOf(kREALGetPropValueInteger))) {
     return false;
   }
   switch (o->kind) {
     case ObjectKind::kStyledText: {
       auto st = static_cast<StyledTextObject*>(o);
-      if (Is(name, "ParagraphCount")) {
+      if (Is(name, host_contract::kParagraphCountProperty)) {
         *out = s.ParagraphCount(st);
         return true;
       }
-      if (Is(name, "StyleRunCount")) {
+      if (Is(name, host_contract::kStyleRunCountProperty)) {
         *out = static_cast<int64_t>(st->runs.size());
         return true;
       }
       return false;
     }
     case ObjectKind::kStyleRun:
-      if (Is(name, "Size") || Is(name, "FontSize")) {
+      if (Is(name, host_contract::kSizeProperty) || Is(name, "FontSize")) {
         *out = static_cast<StyleRunObject*>(o)->run.size;
         return true;
       }
       return false;
     case ObjectKind::kParagraph: {
       const Paragraph& p = static_cast<ParagraphObject*>(o)->paragraph;
-      if (Is(name, "StartPos") || Is(name, "StartPosition")) {
+      if (Is(name, host_contract::kStartPosProperty) || Is(name, "StartPosition")) {
         *out = p.start;
-      } else if (Is(name, "EndPos") || Is(name, "EndPosition")) {
+      } else if (Is(name, host_contract::kEndPosProperty) || Is(name, "EndPosition")) {
         *out = p.end;
-      } else if (Is(name, "Alignment") || Is(name, "TextAlignment")) {
+      } else if (Is(name, host_contract::kAlignmentProperty) || Is(name, "TextAlignment")) {
         *out = p.alignment;
       } else if (Is(name, "Length")) {
         *out = p.end - p.start;
@@ -269,7 +273,7 @@ bool GetIntegerProperty(Host::State& s, REALobject o, const char* name, int64_t*
       return true;
     }
     case ObjectKind::kException:
-      if (!Is(name, "ErrorNumber")) return false;
+      if (!Is(name, host_contract::kErrorNumberProperty)) return false;
       *out = static_cast<ExceptionObject*>(o)->errorNumber;
       return true;
   }
@@ -277,12 +281,13 @@ bool GetIntegerProperty(Host::State& s, REALobject o, const char* name, int64_t*
 }
 
 bool SetIntegerProperty(Host::State& s, REALobject o, const char* name, int64_t value) {
-  if (name == nullptr || !s.CheckObject(o, "REALSetPropValueInteger")) return false;
-  if (o->kind == ObjectKind::kStyleRun && (Is(name, "Size") || Is(name, "FontSize"))) {
+  if (name == nullptr || !s.CheckObject(o, NameOf(kREALSetPropValueInteger))) return false;
+  if (o->kind == ObjectKind::kStyleRun &&
+      (Is(name, host_contract::kSizeProperty) || Is(name, "FontSize"))) {
     static_cast<StyleRunObject*>(o)->run.size = value;
     return true;
   }
-  if (o->kind == ObjectKind::kException && Is(name, "ErrorNumber")) {
+  if (o->kind == ObjectKind::kException && Is(name, host_contract::kErrorNumberProperty)) {
     static_cast<ExceptionObject*>(o)->errorNumber = value;
     return true;
   }
@@ -293,15 +298,15 @@ namespace {
 bool* BooleanField(REALobject o, const char* name) {
   if (o->kind != ObjectKind::kStyleRun) return nullptr;
   RunData& r = static_cast<StyleRunObject*>(o)->run;
-  if (Is(name, "Bold")) return &r.bold;
-  if (Is(name, "Italic")) return &r.italic;
-  if (Is(name, "Underline")) return &r.underline;
+  if (Is(name, host_contract::kBoldProperty)) return &r.bold;
+  if (Is(name, host_contract::kItalicProperty)) return &r.italic;
+  if (Is(name, host_contract::kUnderlineProperty)) return &r.underline;
   return nullptr;
 }
 }  // namespace
 
 bool GetBooleanProperty(Host::State& s, REALobject o, const char* name, bool* out) {
-  if (name == nullptr || out == nullptr || !s.CheckObject(o, "REALGetPropValueBool")) {
+  if (name == nullptr || out == nullptr || !s.CheckObject(o, NameOf(kREALGetPropValueBool))) {
     return false;
   }
   bool* field = BooleanField(o, name);
@@ -311,7 +316,7 @@ bool GetBooleanProperty(Host::State& s, REALobject o, const char* name, bool* ou
 }
 
 bool SetBooleanProperty(Host::State& s, REALobject o, const char* name, bool value) {
-  if (name == nullptr || !s.CheckObject(o, "REALSetPropValueBoolean")) return false;
+  if (name == nullptr || !s.CheckObject(o, NameOf(kREALSetPropValueBoolean))) return false;
   bool* field = BooleanField(o, name);
   if (field == nullptr) return false;
   *field = value;
@@ -319,17 +324,19 @@ bool SetBooleanProperty(Host::State& s, REALobject o, const char* name, bool val
 }
 
 bool GetColorProperty(Host::State& s, REALobject o, const char* name, uint32_t* out) {
-  if (name == nullptr || out == nullptr || !s.CheckObject(o, "REALGetPropValueColor")) {
+  if (name == nullptr || out == nullptr || !s.CheckObject(o, NameOf(kREALGetPropValueColor))) {
     return false;
   }
-  if (o->kind != ObjectKind::kStyleRun || !Is(name, "TextColor")) return false;
+  if (o->kind != ObjectKind::kStyleRun || !Is(name, host_contract::kTextColorProperty))
+    return false;
   *out = static_cast<StyleRunObject*>(o)->run.color;
   return true;
 }
 
 bool SetColorProperty(Host::State& s, REALobject o, const char* name, uint32_t value) {
-  if (name == nullptr || !s.CheckObject(o, "REALSetPropValueColor")) return false;
-  if (o->kind != ObjectKind::kStyleRun || !Is(name, "TextColor")) return false;
+  if (name == nullptr || !s.CheckObject(o, NameOf(kREALSetPropValueColor))) return false;
+  if (o->kind != ObjectKind::kStyleRun || !Is(name, host_contract::kTextColorProperty))
+    return false;
   static_cast<StyleRunObject*>(o)->run.color = value;  // all 32 bits, unchanged
   return true;
 }

@@ -23,7 +23,8 @@ Host::State* Enter(Counter c) {
 
 RBBoolean RBCALL PluginGetStringData(REALstring str, uint32_t encoding, REALstringData* out) {
   Host::State* s = Enter(kPluginGetStringData);
-  if (s == nullptr || out == nullptr || !s->CheckString(str, "PluginGetStringData")) return 0;
+  if (s == nullptr || out == nullptr || !s->CheckString(str, NameOf(kPluginGetStringData)))
+    return 0;
   std::string& converted = s->converted;
   if (!s->Convert(str->bytes, str->encoding, encoding, &converted)) return 0;
   // A private zero-terminated copy (four zero bytes, so UTF-16 and UTF-32 data end in a zero
@@ -47,7 +48,7 @@ void RBCALL PluginDisposeStringData(REALstringData* data) {
   if (s == nullptr || data == nullptr) return;
   auto it = s->stringData.find(data->private1);
   if (data->private1 == nullptr || it == s->stringData.end()) {
-    s->Misuse("PluginDisposeStringData", data, "record not filled or already disposed:");
+    s->Misuse(NameOf(kPluginDisposeStringData), data, "record not filled or already disposed:");
     return;
   }
   delete[] static_cast<const char*>(*it);
@@ -58,21 +59,21 @@ void RBCALL PluginDisposeStringData(REALstringData* data) {
 
 void* RBCALL StringGetCString(REALstring str) {
   Host::State* s = Enter(kStringGetCString);
-  if (s == nullptr || !s->CheckString(str, "StringGetCString")) return nullptr;
+  if (s == nullptr || !s->CheckString(str, NameOf(kStringGetCString))) return nullptr;
   return str->bytes.data();
 }
 
 void RBCALL REALLockString(REALstring str) {
-  if (Host::State* s = Enter(kREALLockString)) s->LockString(str, "REALLockString");
+  if (Host::State* s = Enter(kREALLockString)) s->LockString(str, NameOf(kREALLockString));
 }
 
 void RBCALL REALUnlockString(REALstring str) {
-  if (Host::State* s = Enter(kREALUnlockString)) s->ReleaseString(str, "REALUnlockString");
+  if (Host::State* s = Enter(kREALUnlockString)) s->ReleaseString(str, NameOf(kREALUnlockString));
 }
 
 uint32_t RBCALL REALGetStringEncoding(REALstring str) {
   Host::State* s = Enter(kREALGetStringEncoding);
-  if (s == nullptr || !s->CheckString(str, "REALGetStringEncoding")) {
+  if (s == nullptr || !s->CheckString(str, NameOf(kREALGetStringEncoding))) {
     return kREALTextEncodingUnknown;
   }
   return str->encoding;
@@ -80,12 +81,12 @@ uint32_t RBCALL REALGetStringEncoding(REALstring str) {
 
 void RBCALL REALSetStringEncoding(REALstring str, uint32_t encoding) {
   Host::State* s = Enter(kREALSetStringEncoding);
-  if (s != nullptr && s->CheckString(str, "REALSetStringEncoding")) str->encoding = encoding;
+  if (s != nullptr && s->CheckString(str, NameOf(kREALSetStringEncoding))) str->encoding = encoding;
 }
 
 REALstring RBCALL REALConvertString(REALstring str, uint32_t encoding) {
   Host::State* s = Enter(kREALConvertString);
-  if (s == nullptr || !s->CheckString(str, "REALConvertString")) return nullptr;
+  if (s == nullptr || !s->CheckString(str, NameOf(kREALConvertString))) return nullptr;
   // A few UTF-16 or UTF-32 characters (one "\\u" escape of the plug-in) to UTF-8: no buffer.
   char small[kSmallUnicodeOutput];
   size_t n = 0;
@@ -116,8 +117,8 @@ RBInteger RBCALL RuntimeStringCompare(REALstring a, REALstring b) {
   Host::State* s = Enter(kRuntimeStringCompare);
   if (s == nullptr) return 0;
   // A null string equals the empty string.
-  bool okA = a == nullptr || s->CheckString(a, "RuntimeStringCompare");
-  bool okB = b == nullptr || s->CheckString(b, "RuntimeStringCompare");
+  bool okA = a == nullptr || s->CheckString(a, NameOf(kRuntimeStringCompare));
+  bool okB = b == nullptr || s->CheckString(b, NameOf(kRuntimeStringCompare));
   if (!okA || !okB) return 0;
   std::string_view x = a ? std::string_view(a->bytes) : std::string_view();
   std::string_view y = b ? std::string_view(b->bytes) : std::string_view();
@@ -156,7 +157,7 @@ void* RBCALL REALLoadObjectMethod(REALobject obj, const char* declaration) {
   if (s == nullptr || declaration == nullptr) return nullptr;
   std::string d(declaration);
   ++s->lookups[d];
-  if (!s->CheckObject(obj, "REALLoadObjectMethod")) return nullptr;
+  if (!s->CheckObject(obj, NameOf(kREALLoadObjectMethod))) return nullptr;
   if (obj->kind != ObjectKind::kStyledText) return nullptr;
   return StyledTextMethod(*s, d);
 }
@@ -164,11 +165,11 @@ void* RBCALL REALLoadObjectMethod(REALobject obj, const char* declaration) {
 // --- objects --------------------------------------------------------------------------------
 
 void RBCALL REALLockObject(REALobject obj) {
-  if (Host::State* s = Enter(kREALLockObject)) s->LockObject(obj, "REALLockObject");
+  if (Host::State* s = Enter(kREALLockObject)) s->LockObject(obj, NameOf(kREALLockObject));
 }
 
 void RBCALL REALUnlockObject(REALobject obj) {
-  if (Host::State* s = Enter(kREALUnlockObject)) s->ReleaseObject(obj, "REALUnlockObject");
+  if (Host::State* s = Enter(kREALUnlockObject)) s->ReleaseObject(obj, NameOf(kREALUnlockObject));
 }
 
 REALobject RBCALL PluginNewInstance(const char* className) {
@@ -178,10 +179,10 @@ REALobject RBCALL PluginNewInstance(const char* className) {
 
 void RBCALL RuntimeRaiseException(REALobject obj) {
   Host::State* s = Enter(kRuntimeRaiseException);
-  if (s == nullptr || !s->CheckObject(obj, "RuntimeRaiseException")) return;
+  if (s == nullptr || !s->CheckObject(obj, NameOf(kRuntimeRaiseException))) return;
   if (obj->kind != ObjectKind::kException) {
     // The IDE crashes on anything that is not a RuntimeException.
-    s->Misuse("RuntimeRaiseException", obj, "not an exception object:");
+    s->Misuse(NameOf(kRuntimeRaiseException), obj, "not an exception object:");
     return;
   }
   auto e = static_cast<ExceptionObject*>(obj);
@@ -231,7 +232,7 @@ RBBoolean RBCALL REALSetPropValueUInt32(REALobject obj, const char* name, uint32
   Host::State* s = Enter(kREALSetPropValueUInt32);
   if (s == nullptr) return 0;
   if (s->IsLiveObject(obj) && obj->kind == ObjectKind::kStyleRun && name != nullptr &&
-      NameIs(name, "TextColor")) {
+      NameIs(name, host_contract::kTextColorProperty)) {
     return SetColorProperty(*s, obj, name, value) ? 1 : 0;
   }
   return SetIntegerProperty(*s, obj, name, value) ? 1 : 0;
@@ -304,44 +305,19 @@ struct Service {
   void* entry;
 };
 
-template <typename F>
-void* Entry(F f) {
+// An entry point as the resolver hands it out; Fn is the service's C shape as the host declares
+// it, so a service implemented with another shape does not compile.
+template <typename Fn>
+void* Entry(Fn f) {
   return reinterpret_cast<void*>(f);
 }
 
 const Service kServices[] = {
-    {"PluginGetStringData", Entry(&PluginGetStringData)},
-    {"PluginDisposeStringData", Entry(&PluginDisposeStringData)},
-    {"StringGetCString", Entry(&StringGetCString)},
-    {"REALLockString", Entry(&REALLockString)},
-    {"REALUnlockString", Entry(&REALUnlockString)},
-    {"REALLockObject", Entry(&REALLockObject)},
-    {"REALUnlockObject", Entry(&REALUnlockObject)},
-    {"REALGetStringEncoding", Entry(&REALGetStringEncoding)},
-    {"REALSetStringEncoding", Entry(&REALSetStringEncoding)},
-    {"REALConvertString", Entry(&REALConvertString)},
-    {"REALBuildString", Entry(&REALBuildString)},
-    {"REALBuildStringWithEncoding", Entry(&REALBuildStringWithEncoding)},
-    {"RuntimeStringCompare", Entry(&RuntimeStringCompare)},
-    {"PluginNewInstance", Entry(&PluginNewInstance)},
-    {"RuntimeRaiseException", Entry(&RuntimeRaiseException)},
-    {"REALLoadGlobalMethod", Entry(&REALLoadGlobalMethod)},
-    {"REALLoadObjectMethod", Entry(&REALLoadObjectMethod)},
-    {"REALGetPropValueString", Entry(&REALGetPropValueString)},
-    {"REALSetPropValueString", Entry(&REALSetPropValueString)},
-    {"REALGetPropValueBool", Entry(&REALGetPropValueBool)},
-    {"REALGetPropValueColor", Entry(&REALGetPropValueColor)},
-    {"REALGetPropValueInteger", Entry(&REALGetPropValueInteger)},
-    {"REALSetPropValueInteger", Entry(&REALSetPropValueInteger)},
-    {"REALSetPropValueUInt32", Entry(&REALSetPropValueUInt32)},
-    {"REALSetPropValueBoolean", Entry(&REALSetPropValueBoolean)},
-    {"REALSetPropValueColor", Entry(&REALSetPropValueColor)},
-    {"REALGetPropValueInt", Entry(&REALGetPropValueInt)},
-    {"REALSetPropValueInt", Entry(&REALSetPropValueInt)},
-    {"PluginRegisterClassExtension", Entry(&PluginRegisterClassExtension)},
-    {"PluginRegisterModule", Entry(&PluginRegisterModule)},
-    {"REALGetRBVersion", Entry(&REALGetRBVersion)},
-    {"RegisterPluginVersion", Entry(&RegisterPluginVersion)},
+#define HOST_SERVICE(Id, Name, Declared, Read, Params, Neutral, Since) \
+  {Name, Entry<host_contract::Id##HostFn>(&Id)},
+#define HOST_START_SERVICE HOST_SERVICE
+#define HOST_EXTRA_SERVICE HOST_SERVICE
+#include "frame/host_contract.def"
 };
 
 }  // namespace
@@ -351,7 +327,8 @@ void* RBCALL Host::Resolve(const char* serviceName) {
   if (s == nullptr || serviceName == nullptr) return nullptr;
   ++s->lookups[serviceName];
   if (s->Withheld(serviceName)) return nullptr;
-  if (std::strcmp(serviceName, "REALGetRBVersion") == 0 && !s->options.version) return nullptr;
+  if (std::strcmp(serviceName, NameOf(kREALGetRBVersion)) == 0 && !s->options.version)
+    return nullptr;
   for (const Service& service : kServices) {
     if (std::strcmp(service.name, serviceName) == 0) return service.entry;
   }

@@ -15,17 +15,14 @@
 #endif
 
 #include "frame/host_api.h"
+#include "frame/host_contract.h"
 
 namespace {
 
-typedef double(RBCALL* VersionFn)();
-typedef void(RBCALL* AnnounceFn)(int);
-typedef void(RBCALL* RegisterClassFn)(REALclassDefinition*);
-typedef void(RBCALL* RegisterModuleFn)(REALmoduleDefinition*);
-typedef REALstring(RBCALL* BuildFn)(const char*, int, uint32_t);
-typedef void*(RBCALL* CStringFn)(REALstring);
-typedef RBInteger(RBCALL* LenBFn)(REALstring);
-typedef void*(RBCALL* LoadGlobalFn)(const char*, const char*);
+using namespace host_contract;
+
+// A service of the host by its name in the host contract, cast to its shape there.
+#define FAKE_SERVICE(resolver, Id) reinterpret_cast<Id##Fn>((resolver)(k##Id##Name))
 
 // Reports a call where the library writes its log: one OutputDebugStringA string on Windows, a
 // line on standard error elsewhere.
@@ -52,15 +49,15 @@ bool gDebugging = false;
 REALstring RBCALL Getter(REALobject self, RBBoolean flag) {
   ++gCalls;
   Report("fake: get %d\n", flag != 0 ? 1 : 0);
-  auto build = reinterpret_cast<BuildFn>(gResolve("REALBuildStringWithEncoding"));
+  auto build = FAKE_SERVICE(gResolve, REALBuildStringWithEncoding);
   std::string text = "calls=" + std::to_string(gCalls) + (self != nullptr ? " self" : " nil");
   return build(text.data(), static_cast<int>(text.size()), kREALTextEncodingUTF8);
 }
 
 void RBCALL Setter(REALobject, RBBoolean flag, REALstring value) {
-  auto bytes = reinterpret_cast<CStringFn>(gResolve("StringGetCString"));
-  auto load = reinterpret_cast<LoadGlobalFn>(gResolve("REALLoadGlobalMethod"));
-  auto lenB = reinterpret_cast<LenBFn>(load(nullptr, "LenB( s as string ) as integer"));
+  auto bytes = FAKE_SERVICE(gResolve, StringGetCString);
+  auto load = FAKE_SERVICE(gResolve, REALLoadGlobalMethod);
+  auto lenB = reinterpret_cast<LenBFn>(load(nullptr, kLenBDeclaration));
   Report("fake: set %d %.*s\n", flag != 0 ? 1 : 0, static_cast<int>(lenB(value)),
          static_cast<const char*>(bytes(value)));
 }
@@ -114,15 +111,15 @@ REALmoduleDefinition gModule = [] {
 
 extern "C" FAKE_EXPORT void RBCALL REALPluginMain(REALResolver resolve) {
   gResolve = resolve;
-  auto version = reinterpret_cast<VersionFn>(resolve("REALGetRBVersion"));
+  auto version = FAKE_SERVICE(resolve, REALGetRBVersion);
   double v = version != nullptr ? version() : 0.0;
-  reinterpret_cast<AnnounceFn>(resolve("RegisterPluginVersion"))(v >= 2013.0 ? 13 : 9);
+  FAKE_SERVICE(resolve, RegisterPluginVersion)(v >= 2013.0 ? 13 : 9);
   Report("fake: main\n");
   if (v >= 2013.0) {
     gModule.version = 13;
-    reinterpret_cast<RegisterModuleFn>(resolve("PluginRegisterModule"))(&gModule);
+    FAKE_SERVICE(resolve, PluginRegisterModule)(&gModule);
   } else {
     gClass.version = 9;
-    reinterpret_cast<RegisterClassFn>(resolve("PluginRegisterClassExtension"))(&gClass);
+    FAKE_SERVICE(resolve, PluginRegisterClassExtension)(&gClass);
   }
 }

@@ -36,7 +36,7 @@ inline void* FindMethod(MethodCache& cache, REALobject styledText, const char* d
 
 // AppendStyleRun, shared by the appending function and the import's run path.
 MethodCache appendCache{nullptr, nullptr};
-constexpr const char* kAppendDeclaration = "AppendStyleRun(Run as StyleRun)";
+constexpr const char* kAppendDeclaration = host_contract::kAppendStyleRunDeclaration;
 
 int64_t ParagraphCount(REALobject styledText) {
   int64_t count = 0;
@@ -73,7 +73,7 @@ AddRunQuietly(REALstringStruct* text, REALobjectStruct* styledText, REALobjectSt
 REALobjectStruct* GetStyleRun(REALobjectStruct* styledText, int64_t index) {
   static MethodCache cache{nullptr, nullptr};
   auto method = reinterpret_cast<HostIndexGetter>(
-      FindMethod(cache, styledText, "StyleRun(Index as Integer) As StyleRun"));
+      FindMethod(cache, styledText, host_contract::kStyleRunDeclaration));
   if (method == nullptr) return nullptr;
   return method(styledText, static_cast<RBInteger>(index));
 }
@@ -81,7 +81,7 @@ REALobjectStruct* GetStyleRun(REALobjectStruct* styledText, int64_t index) {
 REALobjectStruct* GetParagraph(REALobjectStruct* styledText, int64_t index) {
   static MethodCache cache{nullptr, nullptr};
   auto method = reinterpret_cast<HostIndexGetter>(
-      FindMethod(cache, styledText, "Paragraph(Index as Integer) As Paragraph"));
+      FindMethod(cache, styledText, host_contract::kParagraphDeclaration));
   if (method == nullptr) return nullptr;
   return method(styledText, static_cast<RBInteger>(index));
 }
@@ -91,7 +91,7 @@ int64_t GetStringLength(REALstringStruct* s) {
   static HostStringMeasure pLen = nullptr;
   if (pLen == nullptr) {
     pLen = reinterpret_cast<HostStringMeasure>(
-        REALLoadFrameworkMethod(nullptr, "Len(s as string) as integer"));
+        REALLoadFrameworkMethod(nullptr, host_contract::kLenDeclaration));
     if (pLen == nullptr) return 0;
   }
   return pLen(s);
@@ -113,7 +113,7 @@ void StyledTextRemoveStyleRun(REALobjectStruct* styledText, int64_t index) {
   static MethodCache cache{nullptr, nullptr};
   DebugLogLong("StyledTextRemoveStyleRun", index);
   auto method = reinterpret_cast<HostIndexAction>(
-      FindMethod(cache, styledText, "RemoveStyleRun(Index as Integer)"));
+      FindMethod(cache, styledText, host_contract::kRemoveStyleRunDeclaration));
   if (method == nullptr) {
     DebugLogText("nil function in", "StyledTextRemoveStyleRun");
     return;
@@ -149,8 +149,8 @@ void StyledTextSetParagraphAlignment(REALobjectStruct* styledText, int64_t index
     return;
   }
   DebugLog("StyledTextSetParagraphAlignment");
-  auto method = reinterpret_cast<HostIndexSetter>(FindMethod(
-      cache, styledText, "ParagraphAlignment(Index As Integer, assigns _value as Integer)"));
+  auto method = reinterpret_cast<HostIndexSetter>(
+      FindMethod(cache, styledText, host_contract::kParagraphAlignmentDeclaration));
   if (method == nullptr) {
     DebugLogText("nil function in", "StyledTextSetParagraphAlignment");
     return;

@@ -214,7 +214,8 @@ struct REALmoduleDefinition {
   size_t mobileControlCount;
 };
 
-// Filled by "PluginGetStringData", given back exactly once with "PluginDisposeStringData".
+// Filled by the host's string-data service, given back exactly once with its dispose service
+// (PluginGetStringData, PluginDisposeStringData).
 struct REALstringData {
   const void* data;
   size_t length;

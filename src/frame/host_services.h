@@ -5,28 +5,34 @@
 #pragma once
 
 #include <cstdint>
+#include <type_traits>
 
 #include "frame/host_api.h"
+#include "frame/host_contract.h"
 
 // The host's resolver, stored by REALPluginMain before anything else runs.
 extern REALResolver gResolver;
 
-// Entry point cache for one named host service: resolved on first use, null until the host
-// offers it. Each wrapper below has one of these.
-struct HostEntry {
-  const char* name;
-  void* entry;
-  void* Get() {
-    if (entry == nullptr) entry = gResolver(name);
-    return entry;
-  }
+// Entry points of the services the library caches (one per row of host_contract.def, named
+// after it) and of the framework global LenB, null until the host offers them.
+struct HostEntryPoints {
+#define HOST_SERVICE(Id, Name, Declared, Read, Params, Neutral, Since) void* Id;
+#include "frame/host_contract.def"
+  void* globalLenB;
 };
+// Defined here (not only declared) so that every use is a direct load, as for any variable of
+// the library's own.
+inline HostEntryPoints gHostEntryPoints{};
+
+// Forgets every entry point found so far, as if no service had been used yet. For tests that
+// need a fresh start against another host; the library itself never calls it.
+void ResetHostEntryPoints();
 
 // Strings.
 inline bool REALGetStringData(REALstring s, uint32_t encoding, REALstringData* out);
 inline void REALDisposeStringData(REALstringData* data);
-// The string's own bytes ("StringGetCString") and byte length (global "LenB"); the length is
-// 0 when "LenB" is missing, the pointer null when "StringGetCString" is.
+// The string's own bytes (the host's C string service) and byte length (the framework global
+// LenB); the length is 0 when LenB is missing, the pointer null when the C string service is.
 const char* REALGetStringContents(REALstring s, int64_t* length);
 inline void REALLockString(REALstring s);
 inline void REALUnlockString(REALstring s);
@@ -36,7 +42,7 @@ inline void REALSetStringEncoding(REALstring s, uint32_t encoding);
 inline REALstring REALConvertString(REALstring s, uint32_t encoding);
 inline REALstring originalREALBuildString(const char* data, int32_t length);
 inline REALstring REALBuildStringWithEncoding(const char* data, int32_t length, uint32_t encoding);
-// 0 when equal; *available (if given) tells whether "RuntimeStringCompare" was found.
+// 0 when equal; *available (if given) tells whether the host's comparison was found.
 inline int64_t REALCompareStrings(REALstring a, REALstring b, bool* available = nullptr);
 
 // Objects.
@@ -61,170 +67,113 @@ inline void REALRegisterClassExtension(REALclassDefinition* definition);
 inline void REALRegisterModule(REALmoduleDefinition* definition);
 
 // C shapes of the host methods the library obtains by declaration.
-typedef REALobject(RBCALL* HostIndexGetter)(REALobject self,
-                                            RBInteger index);             // StyleRun, Paragraph
-typedef void(RBCALL* HostIndexAction)(REALobject self, RBInteger index);  // RemoveStyleRun
-typedef void(RBCALL* HostObjectAction)(REALobject self, REALobject argument);  // AppendStyleRun
-typedef void(RBCALL* HostIndexSetter)(REALobject self, RBInteger i,
-                                      RBInteger v);          // ParagraphAlignment
-typedef RBInteger(RBCALL* HostStringMeasure)(REALstring s);  // Len, LenB
+typedef host_contract::StyleRunFn HostIndexGetter;            // StyleRun, Paragraph
+typedef host_contract::RemoveStyleRunFn HostIndexAction;      // RemoveStyleRun
+typedef host_contract::AppendStyleRunFn HostObjectAction;     // AppendStyleRun
+typedef host_contract::ParagraphAlignmentFn HostIndexSetter;  // ParagraphAlignment
+typedef host_contract::LenBFn HostStringMeasure;              // Len, LenB
 
 // The wrappers are defined here, so that every call site is a load of the cached entry and
 // one call: the import makes a dozen of them for every style run.
 namespace host_detail {
 
-inline HostEntry kREALGetStringData{"PluginGetStringData", nullptr};
-inline HostEntry kREALDisposeStringData{"PluginDisposeStringData", nullptr};
-inline HostEntry kREALLockString{"REALLockString", nullptr};
-inline HostEntry kREALUnlockString{"REALUnlockString", nullptr};
-inline HostEntry kREALGetStringEncoding{"REALGetStringEncoding", nullptr};
-inline HostEntry kREALSetStringEncoding{"REALSetStringEncoding", nullptr};
-inline HostEntry kREALConvertString{"REALConvertString", nullptr};
-inline HostEntry koriginalREALBuildString{"REALBuildString", nullptr};
-inline HostEntry kREALBuildStringWithEncoding{"REALBuildStringWithEncoding", nullptr};
-inline HostEntry kREALCompareStrings{"RuntimeStringCompare", nullptr};
-inline HostEntry kREALUnlockObject{"REALUnlockObject", nullptr};
-inline HostEntry kREALnewInstance{"PluginNewInstance", nullptr};
-inline HostEntry kREALRaiseException{"RuntimeRaiseException", nullptr};
-inline HostEntry kREALLoadFrameworkMethod{"REALLoadGlobalMethod", nullptr};
-inline HostEntry kREALLoadObjectMethod{"REALLoadObjectMethod", nullptr};
-inline HostEntry kREALGetPropValueString{"REALGetPropValueString", nullptr};
-inline HostEntry kREALSetPropValueString{"REALSetPropValueString", nullptr};
-inline HostEntry kREALGetPropValueBoolean{"REALGetPropValueBool", nullptr};
-inline HostEntry kREALGetPropValueColor{"REALGetPropValueColor", nullptr};
-inline HostEntry kREALGetPropValueInteger{"REALGetPropValueInteger", nullptr};
-inline HostEntry kREALSetPropValueInteger{"REALSetPropValueInteger", nullptr};
-inline HostEntry kREALSetPropValueUInt32{"REALSetPropValueUInt32", nullptr};
-inline HostEntry kREALSetPropValueBoolean{"REALSetPropValueBoolean", nullptr};
-inline HostEntry kREALRegisterClassExtension{"PluginRegisterClassExtension", nullptr};
-inline HostEntry kREALRegisterModule{"PluginRegisterModule", nullptr};
-
-typedef RBBoolean(RBCALL* GetStringDataFn)(REALstring, uint32_t, REALstringData*);
-typedef void(RBCALL* DisposeStringDataFn)(REALstringData*);
-typedef void*(RBCALL* CStringFn)(REALstring);
-typedef void(RBCALL* StringFn)(REALstring);
-typedef void(RBCALL* ObjectFn)(REALobject);
-typedef uint32_t(RBCALL* GetEncodingFn)(REALstring);
-typedef void(RBCALL* SetEncodingFn)(REALstring, uint32_t);
-typedef REALstring(RBCALL* ConvertFn)(REALstring, uint32_t);
-typedef REALstring(RBCALL* BuildFn)(const char*, int);
-typedef REALstring(RBCALL* BuildWithEncodingFn)(const char*, int, uint32_t);
-typedef RBInteger(RBCALL* CompareFn)(REALstring, REALstring);
-typedef REALobject(RBCALL* NewInstanceFn)(const char*);
-typedef void*(RBCALL* LoadGlobalFn)(const char*, const char*);
-typedef void*(RBCALL* LoadObjectMethodFn)(REALobject, const char*);
-// Property getters answer in the lowest byte only: hosts differ in the width of that result.
-typedef RBBoolean(RBCALL* GetStringPropFn)(REALobject, const char*, REALstring*);
-typedef RBBoolean(RBCALL* SetStringPropFn)(REALobject, const char*, REALstring);
-typedef RBBoolean(RBCALL* GetBoolPropFn)(REALobject, const char*, RBBoolean*);
-typedef RBBoolean(RBCALL* GetColorPropFn)(REALobject, const char*, RBColor*);
-typedef RBBoolean(RBCALL* GetIntegerPropFn)(REALobject, const char*, RBInteger*);
-typedef RBBoolean(RBCALL* SetIntegerPropFn)(REALobject, const char*, RBInteger);
-typedef RBBoolean(RBCALL* SetUInt32PropFn)(REALobject, const char*, uint32_t);
-typedef RBBoolean(RBCALL* SetBoolPropFn)(REALobject, const char*, RBBoolean);
-typedef void(RBCALL* RegisterClassFn)(REALclassDefinition*);
-typedef void(RBCALL* RegisterModuleFn)(REALmoduleDefinition*);
-
-template <typename Fn>
-Fn Resolve(HostEntry& slot) {
-  return reinterpret_cast<Fn>(slot.Get());
-}
+// <Id>(): the cached entry point of a service, resolved while it is null. Call<Id>(...): the
+// service called, or its neutral result while the host lacks it.
+#define HOST_SERVICE(Id, Name, Declared, Read, Params, Neutral, Since) \
+  inline host_contract::Id##Fn Id() {                                  \
+    void* entry = gHostEntryPoints.Id;                                 \
+    if (entry == nullptr) {                                            \
+      entry = gResolver(Name);                                         \
+      gHostEntryPoints.Id = entry;                                     \
+    }                                                                  \
+    return reinterpret_cast<host_contract::Id##Fn>(entry);             \
+  }                                                                    \
+  template <typename... Args>                                          \
+  inline Read Call##Id(Args... args) {                                 \
+    auto fn = Id();                                                    \
+    return fn != nullptr ? fn(args...) : Neutral;                      \
+  }
+#include "frame/host_contract.def"
 
 }  // namespace host_detail
 
 inline bool REALGetStringData(REALstring s, uint32_t encoding, REALstringData* out) {
-  auto fn = host_detail::Resolve<host_detail::GetStringDataFn>(host_detail::kREALGetStringData);
+  auto fn = host_detail::PluginGetStringData();
   return fn != nullptr && fn(s, encoding, out) != 0;
 }
 
 inline void REALDisposeStringData(REALstringData* data) {
-  if (auto fn = host_detail::Resolve<host_detail::DisposeStringDataFn>(
-          host_detail::kREALDisposeStringData))
-    fn(data);
+  host_detail::CallPluginDisposeStringData(data);
 }
 
 inline void REALLockString(REALstring s) {
-  if (auto fn = host_detail::Resolve<host_detail::StringFn>(host_detail::kREALLockString)) fn(s);
+  host_detail::CallREALLockString(s);
 }
 
 inline void REALUnlockString(REALstring s) {
-  if (auto fn = host_detail::Resolve<host_detail::StringFn>(host_detail::kREALUnlockString)) fn(s);
+  host_detail::CallREALUnlockString(s);
 }
 
 inline uint32_t REALGetStringEncoding(REALstring s, bool* available) {
-  auto fn = host_detail::Resolve<host_detail::GetEncodingFn>(host_detail::kREALGetStringEncoding);
+  auto fn = host_detail::REALGetStringEncoding();
   if (available != nullptr) *available = fn != nullptr;
   return fn != nullptr ? fn(s) : 0;
 }
 
 inline void REALSetStringEncoding(REALstring s, uint32_t encoding) {
-  if (auto fn =
-          host_detail::Resolve<host_detail::SetEncodingFn>(host_detail::kREALSetStringEncoding))
-    fn(s, encoding);
+  host_detail::CallREALSetStringEncoding(s, encoding);
 }
 
 inline REALstring REALConvertString(REALstring s, uint32_t encoding) {
-  auto fn = host_detail::Resolve<host_detail::ConvertFn>(host_detail::kREALConvertString);
-  return fn != nullptr ? fn(s, encoding) : nullptr;
+  return host_detail::CallREALConvertString(s, encoding);
 }
 
 inline REALstring originalREALBuildString(const char* data, int32_t length) {
-  auto fn = host_detail::Resolve<host_detail::BuildFn>(host_detail::koriginalREALBuildString);
-  return fn != nullptr ? fn(data, length) : nullptr;
+  return host_detail::CallREALBuildString(data, length);
 }
 
 inline REALstring REALBuildStringWithEncoding(const char* data, int32_t length, uint32_t encoding) {
-  auto fn = host_detail::Resolve<host_detail::BuildWithEncodingFn>(
-      host_detail::kREALBuildStringWithEncoding);
-  return fn != nullptr ? fn(data, length, encoding) : nullptr;
+  return host_detail::CallREALBuildStringWithEncoding(data, length, encoding);
 }
 
 inline int64_t REALCompareStrings(REALstring a, REALstring b, bool* available) {
-  auto fn = host_detail::Resolve<host_detail::CompareFn>(host_detail::kREALCompareStrings);
+  auto fn = host_detail::RuntimeStringCompare();
   if (available != nullptr) *available = fn != nullptr;
   return fn != nullptr ? fn(a, b) : 0;
 }
 
 inline void REALUnlockObject(REALobject obj) {
-  if (auto fn = host_detail::Resolve<host_detail::ObjectFn>(host_detail::kREALUnlockObject))
-    fn(obj);
+  host_detail::CallREALUnlockObject(obj);
 }
 
 inline REALobject REALnewInstance(const char* className) {
-  auto fn = host_detail::Resolve<host_detail::NewInstanceFn>(host_detail::kREALnewInstance);
-  return fn != nullptr ? fn(className) : nullptr;
+  return host_detail::CallPluginNewInstance(className);
 }
 
 inline void REALRaiseException(REALobject exception) {
-  if (auto fn = host_detail::Resolve<host_detail::ObjectFn>(host_detail::kREALRaiseException))
-    fn(exception);
+  host_detail::CallRuntimeRaiseException(exception);
 }
 
 inline void* REALLoadFrameworkMethod(const char* moduleName, const char* declaration) {
-  auto fn = host_detail::Resolve<host_detail::LoadGlobalFn>(host_detail::kREALLoadFrameworkMethod);
-  return fn != nullptr ? fn(moduleName, declaration) : nullptr;
+  return host_detail::CallREALLoadGlobalMethod(moduleName, declaration);
 }
 
 inline void* REALLoadObjectMethod(REALobject obj, const char* declaration) {
-  auto fn =
-      host_detail::Resolve<host_detail::LoadObjectMethodFn>(host_detail::kREALLoadObjectMethod);
-  return fn != nullptr ? fn(obj, declaration) : nullptr;
+  return host_detail::CallREALLoadObjectMethod(obj, declaration);
 }
 
 inline bool REALGetPropValueString(REALobject obj, const char* name, REALstring* out) {
-  auto fn =
-      host_detail::Resolve<host_detail::GetStringPropFn>(host_detail::kREALGetPropValueString);
+  auto fn = host_detail::REALGetPropValueString();
   return fn != nullptr && fn(obj, name, out) != 0;
 }
 
 inline bool REALSetPropValueString(REALobject obj, const char* name, REALstring value) {
-  auto fn =
-      host_detail::Resolve<host_detail::SetStringPropFn>(host_detail::kREALSetPropValueString);
+  auto fn = host_detail::REALSetPropValueString();
   return fn != nullptr && fn(obj, name, value) != 0;
 }
 
 inline bool REALGetPropValueBoolean(REALobject obj, const char* name, bool* out) {
-  auto fn = host_detail::Resolve<host_detail::GetBoolPropFn>(host_detail::kREALGetPropValueBoolean);
+  auto fn = host_detail::REALGetPropValueBool();
   if (fn == nullptr) return false;
   RBBoolean value = *out ? 1 : 0;
   bool ok = fn(obj, name, &value) != 0;
@@ -233,7 +182,7 @@ inline bool REALGetPropValueBoolean(REALobject obj, const char* name, bool* out)
 }
 
 inline bool REALGetPropValueColor(REALobject obj, const char* name, uint32_t* out) {
-  auto fn = host_detail::Resolve<host_detail::GetColorPropFn>(host_detail::kREALGetPropValueColor);
+  auto fn = host_detail::REALGetPropValueColor();
   if (fn == nullptr) return false;
   RBColor value = *out;
   bool ok = fn(obj, name, &value) != 0;
@@ -242,8 +191,7 @@ inline bool REALGetPropValueColor(REALobject obj, const char* name, uint32_t* ou
 }
 
 inline bool REALGetPropValueInteger(REALobject obj, const char* name, int64_t* out) {
-  auto fn =
-      host_detail::Resolve<host_detail::GetIntegerPropFn>(host_detail::kREALGetPropValueInteger);
+  auto fn = host_detail::REALGetPropValueInteger();
   if (fn == nullptr) return false;
   RBInteger value = static_cast<RBInteger>(*out);
   bool ok = fn(obj, name, &value) != 0;
@@ -252,30 +200,28 @@ inline bool REALGetPropValueInteger(REALobject obj, const char* name, int64_t* o
 }
 
 inline bool REALSetPropValueInteger(REALobject obj, const char* name, int64_t value) {
-  auto fn =
-      host_detail::Resolve<host_detail::SetIntegerPropFn>(host_detail::kREALSetPropValueInteger);
+  auto fn = host_detail::REALSetPropValueInteger();
   return fn != nullptr && fn(obj, name, static_cast<RBInteger>(value)) != 0;
 }
 
 inline bool REALSetPropValueUInt32(REALobject obj, const char* name, uint32_t value) {
-  auto fn =
-      host_detail::Resolve<host_detail::SetUInt32PropFn>(host_detail::kREALSetPropValueUInt32);
+  auto fn = host_detail::REALSetPropValueUInt32();
   return fn != nullptr && fn(obj, name, value) != 0;
 }
 
 inline bool REALSetPropValueBoolean(REALobject obj, const char* name, bool value) {
-  auto fn = host_detail::Resolve<host_detail::SetBoolPropFn>(host_detail::kREALSetPropValueBoolean);
-  return fn != nullptr && fn(obj, name, value ? 1 : 0) != 0;
+  auto fn = host_detail::REALSetPropValueBoolean();
+  return fn != nullptr && fn(obj, name, static_cast<RBBoolean>(value ? 1 : 0)) != 0;
 }
 
 inline void REALRegisterClassExtension(REALclassDefinition* definition) {
-  if (auto fn = host_detail::Resolve<host_detail::RegisterClassFn>(
-          host_detail::kREALRegisterClassExtension))
-    fn(definition);
+  host_detail::CallPluginRegisterClassExtension(definition);
 }
 
 inline void REALRegisterModule(REALmoduleDefinition* definition) {
-  if (auto fn =
-          host_detail::Resolve<host_detail::RegisterModuleFn>(host_detail::kREALRegisterModule))
-    fn(definition);
+  host_detail::CallPluginRegisterModule(definition);
 }
+
+static_assert(std::is_same_v<host_contract::StyleRunFn, host_contract::ParagraphFn> &&
+                  std::is_same_v<host_contract::LenFn, host_contract::LenBFn>,
+              "one C shape serves both methods");

@@ -5,12 +5,13 @@
 
 #include <string>
 
+#include "frame/host_contract.h"
 #include "bridge_fixture.h"
 
 namespace {
 
-const char* const kLenBDecl = "LenB( s as string ) as integer";
-const char* const kLenDecl = "Len(s as string) as integer";
+const char* const kLenBDecl = host_contract::kLenBDeclaration;
+const char* const kLenDecl = host_contract::kLenDeclaration;
 
 TEST(BridgeWithheld, MissingColourReaderKeepsThePresetAndIsResolvedAgain) {
   IN_FRESH_PROCESS({

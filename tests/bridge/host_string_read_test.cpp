@@ -7,6 +7,7 @@
 #include <string>
 #include <vector>
 
+#include "frame/host_contract.h"
 #include "bridge/host_string_read.h"
 #include "bridge_fixture.h"
 
@@ -505,7 +506,7 @@ TEST(BridgeWithheld, MissingBytesServiceFixesTheLengthToZero) {
 
 TEST(BridgeWithheld, MissingLenBGivesLengthZeroButKeepsTheBytes) {
   IN_FRESH_PROCESS({
-    bridge_test::HostWithout host({"LenB( s as string ) as integer"});
+    bridge_test::HostWithout host({host_contract::kLenBDeclaration});
     REALstring s = host.NewStringUTF8("abc");
     {
       rbData data(s);

@@ -5,6 +5,7 @@
 #include <string>
 #include <vector>
 
+#include "frame/host_contract.h"
 #include "bridge/host_string_read.h"
 #include "bridge/style_run.h"
 #include "bridge/styled_text.h"
@@ -14,12 +15,12 @@ namespace {
 
 using namespace bridge_test;  // the fixture, the host and its log helpers
 
-const char* const kStyleRunDecl = "StyleRun(Index as Integer) As StyleRun";
-const char* const kParagraphDecl = "Paragraph(Index as Integer) As Paragraph";
-const char* const kRemoveDecl = "RemoveStyleRun(Index as Integer)";
-const char* const kAppendDecl = "AppendStyleRun(Run as StyleRun)";
-const char* const kAlignDecl = "ParagraphAlignment(Index As Integer, assigns _value as Integer)";
-const char* const kLenDecl = "Len(s as string) as integer";
+const char* const kStyleRunDecl = host_contract::kStyleRunDeclaration;
+const char* const kParagraphDecl = host_contract::kParagraphDeclaration;
+const char* const kRemoveDecl = host_contract::kRemoveStyleRunDeclaration;
+const char* const kAppendDecl = host_contract::kAppendStyleRunDeclaration;
+const char* const kAlignDecl = host_contract::kParagraphAlignmentDeclaration;
+const char* const kLenDecl = host_contract::kLenDeclaration;
 
 simhost::RunRecipe TextRun(const std::string& text) {
   simhost::RunRecipe runRecipe;

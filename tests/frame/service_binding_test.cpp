@@ -1,11 +1,8 @@
 // The host service wrappers: neutral results while the host lacks a service (looked up again on
 // every use), one look-up once it is there, and the byte-contents wrapper's order of work.
-// The wrappers' caches are process-wide, so each test runs in a fresh copy of this program.
-#include <gtest/gtest-spi.h>
+// Each test starts with no entry point resolved (ResetHostEntryPoints) and leaves none behind.
 #include <gtest/gtest.h>
 
-#include <cstdio>
-#include <cstdlib>
 #include <cstring>
 #include <set>
 #include <string>
@@ -16,52 +13,27 @@
 #include "frame/registration.h"
 #include "simhost/host.h"
 
-extern "C" void __lsan_do_leak_check() __attribute__((weak));
-
 namespace {
 
-// Runs body in a re-executed copy of this test program (no service resolved yet there); the
-// child reports its failed checks on standard error and through its exit code.
-template <typename Body>
-void RunFreshAndExit(Body&& body) {
-  testing::TestPartResultArray failures;
-  {
-    testing::ScopedFakeTestPartResultReporter collect(
-        testing::ScopedFakeTestPartResultReporter::INTERCEPT_ONLY_CURRENT_THREAD, &failures);
-    body();
+const char* const kLenB = host_contract::kLenBDeclaration;
+
+// The services the library resolves and caches, by resolver name.
+std::set<std::string> CachedServices() {
+  std::set<std::string> names;
+  for (const host_contract::ServiceRow& row : host_contract::kServices) {
+    if (row.use == host_contract::ServiceUse::kCached) names.insert(row.name);
   }
-  for (int i = 0; i < failures.size(); ++i) {
-    const testing::TestPartResult& part = failures.GetTestPartResult(i);
-    std::fprintf(stderr, "%s:%d: %s\n", part.file_name() ? part.file_name() : "?",
-                 part.line_number(), part.message());
-  }
-  std::fflush(stderr);
-  if (__lsan_do_leak_check != nullptr) __lsan_do_leak_check();
-  std::_Exit(failures.size() == 0 ? 0 : 1);
+  return names;
 }
+const std::set<std::string> kAllServices = CachedServices();
 
-#define IN_FRESH_COPY(...)                                                              \
-  do {                                                                                  \
-    GTEST_FLAG_SET(death_test_style, "threadsafe");                                     \
-    EXPECT_EXIT(RunFreshAndExit([&] { __VA_ARGS__; }), testing::ExitedWithCode(0), ""); \
-  } while (0)
-
-const char* const kLenB = "LenB( s as string ) as integer";
-
-const std::set<std::string> kAllServices = {
-    "PluginGetStringData",     "PluginDisposeStringData",
-    "StringGetCString",        "REALLoadGlobalMethod",
-    "REALLockString",          "REALUnlockString",
-    "REALUnlockObject",        "REALGetStringEncoding",
-    "REALSetStringEncoding",   "REALConvertString",
-    "REALBuildString",         "REALBuildStringWithEncoding",
-    "RuntimeStringCompare",    "PluginNewInstance",
-    "RuntimeRaiseException",   "REALLoadObjectMethod",
-    "REALGetPropValueString",  "REALSetPropValueString",
-    "REALGetPropValueBool",    "REALGetPropValueColor",
-    "REALGetPropValueInteger", "REALSetPropValueInteger",
-    "REALSetPropValueUInt32",  "REALSetPropValueBoolean",
-    "PluginRegisterModule",    "PluginRegisterClassExtension",
+class ServiceBinding : public testing::Test {
+ protected:
+  void SetUp() override { ResetHostEntryPoints(); }
+  void TearDown() override {
+    ResetHostEntryPoints();
+    gResolver = nullptr;
+  }
 };
 
 void Connect() {
@@ -91,7 +63,7 @@ void UseEveryWrapper(simhost::Host& host, REALstring s, REALobject run, REALobje
   REALCompareStrings(s, s);
   if (REALobject o = REALnewInstance("StyleRun")) host.Release(o);
   REALRaiseException(nullptr);
-  REALLoadObjectMethod(styledText, "StyleRun(Index as Integer) As StyleRun");
+  REALLoadObjectMethod(styledText, host_contract::kStyleRunDeclaration);
   REALstring text = nullptr;
   if (REALGetPropValueString(run, "Text", &text) && text != nullptr) host.Release(text);
   REALSetPropValueString(run, "Text", s);
@@ -106,108 +78,104 @@ void UseEveryWrapper(simhost::Host& host, REALstring s, REALobject run, REALobje
   REALSetPropValueBoolean(run, "Bold", true);
 }
 
-TEST(ServiceBinding, MissingServicesGiveNeutralResultsAndAreLookedUpOnEveryUse) {
-  IN_FRESH_COPY({
-    simhost::Options options;
-    options.withheld = kAllServices;
-    simhost::Host host(options);
-    Connect();
-    REALstring s = host.NewStringUTF8("abc");
-    REALobject run = host.NewObject("StyleRun");
-    host.ResetCounters();
+TEST_F(ServiceBinding, MissingServicesGiveNeutralResultsAndAreLookedUpOnEveryUse) {
+  simhost::Options options;
+  options.withheld = kAllServices;
+  simhost::Host host(options);
+  Connect();
+  REALstring s = host.NewStringUTF8("abc");
+  REALobject run = host.NewObject("StyleRun");
+  host.ResetCounters();
 
-    for (int round = 1; round <= 2; ++round) {
-      REALstringData data;
-      std::memset(&data, 0x5A, sizeof data);
-      EXPECT_FALSE(REALGetStringData(s, kREALTextEncodingUTF8, &data));
-      REALDisposeStringData(&data);
-      int64_t length = -1;
-      EXPECT_EQ(REALGetStringContents(s, &length), nullptr);
-      EXPECT_EQ(length, 0);
-      REALLockString(s);
-      REALUnlockString(s);
-      EXPECT_EQ(host.RefCount(s), 1);
-      REALUnlockObject(run);
-      EXPECT_EQ(host.RefCount(run), 1);
-      bool available = true;
-      EXPECT_EQ(REALGetStringEncoding(s, &available), 0u);
-      EXPECT_FALSE(available);
-      REALSetStringEncoding(s, kREALTextEncodingUTF16);
-      EXPECT_EQ(host.EncodingOf(s), kREALTextEncodingUTF8);
-      EXPECT_EQ(REALConvertString(s, kREALTextEncodingUTF16), nullptr);
-      EXPECT_EQ(originalREALBuildString("ab", 2), nullptr);
-      EXPECT_EQ(REALBuildStringWithEncoding("ab", 2, kREALTextEncodingUTF8), nullptr);
-      available = true;
-      EXPECT_EQ(REALCompareStrings(s, nullptr, &available), 0);
-      EXPECT_FALSE(available);
-      EXPECT_EQ(REALnewInstance("RuntimeException"), nullptr);
-      REALRaiseException(run);
-      EXPECT_EQ(REALLoadFrameworkMethod(nullptr, kLenB), nullptr);
-      EXPECT_EQ(REALLoadObjectMethod(run, "Foo()"), nullptr);
+  for (int round = 1; round <= 2; ++round) {
+    REALstringData data;
+    std::memset(&data, 0x5A, sizeof data);
+    EXPECT_FALSE(REALGetStringData(s, kREALTextEncodingUTF8, &data));
+    REALDisposeStringData(&data);
+    int64_t length = -1;
+    EXPECT_EQ(REALGetStringContents(s, &length), nullptr);
+    EXPECT_EQ(length, 0);
+    REALLockString(s);
+    REALUnlockString(s);
+    EXPECT_EQ(host.RefCount(s), 1);
+    REALUnlockObject(run);
+    EXPECT_EQ(host.RefCount(run), 1);
+    bool available = true;
+    EXPECT_EQ(REALGetStringEncoding(s, &available), 0u);
+    EXPECT_FALSE(available);
+    REALSetStringEncoding(s, kREALTextEncodingUTF16);
+    EXPECT_EQ(host.EncodingOf(s), kREALTextEncodingUTF8);
+    EXPECT_EQ(REALConvertString(s, kREALTextEncodingUTF16), nullptr);
+    EXPECT_EQ(originalREALBuildString("ab", 2), nullptr);
+    EXPECT_EQ(REALBuildStringWithEncoding("ab", 2, kREALTextEncodingUTF8), nullptr);
+    available = true;
+    EXPECT_EQ(REALCompareStrings(s, nullptr, &available), 0);
+    EXPECT_FALSE(available);
+    EXPECT_EQ(REALnewInstance("RuntimeException"), nullptr);
+    REALRaiseException(run);
+    EXPECT_EQ(REALLoadFrameworkMethod(nullptr, kLenB), nullptr);
+    EXPECT_EQ(REALLoadObjectMethod(run, "Foo()"), nullptr);
 
-      REALstring text = reinterpret_cast<REALstring>(0x1);
-      EXPECT_FALSE(REALGetPropValueString(run, "Text", &text));
-      EXPECT_EQ(text, reinterpret_cast<REALstring>(0x1)) << "output left as it was";
-      EXPECT_FALSE(REALSetPropValueString(run, "Text", s));
-      bool bold = true;
-      EXPECT_FALSE(REALGetPropValueBoolean(run, "Bold", &bold));
-      EXPECT_TRUE(bold);
-      uint32_t color = 0xDEADBEEF;
-      EXPECT_FALSE(REALGetPropValueColor(run, "TextColor", &color));
-      EXPECT_EQ(color, 0xDEADBEEFu);
-      int64_t size = -77;
-      EXPECT_FALSE(REALGetPropValueInteger(run, "Size", &size));
-      EXPECT_EQ(size, -77);
-      EXPECT_FALSE(REALSetPropValueInteger(run, "Size", 12));
-      EXPECT_FALSE(REALSetPropValueUInt32(run, "TextColor", 1));
-      EXPECT_FALSE(REALSetPropValueBoolean(run, "Bold", true));
-      REALRegisterClassExtension(nullptr);
-      REALRegisterModule(nullptr);
+    REALstring text = reinterpret_cast<REALstring>(0x1);
+    EXPECT_FALSE(REALGetPropValueString(run, "Text", &text));
+    EXPECT_EQ(text, reinterpret_cast<REALstring>(0x1)) << "output left as it was";
+    EXPECT_FALSE(REALSetPropValueString(run, "Text", s));
+    bool bold = true;
+    EXPECT_FALSE(REALGetPropValueBoolean(run, "Bold", &bold));
+    EXPECT_TRUE(bold);
+    uint32_t color = 0xDEADBEEF;
+    EXPECT_FALSE(REALGetPropValueColor(run, "TextColor", &color));
+    EXPECT_EQ(color, 0xDEADBEEFu);
+    int64_t size = -77;
+    EXPECT_FALSE(REALGetPropValueInteger(run, "Size", &size));
+    EXPECT_EQ(size, -77);
+    EXPECT_FALSE(REALSetPropValueInteger(run, "Size", 12));
+    EXPECT_FALSE(REALSetPropValueUInt32(run, "TextColor", 1));
+    EXPECT_FALSE(REALSetPropValueBoolean(run, "Bold", true));
+    REALRegisterClassExtension(nullptr);
+    REALRegisterModule(nullptr);
 
-      for (const std::string& name : kAllServices) {
-        uint64_t expected = static_cast<uint64_t>(round);
-        // The byte-contents wrapper and REALLoadFrameworkMethod both go through the shared
-        // global-method service.
-        if (name == "REALLoadGlobalMethod") expected = 2u * static_cast<uint64_t>(round);
-        EXPECT_EQ(host.Lookups(name), expected) << name << " in round " << round;
-      }
+    for (const std::string& name : kAllServices) {
+      uint64_t expected = static_cast<uint64_t>(round);
+      // The byte-contents wrapper and REALLoadFrameworkMethod both go through the shared
+      // global-method service.
+      if (name == "REALLoadGlobalMethod") expected = 2u * static_cast<uint64_t>(round);
+      EXPECT_EQ(host.Lookups(name), expected) << name << " in round " << round;
     }
-    EXPECT_TRUE(host.AllCalls().empty()) << "nothing of the host was called";
-    EXPECT_TRUE(host.Registrations().empty());
-    EXPECT_TRUE(host.Exceptions().empty());
-    host.Release(run);
-    host.Release(s);
-  });
+  }
+  EXPECT_TRUE(host.AllCalls().empty()) << "nothing of the host was called";
+  EXPECT_TRUE(host.Registrations().empty());
+  EXPECT_TRUE(host.Exceptions().empty());
+  host.Release(run);
+  host.Release(s);
 }
 
-TEST(ServiceBinding, AvailableServicesAreLookedUpOnceAndThenCalledDirectly) {
-  IN_FRESH_COPY({
-    simhost::Options options;
-    options.withheld = kAllServices;
-    simhost::Host host(options);
-    Connect();
-    REALstring s = host.NewStringUTF8("abc");
-    REALobject run = host.NewObject("StyleRun");
-    REALobject styledText = host.NewStyledText();
-    UseEveryWrapper(host, s, run, styledText);  // all missing: one look-up each
+TEST_F(ServiceBinding, AvailableServicesAreLookedUpOnceAndThenCalledDirectly) {
+  simhost::Options options;
+  options.withheld = kAllServices;
+  simhost::Host host(options);
+  Connect();
+  REALstring s = host.NewStringUTF8("abc");
+  REALobject run = host.NewObject("StyleRun");
+  REALobject styledText = host.NewStyledText();
+  UseEveryWrapper(host, s, run, styledText);  // all missing: one look-up each
 
-    host.options().withheld.clear();
-    host.ResetCounters();
-    for (int round = 0; round < 3; ++round) UseEveryWrapper(host, s, run, styledText);
-    for (const std::string& name : kAllServices) {
-      if (name == "PluginRegisterModule" || name == "PluginRegisterClassExtension") continue;
-      EXPECT_EQ(host.Lookups(name), 1u) << name;
-      EXPECT_GE(host.Calls(name), 1u) << name;
-    }
-    EXPECT_EQ(host.Lookups(kLenB), 1u) << "the byte count method is kept once found";
-    EXPECT_EQ(host.Calls(kLenB), 3u);
-    EXPECT_EQ(host.Misuses(), 0u) << host.LastMisuse();
-    host.Release(styledText);
-    host.Release(run);
-    host.Release(s);
-    EXPECT_EQ(host.LiveStrings(), 0u);
-    EXPECT_EQ(host.LiveObjects(), 0u);
-  });
+  host.options().withheld.clear();
+  host.ResetCounters();
+  for (int round = 0; round < 3; ++round) UseEveryWrapper(host, s, run, styledText);
+  for (const std::string& name : kAllServices) {
+    if (name == "PluginRegisterModule" || name == "PluginRegisterClassExtension") continue;
+    EXPECT_EQ(host.Lookups(name), 1u) << name;
+    EXPECT_GE(host.Calls(name), 1u) << name;
+  }
+  EXPECT_EQ(host.Lookups(kLenB), 1u) << "the byte count method is kept once found";
+  EXPECT_EQ(host.Calls(kLenB), 3u);
+  EXPECT_EQ(host.Misuses(), 0u) << host.LastMisuse();
+  host.Release(styledText);
+  host.Release(run);
+  host.Release(s);
+  EXPECT_EQ(host.LiveStrings(), 0u);
+  EXPECT_EQ(host.LiveObjects(), 0u);
 }
 
 // A resolver in front of the host's that records, in order, every look-up and every call of
@@ -250,57 +218,82 @@ void* RBCALL TracingResolver(const char* name) {
   return entry;
 }
 
-TEST(ServiceBinding, StringContentsLooksUpThenMeasuresThenTakesTheBytes) {
-  IN_FRESH_COPY({
-    simhost::Host host;
-    Connect();
-    std::vector<std::string> trace;
-    gTrace = &trace;
-    gResolver = &TracingResolver;
-    REALstring s = host.NewStringUTF8("caf\xC3\xA9");
-    int64_t length = -1;
-    const char* bytes = REALGetStringContents(s, &length);
-    EXPECT_EQ(length, 5);
-    ASSERT_NE(bytes, nullptr);
-    EXPECT_EQ(std::string(bytes, 5), "caf\xC3\xA9");
-    std::vector<std::string> first = {"resolve StringGetCString", "resolve REALLoadGlobalMethod",
-                                      std::string("global method (null) ") + kLenB, "call LenB",
-                                      "call StringGetCString"};
-    EXPECT_EQ(trace, first);
+TEST_F(ServiceBinding, StringContentsLooksUpThenMeasuresThenTakesTheBytes) {
+  simhost::Host host;
+  Connect();
+  std::vector<std::string> trace;
+  gTrace = &trace;
+  gResolver = &TracingResolver;
+  REALstring s = host.NewStringUTF8("caf\xC3\xA9");
+  int64_t length = -1;
+  const char* bytes = REALGetStringContents(s, &length);
+  EXPECT_EQ(length, 5);
+  ASSERT_NE(bytes, nullptr);
+  EXPECT_EQ(std::string(bytes, 5), "caf\xC3\xA9");
+  std::vector<std::string> first = {"resolve StringGetCString", "resolve REALLoadGlobalMethod",
+                                    std::string("global method (null) ") + kLenB, "call LenB",
+                                    "call StringGetCString"};
+  EXPECT_EQ(trace, first);
 
-    trace.clear();
-    length = -1;
-    REALGetStringContents(s, &length);
-    EXPECT_EQ(length, 5);
-    std::vector<std::string> next = {"call LenB", "call StringGetCString"};
-    EXPECT_EQ(trace, next) << "both kept after the first use";
-    host.Release(s);
-    gTrace = nullptr;
-  });
+  trace.clear();
+  length = -1;
+  REALGetStringContents(s, &length);
+  EXPECT_EQ(length, 5);
+  std::vector<std::string> next = {"call LenB", "call StringGetCString"};
+  EXPECT_EQ(trace, next) << "both kept after the first use";
+  host.Release(s);
+  gTrace = nullptr;
 }
 
-TEST(ServiceBinding, StringContentsWithoutCStringStillMeasures) {
-  IN_FRESH_COPY({
-    simhost::Options options;
-    options.withheld = {"StringGetCString"};
-    simhost::Host host(options);
-    Connect();
-    REALstring s = host.NewStringUTF8("abc");
-    for (int round = 0; round < 2; ++round) {
-      int64_t length = -1;
-      EXPECT_EQ(REALGetStringContents(s, &length), nullptr);
-      EXPECT_EQ(length, 3);
-    }
-    EXPECT_EQ(host.Lookups("StringGetCString"), 2u);
-    EXPECT_EQ(host.Lookups(kLenB), 1u);
-    host.options().withheld.clear();
+TEST_F(ServiceBinding, StringContentsWithoutCStringStillMeasures) {
+  simhost::Options options;
+  options.withheld = {"StringGetCString"};
+  simhost::Host host(options);
+  Connect();
+  REALstring s = host.NewStringUTF8("abc");
+  for (int round = 0; round < 2; ++round) {
     int64_t length = -1;
-    const char* bytes = REALGetStringContents(s, &length);
-    ASSERT_NE(bytes, nullptr);
-    EXPECT_EQ(std::string(bytes, 3), "abc");
-    EXPECT_EQ(host.Lookups("StringGetCString"), 3u);
-    host.Release(s);
-  });
+    EXPECT_EQ(REALGetStringContents(s, &length), nullptr);
+    EXPECT_EQ(length, 3);
+  }
+  EXPECT_EQ(host.Lookups("StringGetCString"), 2u);
+  EXPECT_EQ(host.Lookups(kLenB), 1u);
+  host.options().withheld.clear();
+  int64_t length = -1;
+  const char* bytes = REALGetStringContents(s, &length);
+  ASSERT_NE(bytes, nullptr);
+  EXPECT_EQ(std::string(bytes, 3), "abc");
+  EXPECT_EQ(host.Lookups("StringGetCString"), 3u);
+  host.Release(s);
+}
+
+TEST_F(ServiceBinding, EveryCachedServiceHasAWrapper) {
+  // UseEveryWrapper and the counts above cover exactly these.
+  EXPECT_EQ(kAllServices.size(), 26u);
+}
+
+TEST_F(ServiceBinding, ResetForgetsWhatWasFound) {
+  simhost::Host host;
+  Connect();
+  REALstring s = host.NewStringUTF8("abc");
+  for (int round = 1; round <= 2; ++round) {
+    int64_t length = -1;
+    ASSERT_NE(REALGetStringContents(s, &length), nullptr);
+    EXPECT_EQ(length, 3);
+    EXPECT_EQ(REALGetStringEncoding(s), kREALTextEncodingUTF8);
+  }
+  EXPECT_EQ(host.Lookups(host_contract::kStringGetCStringName), 1u);
+  EXPECT_EQ(host.Lookups(host_contract::kREALGetStringEncodingName), 1u);
+  EXPECT_EQ(host.Lookups(kLenB), 1u);
+
+  ResetHostEntryPoints();
+  int64_t length = -1;
+  ASSERT_NE(REALGetStringContents(s, &length), nullptr);
+  EXPECT_EQ(REALGetStringEncoding(s), kREALTextEncodingUTF8);
+  EXPECT_EQ(host.Lookups(host_contract::kStringGetCStringName), 2u);
+  EXPECT_EQ(host.Lookups(host_contract::kREALGetStringEncodingName), 2u);
+  EXPECT_EQ(host.Lookups(kLenB), 2u) << "the global LenB is looked up again too";
+  host.Release(s);
 }
 
 }  // namespace

@@ -11,14 +11,15 @@
 #include <vector>
 
 #include "bridge/host_string_read.h"
+#include "frame/host_contract.h"
 #include "simhost/host.h"
 
 namespace {
 
 using simhost::RunRecipe;
 
-constexpr const char* kStyleRunMethod = "StyleRun(Index as Integer) As StyleRun";
-constexpr const char* kParagraphMethod = "Paragraph(Index as Integer) As Paragraph";
+constexpr const char* kStyleRunMethod = host_contract::kStyleRunDeclaration;
+constexpr const char* kParagraphMethod = host_contract::kParagraphDeclaration;
 
 // The fixed start of every document whose font table is empty and whose only colour is black.
 const std::string kPlainHeader =
@@ -121,7 +122,7 @@ TEST_F(RTFExport, TwoRunsOfArialInRedAndBlack) {
 // bytes are there. A font name is read as a C string, so it still reaches the font table.
 TEST_F(RTFExport, FontNamesReachTheFontTableWithoutTheByteCountMethod) {
   simhost::Options options;
-  options.withheld = {"LenB( s as string ) as integer"};
+  options.withheld = {host_contract::kLenBDeclaration};
   Start(options);
   const std::string rtf = Export({Styled("Hello", "Arial", 12, 0x00FF0000, true)});
   // The run's text is read by its length, so it is empty; its formatting is still written.

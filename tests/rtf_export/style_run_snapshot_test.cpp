@@ -22,8 +22,8 @@
 
 namespace {
 
-constexpr const char* kStyleRunMethod = "StyleRun(Index as Integer) As StyleRun";
-constexpr const char* kParagraphMethod = "Paragraph(Index as Integer) As Paragraph";
+constexpr const char* kStyleRunMethod = host_contract::kStyleRunDeclaration;
+constexpr const char* kParagraphMethod = host_contract::kParagraphDeclaration;
 
 struct FakeParagraph {
   int64_t start, end, alignment;
@@ -155,13 +155,13 @@ RBInteger RBCALL LenHook(REALstring s) {
   auto forced = gHooks.lengths.find(gHooks.lenCalls++);
   if (forced != gHooks.lengths.end()) return forced->second;
   auto real = reinterpret_cast<HostStringMeasure>(
-      Real<LoadGlobalMethodFn>("REALLoadGlobalMethod")(nullptr, "Len(s as string) as integer"));
+      Real<LoadGlobalMethodFn>("REALLoadGlobalMethod")(nullptr, host_contract::kLenDeclaration));
   return real != nullptr ? real(s) : 0;
 }
 
 void* RBCALL LoadGlobalMethodHook(const char* module, const char* declaration) {
   void* found = Real<LoadGlobalMethodFn>("REALLoadGlobalMethod")(module, declaration);
-  if (found != nullptr && std::strcmp(declaration, "Len(s as string) as integer") == 0)
+  if (found != nullptr && std::strcmp(declaration, host_contract::kLenDeclaration) == 0)
     return reinterpret_cast<void*>(&LenHook);
   return found;
 }

@@ -13,6 +13,7 @@
 #include <string>
 #include <vector>
 
+#include "frame/host_contract.h"
 #include "import_fixture.h"
 #include "literal_import_model.h"
 #include "support/corpus.h"
@@ -210,9 +211,9 @@ class ModelAgrees : public ImportTest {
     expectedAlignments.resize(alignments.size(), 0);
     EXPECT_EQ(alignments, expectedAlignments) << shown;
     EXPECT_EQ(host_.Calls("PluginNewInstance"), expected.styleRunsCreated) << shown;
-    EXPECT_EQ(host_.Calls("AppendStyleRun(Run as StyleRun)"), expected.runsAppended) << shown;
-    EXPECT_EQ(host_.Calls("ParagraphAlignment(Index As Integer, assigns _value as Integer)"),
-              expected.alignmentsSet)
+    EXPECT_EQ(host_.Calls(host_contract::kAppendStyleRunDeclaration), expected.runsAppended)
+        << shown;
+    EXPECT_EQ(host_.Calls(host_contract::kParagraphAlignmentDeclaration), expected.alignmentsSet)
         << shown;
   }
 };

@@ -5,6 +5,7 @@
 #include <string>
 #include <vector>
 
+#include "frame/host_contract.h"
 #include "import_fixture.h"
 
 namespace import_test {
@@ -243,7 +244,7 @@ TEST_F(ImportTest, ExistingRunsAreRemoved) {
     host_.AppendRun(styledText_, run);
   }
   EXPECT_EQ(TextsOf(Import("{\\rtf1 new}")), Texts{"new"});
-  EXPECT_EQ(host_.Calls("RemoveStyleRun(Index as Integer)"), 3u);
+  EXPECT_EQ(host_.Calls(host_contract::kRemoveStyleRunDeclaration), 3u);
 }
 
 TEST_F(ImportTest, SkipParagraphsFlagIsIgnored) {

@@ -12,6 +12,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <iterator>
 
 #include "services.h"
 #include "simhost/host.h"
@@ -31,39 +32,11 @@ REALproc kSetter = reinterpret_cast<REALproc>(&OtherNoOp);
 
 TEST(SimhostResolver, OffersEveryServiceOfThePluginInterface) {
   Host host;
-  const char* services[] = {"PluginGetStringData",
-                            "PluginDisposeStringData",
-                            "StringGetCString",
-                            "REALLockString",
-                            "REALUnlockString",
-                            "REALUnlockObject",
-                            "REALGetStringEncoding",
-                            "REALSetStringEncoding",
-                            "REALConvertString",
-                            "REALBuildString",
-                            "REALBuildStringWithEncoding",
-                            "RuntimeStringCompare",
-                            "PluginNewInstance",
-                            "RuntimeRaiseException",
-                            "REALLoadGlobalMethod",
-                            "REALLoadObjectMethod",
-                            "REALGetPropValueString",
-                            "REALSetPropValueString",
-                            "REALGetPropValueBool",
-                            "REALGetPropValueColor",
-                            "REALGetPropValueInteger",
-                            "REALSetPropValueInteger",
-                            "REALSetPropValueUInt32",
-                            "REALSetPropValueBoolean",
-                            "PluginRegisterClassExtension",
-                            "PluginRegisterModule",
-                            "REALGetRBVersion",
-                            "RegisterPluginVersion",
-                            "REALLockObject",
-                            "REALSetPropValueColor",
-                            "REALGetPropValueInt",
-                            "REALSetPropValueInt"};
-  for (const char* name : services) EXPECT_NE(Host::Resolve(name), nullptr) << name;
+  // Every service of the host contract, those the library does not ask for included.
+  for (const host_contract::ServiceRow& row : host_contract::kServices) {
+    EXPECT_NE(Host::Resolve(row.name), nullptr) << row.name;
+  }
+  EXPECT_EQ(std::size(host_contract::kServices), 32u);
   EXPECT_EQ(Host::Resolve("REALGetPropValueDouble"), nullptr);
   EXPECT_EQ(Host::Resolve(nullptr), nullptr);
   EXPECT_EQ(host.Lookups("REALLockString"), 1u);
@@ -428,6 +401,49 @@ TEST(SimhostPlugin, DefaultLibraryPathHonoursTheEnvironment) {
   SetVariable("PENDLOW_LIBRARY", nullptr);
   EXPECT_EQ(Plugin::DefaultLibraryPath(), PENDLOW_LIBRARY_PATH);
   if (saved != nullptr) SetVariable("PENDLOW_LIBRARY", keep.c_str());
+}
+
+TEST(SimhostResolver, AnswersEveryPropertyOfTheContractOnItsClass) {
+  Host host;
+  REALobject st = host.NewStyledText();
+  simhost::RunRecipe recipe;
+  recipe.text = "ab\r";
+  host.AppendRun(st, recipe);
+  REALobject run = Method<IndexGetterFn>(st, kStyleRun)(st, 0);
+  REALobject paragraph = Method<IndexGetterFn>(st, kParagraph)(st, 0);
+  REALobject exception = Service<NewInstanceFn>("PluginNewInstance")("RuntimeException");
+  ASSERT_NE(run, nullptr);
+  ASSERT_NE(paragraph, nullptr);
+  ASSERT_NE(exception, nullptr);
+  for (const host_contract::PropertyRow& row : host_contract::kProperties) {
+    const std::string classes = row.classes, type = row.type;
+    REALobject o = classes.rfind("StyledText", 0) == 0  ? st
+                   : classes.rfind("StyleRun", 0) == 0  ? run
+                   : classes.rfind("Paragraph", 0) == 0 ? paragraph
+                                                        : exception;
+    bool answered = false;
+    if (type == "String") {
+      REALstring value = nullptr;
+      answered = Service<GetStringPropFn>("REALGetPropValueString")(o, row.name, &value) != 0;
+      if (value != nullptr) host.Release(value);
+    } else if (type == "Integer") {
+      RBInteger value = 0;
+      answered = Service<GetIntegerPropFn>("REALGetPropValueInteger")(o, row.name, &value) != 0;
+    } else if (type == "Boolean") {
+      RBBoolean value = 0;
+      answered = Service<GetBoolPropFn>("REALGetPropValueBool")(o, row.name, &value) != 0;
+    } else if (type == "Color") {
+      RBColor value = 0;
+      answered = Service<GetColorPropFn>("REALGetPropValueColor")(o, row.name, &value) != 0;
+    }
+    EXPECT_TRUE(answered) << row.name << " on " << row.classes;
+  }
+  EXPECT_EQ(std::size(host_contract::kProperties), 15u);
+  host.Release(exception);
+  host.Release(paragraph);
+  host.Release(run);
+  host.Release(st);
+  EXPECT_EQ(host.Misuses(), 0u) << host.LastMisuse();
 }
 
 }  // namespace

@@ -4,6 +4,7 @@
 
 #include <gtest/gtest.h>
 
+#include "frame/host_contract.h"
 #include "simhost/host.h"
 
 namespace simhost_test {
@@ -13,47 +14,47 @@ Fn Service(const char* name) {
   return reinterpret_cast<Fn>(simhost::Host::Resolve(name));
 }
 
-typedef RBBoolean (*GetStringDataFn)(REALstring, uint32_t, REALstringData*);
-typedef void (*DisposeStringDataFn)(REALstringData*);
-typedef void* (*CStringFn)(REALstring);
-typedef void (*StringFn)(REALstring);
-typedef void (*ObjectFn)(REALobject);
-typedef uint32_t (*GetEncodingFn)(REALstring);
-typedef void (*SetEncodingFn)(REALstring, uint32_t);
-typedef REALstring (*ConvertFn)(REALstring, uint32_t);
-typedef REALstring (*BuildFn)(const char*, int);
-typedef REALstring (*BuildWithEncodingFn)(const char*, int, uint32_t);
-typedef RBInteger (*CompareFn)(REALstring, REALstring);
-typedef REALobject (*NewInstanceFn)(const char*);
-typedef void* (*LoadGlobalFn)(const char*, const char*);
-typedef void* (*LoadObjectMethodFn)(REALobject, const char*);
-typedef long (*GetStringPropFn)(REALobject, const char*, REALstring*);
-typedef RBBoolean (*SetStringPropFn)(REALobject, const char*, REALstring);
-typedef RBBoolean (*GetBoolPropFn)(REALobject, const char*, RBBoolean*);
-typedef RBBoolean (*GetColorPropFn)(REALobject, const char*, RBColor*);
-typedef RBBoolean (*GetIntegerPropFn)(REALobject, const char*, RBInteger*);
-typedef RBBoolean (*SetIntegerPropFn)(REALobject, const char*, RBInteger);
-typedef RBBoolean (*SetUInt32PropFn)(REALobject, const char*, uint32_t);
-typedef RBBoolean (*SetBoolPropFn)(REALobject, const char*, RBBoolean);
-typedef void (*RegisterClassFn)(REALclassDefinition*);
-typedef void (*RegisterModuleFn)(REALmoduleDefinition*);
-typedef double (*VersionFn)();
-typedef void (*AnnounceFn)(int);
+// The services' and methods' C shapes, from the host contract.
+using GetStringDataFn = host_contract::PluginGetStringDataFn;
+using DisposeStringDataFn = host_contract::PluginDisposeStringDataFn;
+using CStringFn = host_contract::StringGetCStringFn;
+using StringFn = host_contract::REALLockStringFn;
+using ObjectFn = host_contract::REALUnlockObjectFn;
+using GetEncodingFn = host_contract::REALGetStringEncodingFn;
+using SetEncodingFn = host_contract::REALSetStringEncodingFn;
+using ConvertFn = host_contract::REALConvertStringFn;
+using BuildFn = host_contract::REALBuildStringFn;
+using BuildWithEncodingFn = host_contract::REALBuildStringWithEncodingFn;
+using CompareFn = host_contract::RuntimeStringCompareFn;
+using NewInstanceFn = host_contract::PluginNewInstanceFn;
+using LoadGlobalFn = host_contract::REALLoadGlobalMethodFn;
+using LoadObjectMethodFn = host_contract::REALLoadObjectMethodFn;
+using GetStringPropFn = host_contract::REALGetPropValueStringFn;
+using SetStringPropFn = host_contract::REALSetPropValueStringFn;
+using GetBoolPropFn = host_contract::REALGetPropValueBoolFn;
+using GetColorPropFn = host_contract::REALGetPropValueColorFn;
+using GetIntegerPropFn = host_contract::REALGetPropValueIntegerFn;
+using SetIntegerPropFn = host_contract::REALSetPropValueIntegerFn;
+using SetUInt32PropFn = host_contract::REALSetPropValueUInt32Fn;
+using SetBoolPropFn = host_contract::REALSetPropValueBooleanFn;
+using RegisterClassFn = host_contract::PluginRegisterClassExtensionFn;
+using RegisterModuleFn = host_contract::PluginRegisterModuleFn;
+using VersionFn = host_contract::REALGetRBVersionFn;
+using AnnounceFn = host_contract::RegisterPluginVersionFn;
 
-typedef RBInteger (*MeasureFn)(REALstring);
-typedef REALobject (*IndexGetterFn)(REALobject, RBInteger);
-typedef void (*IndexActionFn)(REALobject, RBInteger);
-typedef void (*ObjectActionFn)(REALobject, REALobject);
-typedef void (*IndexSetterFn)(REALobject, RBInteger, RBInteger);
+using MeasureFn = host_contract::LenBFn;
+using IndexGetterFn = host_contract::StyleRunFn;
+using IndexActionFn = host_contract::RemoveStyleRunFn;
+using ObjectActionFn = host_contract::AppendStyleRunFn;
+using IndexSetterFn = host_contract::ParagraphAlignmentFn;
 
-constexpr const char* kLen = "Len(s as string) as integer";
-constexpr const char* kLenB = "LenB( s as string ) as integer";
-constexpr const char* kStyleRun = "StyleRun(Index as Integer) As StyleRun";
-constexpr const char* kParagraph = "Paragraph(Index as Integer) As Paragraph";
-constexpr const char* kRemoveStyleRun = "RemoveStyleRun(Index as Integer)";
-constexpr const char* kAppendStyleRun = "AppendStyleRun(Run as StyleRun)";
-constexpr const char* kParagraphAlignment =
-    "ParagraphAlignment(Index As Integer, assigns _value as Integer)";
+constexpr const char* kLen = host_contract::kLenDeclaration;
+constexpr const char* kLenB = host_contract::kLenBDeclaration;
+constexpr const char* kStyleRun = host_contract::kStyleRunDeclaration;
+constexpr const char* kParagraph = host_contract::kParagraphDeclaration;
+constexpr const char* kRemoveStyleRun = host_contract::kRemoveStyleRunDeclaration;
+constexpr const char* kAppendStyleRun = host_contract::kAppendStyleRunDeclaration;
+constexpr const char* kParagraphAlignment = host_contract::kParagraphAlignmentDeclaration;
 
 // A method of an object by declaration, through "REALLoadObjectMethod".
 template <typename Fn>

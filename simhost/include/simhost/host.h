@@ -37,10 +37,10 @@ enum class ParagraphRule {
 };
 
 struct Options {
-  // Host version reported by "REALGetRBVersion"; nullopt withholds that service.
+  // Host version reported by REALGetRBVersion; nullopt withholds that service.
   std::optional<double> version = 2021.03;
-  // Resolver names ("REALGetPropValueColor") and method declarations
-  // ("LenB( s as string ) as integer") that the host does not offer.
+  // Resolver names (REALGetPropValueColor) and method declarations (the framework's LenB) that
+  // the host does not offer.
   std::set<std::string> withheld;
   FontProperty fontProperty = FontProperty::kBoth;
   ParagraphRule paragraphRule = ParagraphRule::kDocumented;
@@ -136,7 +136,7 @@ class Host {
 
   // Objects. New handles carry one reference owned by the caller.
   REALobject NewStyledText();
-  REALobject NewObject(const std::string& className);  // as "PluginNewInstance" would
+  REALobject NewObject(const std::string& className);  // as PluginNewInstance would
   void Lock(REALobject o);
   void Release(REALobject o);
   int RefCount(REALobject o) const;
@@ -167,7 +167,7 @@ class Host {
   const std::vector<RaisedException>& Exceptions() const;
   void ClearExceptions();
   const std::vector<Registration>& Registrations() const;
-  std::optional<int32_t> AnnouncedVersion() const;  // "RegisterPluginVersion" argument
+  std::optional<int32_t> AnnouncedVersion() const;  // RegisterPluginVersion argument
 
   // Debug log lines written by the library, without their trailing newline.
   const std::vector<std::string>& Log() const;
