@@ -4,6 +4,7 @@
 // from 3000 on, otherwise as a module of extension methods with the hidden "Debugging" property.
 #include <cstdlib>
 
+#include "frame/host_contract.h"
 #include "frame/host_services.h"
 #include "frame/member_flags.h"
 #include "frame/registration.h"
@@ -18,9 +19,6 @@
 #endif
 
 namespace {
-
-typedef double(RBCALL* GetVersionFn)();
-typedef void(RBCALL* RegisterVersionFn)(int);
 
 // Registration records live in writable memory for the life of the process: the host keeps
 // pointers into them and writes some fields itself.
@@ -43,7 +41,8 @@ REALclassDefinition StyledTextClass = [] {
 extern "C" PENDLOW_EXPORT void RBCALL REALPluginMain(REALResolver resolver) {
   gResolver = resolver;
   if (resolver != nullptr) {
-    if (auto getVersion = reinterpret_cast<GetVersionFn>(resolver("REALGetRBVersion"))) {
+    if (auto getVersion = reinterpret_cast<host_contract::REALGetRBVersionFn>(
+            resolver(host_contract::kREALGetRBVersionName))) {
       rbversion = getVersion();
     }
   }
@@ -51,7 +50,8 @@ extern "C" PENDLOW_EXPORT void RBCALL REALPluginMain(REALResolver resolver) {
   if (resolver == nullptr) return;
 
   // The host must offer this one; it is called without a test, as the host's own glue does.
-  reinterpret_cast<RegisterVersionFn>(resolver("RegisterPluginVersion"))(CurrentREALControlVersion);
+  reinterpret_cast<host_contract::RegisterPluginVersionFn>(
+      resolver(host_contract::kRegisterPluginVersionName))(CurrentREALControlVersion);
 
   REALclassDefinition& cls = StyledTextClass;
   cls.flags = FixFlagsWord(cls.flags);
