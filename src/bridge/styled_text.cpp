@@ -1,6 +1,6 @@
 // StyledText access through the host's own methods, looked up by declaration. Each operation
-// caches the method with the StyledText it was found for, so a loop over the runs or
-// paragraphs of one StyledText asks the host once.
+// caches the method with the StyledText it was found for (in the library's entry points), so a
+// loop over the runs or paragraphs of one StyledText asks the host once.
 #include "bridge/styled_text.h"
 
 #include "bridge/host_string_build.h"
@@ -10,15 +10,9 @@
 
 namespace {
 
-// One operation's method cache: the StyledText last looked up for and what the host answered.
-struct MethodCache {
-  REALobject lastObject;
-  void* entry;
-};
-
 // The method for styledText: the cached entry while the same object comes back, otherwise (or
 // after a failed lookup) asked from the host again. Null when not found.
-void* LookUpMethod(MethodCache& cache, REALobject styledText, const char* declaration) {
+void* LookUpMethod(HostMethodCache& cache, REALobject styledText, const char* declaration) {
   if (styledText != cache.lastObject) {
     cache.lastObject = styledText;
     cache.entry = nullptr;
@@ -29,13 +23,11 @@ void* LookUpMethod(MethodCache& cache, REALobject styledText, const char* declar
   return cache.entry;
 }
 
-inline void* FindMethod(MethodCache& cache, REALobject styledText, const char* declaration) {
+inline void* FindMethod(HostMethodCache& cache, REALobject styledText, const char* declaration) {
   if (styledText == cache.lastObject && cache.entry != nullptr) return cache.entry;
   return LookUpMethod(cache, styledText, declaration);
 }
 
-// AppendStyleRun, shared by the appending function and the import's run path.
-MethodCache appendCache{nullptr, nullptr};
 constexpr const char* kAppendDeclaration = host_contract::kAppendStyleRunDeclaration;
 
 int64_t ParagraphCount(REALobject styledText) {
@@ -59,8 +51,8 @@ AddRunQuietly(REALstringStruct* text, REALobjectStruct* styledText, REALobjectSt
               int64_t alignment) {
   const int64_t oldCount = ParagraphCount(styledText);
   REALSetPropValueString(styleRun, "Text", text);
-  auto append =
-      reinterpret_cast<HostObjectAction>(FindMethod(appendCache, styledText, kAppendDeclaration));
+  auto append = reinterpret_cast<HostObjectAction>(
+      FindMethod(gHostEntryPoints.methodAppendStyleRun, styledText, kAppendDeclaration));
   if (append != nullptr) append(styledText, styleRun);
   REALUnlockObject(styleRun);
   styleRun = nullptr;
@@ -71,30 +63,27 @@ AddRunQuietly(REALstringStruct* text, REALobjectStruct* styledText, REALobjectSt
 }  // namespace
 
 REALobjectStruct* GetStyleRun(REALobjectStruct* styledText, int64_t index) {
-  static MethodCache cache{nullptr, nullptr};
   auto method = reinterpret_cast<HostIndexGetter>(
-      FindMethod(cache, styledText, host_contract::kStyleRunDeclaration));
+      FindMethod(gHostEntryPoints.methodStyleRun, styledText, host_contract::kStyleRunDeclaration));
   if (method == nullptr) return nullptr;
   return method(styledText, static_cast<RBInteger>(index));
 }
 
 REALobjectStruct* GetParagraph(REALobjectStruct* styledText, int64_t index) {
-  static MethodCache cache{nullptr, nullptr};
-  auto method = reinterpret_cast<HostIndexGetter>(
-      FindMethod(cache, styledText, host_contract::kParagraphDeclaration));
+  auto method = reinterpret_cast<HostIndexGetter>(FindMethod(
+      gHostEntryPoints.methodParagraph, styledText, host_contract::kParagraphDeclaration));
   if (method == nullptr) return nullptr;
   return method(styledText, static_cast<RBInteger>(index));
 }
 
 int64_t GetStringLength(REALstringStruct* s) {
   // Len is a framework global, the same for every object: once found it is kept.
-  static HostStringMeasure pLen = nullptr;
+  void*& pLen = gHostEntryPoints.globalLen;
   if (pLen == nullptr) {
-    pLen = reinterpret_cast<HostStringMeasure>(
-        REALLoadFrameworkMethod(nullptr, host_contract::kLenDeclaration));
+    pLen = REALLoadFrameworkMethod(nullptr, host_contract::kLenDeclaration);
     if (pLen == nullptr) return 0;
   }
-  return pLen(s);
+  return reinterpret_cast<HostStringMeasure>(pLen)(s);
 }
 
 void StyledTextClear(REALobjectStruct* styledText) {
@@ -110,7 +99,7 @@ void StyledTextClear(REALobjectStruct* styledText) {
 }
 
 void StyledTextRemoveStyleRun(REALobjectStruct* styledText, int64_t index) {
-  static MethodCache cache{nullptr, nullptr};
+  HostMethodCache& cache = gHostEntryPoints.methodRemoveStyleRun;
   DebugLogLong("StyledTextRemoveStyleRun", index);
   auto method = reinterpret_cast<HostIndexAction>(
       FindMethod(cache, styledText, host_contract::kRemoveStyleRunDeclaration));
@@ -122,7 +111,7 @@ void StyledTextRemoveStyleRun(REALobjectStruct* styledText, int64_t index) {
 }
 
 void StyledTextAppendStyleRun(REALobjectStruct* styledText, REALobjectStruct* styleRun) {
-  MethodCache& cache = appendCache;
+  HostMethodCache& cache = gHostEntryPoints.methodAppendStyleRun;
   if (styledText == nullptr) {
     DebugLogText("styledText is nil in", "StyledTextAppendStyleRun");
     return;
@@ -143,7 +132,7 @@ void StyledTextAppendStyleRun(REALobjectStruct* styledText, REALobjectStruct* st
 
 void StyledTextSetParagraphAlignment(REALobjectStruct* styledText, int64_t index,
                                      int64_t alignment) {
-  static MethodCache cache{nullptr, nullptr};
+  HostMethodCache& cache = gHostEntryPoints.methodParagraphAlignment;
   if (styledText == nullptr) {
     DebugLogText("styledText is nil in", "StyledTextSetParagraphAlignment");
     return;

@@ -15,10 +15,19 @@ extern REALResolver gResolver;
 
 // Entry points of the services the library caches (one per row of host_contract.def, named
 // after it) and of the framework global LenB, null until the host offers them.
+// A StyledText method as last found: the StyledText it was looked up for and the host's answer.
+struct HostMethodCache {
+  REALobject lastObject;
+  void* entry;
+};
+
+// Every entry point the library has resolved: services by name, framework globals by
+// declaration (kept once found), StyledText methods with the object they were found for.
 struct HostEntryPoints {
 #define HOST_SERVICE(Id, Name, Declared, Read, Params, Neutral, Since) void* Id;
+#define HOST_GLOBAL_METHOD(Id, Declaration, Result, Params) void* global##Id;
+#define HOST_OBJECT_METHOD(Id, Declaration, Result, Params) HostMethodCache method##Id;
 #include "frame/host_contract.def"
-  void* globalLenB;
 };
 // Defined here (not only declared) so that every use is a direct load, as for any variable of
 // the library's own.

@@ -122,45 +122,28 @@ class BridgeTest : public testing::Test {
 
 }  // namespace bridge_test
 
-// Present in sanitizer builds: the child ends with _Exit, so it runs the leak check itself.
-extern "C" void __lsan_do_leak_check() __attribute__((weak));
-
 namespace bridge_test {
 
-// The child's side of InFreshProcess: runs the checks and reports through the exit code.
-template <typename Body>
-void RunAndExit(Body&& body) {
-  bool ok = true;
-  testing::TestPartResultArray failures;
-  {
-    // Collect the child's failed checks: they reach the parent only through standard error.
-    testing::ScopedFakeTestPartResultReporter collect(
-        testing::ScopedFakeTestPartResultReporter::INTERCEPT_ONLY_CURRENT_THREAD, &failures);
-    body(ok);
-  }
-  for (int i = 0; i < failures.size(); ++i) {
-    const testing::TestPartResult& part = failures.GetTestPartResult(i);
-    std::fprintf(stderr, "%s:%d: %s\n", part.file_name() ? part.file_name() : "?",
-                 part.line_number(), part.message());
-  }
-  if (!ok) std::fprintf(stderr, "a check in the fresh process failed\n");
-  std::fflush(stdout);
-  std::fflush(stderr);
-  if (__lsan_do_leak_check != nullptr) __lsan_do_leak_check();
-  std::_Exit(ok && failures.size() == 0 ? 0 : 1);
-}
+// Forgets the library's resolved entry points on the way in and out, so the block meets the
+// host as a library that has resolved nothing yet, and leaves nothing behind for later tests.
+struct FreshEntryPoints {
+  FreshEntryPoints() { ResetHostEntryPoints(); }
+  ~FreshEntryPoints() { ResetHostEntryPoints(); }
+  FreshEntryPoints(const FreshEntryPoints&) = delete;
+  FreshEntryPoints& operator=(const FreshEntryPoints&) = delete;
+};
 
 }  // namespace bridge_test
 
-// Runs the block (which may clear `ok`) in a fresh copy of this test program, where no host
-// service has been resolved yet; passes when the block leaves `ok` true and no check in it
-// failed. Failed checks are printed by the child.
-#define IN_FRESH_PROCESS(...)                                                        \
-  do {                                                                               \
-    GTEST_FLAG_SET(death_test_style, "threadsafe");                                  \
-    auto freshBody = [&](bool& ok) {                                                 \
-      (void)ok;                                                                      \
-      __VA_ARGS__;                                                                   \
-    };                                                                               \
-    EXPECT_EXIT(bridge_test::RunAndExit(freshBody), testing::ExitedWithCode(0), ""); \
+// Runs the block (which may clear `ok`) with no host service or method resolved yet; passes
+// when the block leaves `ok` true and no check in it failed.
+#define WITH_FRESH_ENTRY_POINTS(...)                       \
+  do {                                                     \
+    bridge_test::FreshEntryPoints freshEntryPoints;        \
+    bool freshOk = true;                                   \
+    [&](bool& ok) {                                        \
+      (void)ok;                                            \
+      __VA_ARGS__;                                         \
+    }(freshOk);                                            \
+    EXPECT_TRUE(freshOk) << "a check in the block failed"; \
   } while (0)

@@ -14,7 +14,7 @@ const char* const kLenBDecl = host_contract::kLenBDeclaration;
 const char* const kLenDecl = host_contract::kLenDeclaration;
 
 TEST(BridgeWithheld, MissingColourReaderKeepsThePresetAndIsResolvedAgain) {
-  IN_FRESH_PROCESS({
+  WITH_FRESH_ENTRY_POINTS({
     bridge_test::HostWithout host({"REALGetPropValueColor"});
     REALobject run = host.NewObject("StyleRun");
     ok = ok && REALSetPropValueUInt32(run, "TextColor", 0x00123456);
@@ -37,7 +37,7 @@ TEST(BridgeWithheld, MissingColourReaderKeepsThePresetAndIsResolvedAgain) {
 }
 
 TEST(BridgeWithheld, StringContentsKeepsItsOwnLenBCache) {
-  IN_FRESH_PROCESS({
+  WITH_FRESH_ENTRY_POINTS({
     simhost::Host host;
     bridge_test::ConnectLibrary();
     REALstring s = host.NewStringUTF8("caf\xC3\xA9");
@@ -62,7 +62,7 @@ TEST(BridgeWithheld, StringContentsKeepsItsOwnLenBCache) {
 }
 
 TEST(BridgeWithheld, MissingLenBIsLookedUpOnEveryRead) {
-  IN_FRESH_PROCESS({
+  WITH_FRESH_ENTRY_POINTS({
     bridge_test::HostWithout host({kLenBDecl});
     REALstring s = host.NewStringUTF8("abc");
     for (int round = 0; round < 2; ++round) {

@@ -304,7 +304,7 @@ void* RBCALL Resolve(const char* name) {
 }  // namespace throwing
 
 TEST(BridgeGuard, ExceptionsInsideTheBuildBecomeHostExceptions) {
-  IN_FRESH_PROCESS({
+  WITH_FRESH_ENTRY_POINTS({
     simhost::Host host;
     bridge_test::ConnectLibrary();
     gResolver = &throwing::Resolve;
@@ -337,7 +337,7 @@ TEST(BridgeGuard, ExceptionsInsideTheBuildBecomeHostExceptions) {
 // Hosts without some of the builders.
 
 TEST(BridgeWithheld, OldHostWithoutPlainBuilderReportsUTF16OutOfMemory) {
-  IN_FRESH_PROCESS({
+  WITH_FRESH_ENTRY_POINTS({
     bridge_test::HostWithout host({"REALBuildString"}, 2011.04);
     const uint16_t unit = 'a';
     Log log = LogOf(host, [&] {
@@ -354,7 +354,7 @@ TEST(BridgeWithheld, OldHostWithoutPlainBuilderReportsUTF16OutOfMemory) {
 }
 
 TEST(BridgeWithheld, NewHostWithoutBuilderOrConverterGivesNull) {
-  IN_FRESH_PROCESS({
+  WITH_FRESH_ENTRY_POINTS({
     bridge_test::HostWithout host({"REALConvertString"});
     const uint16_t unit = 'a';
     EXPECT_EQ(REALBuildUnicodeString(&unit, 2, kREALTextEncodingUTF16), nullptr);
@@ -367,7 +367,7 @@ TEST(BridgeWithheld, NewHostWithoutBuilderOrConverterGivesNull) {
 }
 
 TEST(BridgeWithheld, NewHostWithoutEncodedBuilderGivesNull) {
-  IN_FRESH_PROCESS({
+  WITH_FRESH_ENTRY_POINTS({
     bridge_test::HostWithout host({"REALBuildStringWithEncoding"});
     const uint16_t unit = 'a';
     EXPECT_EQ(REALBuildUnicodeString("abc", 3, kREALTextEncodingUTF8), nullptr);
@@ -378,7 +378,7 @@ TEST(BridgeWithheld, NewHostWithoutEncodedBuilderGivesNull) {
 }
 
 TEST(BridgeWithheld, OldHostWithoutEncodingSetterStillBuilds) {
-  IN_FRESH_PROCESS({
+  WITH_FRESH_ENTRY_POINTS({
     bridge_test::HostWithout host({"REALSetStringEncoding"}, 2011.04);
     REALstring s = REALBuildUnicodeString("abc", 3, kREALTextEncodingUTF8);
     EXPECT_NE(s, nullptr);

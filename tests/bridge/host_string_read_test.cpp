@@ -430,7 +430,7 @@ void* RBCALL Resolve(const char* name) {
 }  // namespace unterminated
 
 TEST(BridgeUnterminated, ViewsAreCopiedAndTerminated) {
-  IN_FRESH_PROCESS({
+  WITH_FRESH_ENTRY_POINTS({
     simhost::Host host;
     bridge_test::ConnectLibrary();
     gResolver = &unterminated::Resolve;
@@ -459,7 +459,7 @@ TEST(BridgeUnterminated, ViewsAreCopiedAndTerminated) {
 // Hosts without some of the string services.
 
 TEST(BridgeWithheld, MissingEncodingServiceStillFindsASCII) {
-  IN_FRESH_PROCESS({
+  WITH_FRESH_ENTRY_POINTS({
     bridge_test::HostWithout host({"REALGetStringEncoding"});
     REALstring s = host.NewStringUTF8("abc");
     {
@@ -473,7 +473,7 @@ TEST(BridgeWithheld, MissingEncodingServiceStillFindsASCII) {
 }
 
 TEST(BridgeWithheld, MissingStringDataLeavesConvertedViewsEmpty) {
-  IN_FRESH_PROCESS({
+  WITH_FRESH_ENTRY_POINTS({
     bridge_test::HostWithout host({"PluginGetStringData"});
     REALstring s = host.NewString("caf\xE9", kREALTextEncodingWindowsLatin1);
     std::vector<std::string> log = LogOf(host, [&] {
@@ -491,7 +491,7 @@ TEST(BridgeWithheld, MissingStringDataLeavesConvertedViewsEmpty) {
 }
 
 TEST(BridgeWithheld, MissingBytesServiceFixesTheLengthToZero) {
-  IN_FRESH_PROCESS({
+  WITH_FRESH_ENTRY_POINTS({
     bridge_test::HostWithout host({"StringGetCString"});
     REALstring s = host.NewStringUTF8("abc");
     std::vector<std::string> log = LogOf(host, [&] {
@@ -505,7 +505,7 @@ TEST(BridgeWithheld, MissingBytesServiceFixesTheLengthToZero) {
 }
 
 TEST(BridgeWithheld, MissingLenBGivesLengthZeroButKeepsTheBytes) {
-  IN_FRESH_PROCESS({
+  WITH_FRESH_ENTRY_POINTS({
     bridge_test::HostWithout host({host_contract::kLenBDeclaration});
     REALstring s = host.NewStringUTF8("abc");
     {

@@ -253,7 +253,7 @@ void* RBCALL Resolve(const char* name) {
 }  // namespace differing
 
 TEST(BridgeReadBack, DifferentReadBackIsReported) {
-  IN_FRESH_PROCESS({
+  WITH_FRESH_ENTRY_POINTS({
     simhost::Options options;
     options.fontProperty = simhost::FontProperty::kFontName;
     simhost::Host host(options);
@@ -283,7 +283,7 @@ TEST(BridgeReadBack, DifferentReadBackIsReported) {
 // Hosts without some services.
 
 TEST(BridgeWithheld, NewStyleRunFailsWithoutInstanceService) {
-  IN_FRESH_PROCESS({
+  WITH_FRESH_ENTRY_POINTS({
     bridge_test::HostWithout host({"PluginNewInstance"});
     REALobject run = nullptr;
     Log log = LogOf(host, [&] { run = NewStyleRun(); });
@@ -312,13 +312,13 @@ ArialSetting SetArial(simhost::Host& host) {
 }
 
 TEST(BridgeWithheld, FontVerificationWithoutGetterOrCompare) {
-  IN_FRESH_PROCESS({
+  WITH_FRESH_ENTRY_POINTS({
     HostWithout host({"REALGetPropValueString"}, kCurrentHost, simhost::FontProperty::kFont);
     const ArialSetting arial = SetArial(host);
     EXPECT_EQ(arial.log, (Log{HandleLine("StyleRunSetFontName", arial.name, "Arial"),
                               Line("LengthUTF8 5"), Line("Failed to query Font property!")}));
   });
-  IN_FRESH_PROCESS({
+  WITH_FRESH_ENTRY_POINTS({
     HostWithout host({"REALGetPropValueString"}, kCurrentHost, simhost::FontProperty::kFontName);
     const ArialSetting arial = SetArial(host);
     EXPECT_EQ(arial.log,
@@ -326,7 +326,7 @@ TEST(BridgeWithheld, FontVerificationWithoutGetterOrCompare) {
                    Line("Failed to set Font property, trying FontName."),
                    Line("Failed to query FontName property!")}));
   });
-  IN_FRESH_PROCESS({
+  WITH_FRESH_ENTRY_POINTS({
     HostWithout host({"RuntimeStringCompare"});
     const ArialSetting arial = SetArial(host);
     EXPECT_EQ(arial.log.size(), 3u) << "no comparison, no warning";
@@ -335,7 +335,7 @@ TEST(BridgeWithheld, FontVerificationWithoutGetterOrCompare) {
 }
 
 TEST(BridgeWithheld, WithoutPropertySettersEveryFailureIsLogged) {
-  IN_FRESH_PROCESS({
+  WITH_FRESH_ENTRY_POINTS({
     bridge_test::HostWithout host({"REALSetPropValueBoolean", "REALSetPropValueUInt32",
                                    "REALSetPropValueInteger", "REALSetPropValueString"});
     REALobject run = NewStyleRun();

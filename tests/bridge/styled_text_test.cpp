@@ -521,7 +521,7 @@ TEST_F(StyledTextAccess, NothingIsLoggedWithDebuggingOff) {
 // Hosts without some services.
 
 TEST(BridgeWithheld, WithoutIntegerPropertiesNothingIsRemovedOrAligned) {
-  IN_FRESH_PROCESS({
+  WITH_FRESH_ENTRY_POINTS({
     bridge_test::HostWithout host({"REALGetPropValueInteger"});
     REALobject st = host.NewStyledText();
     host.AppendRun(st, TextRun("a\r"));
@@ -539,7 +539,7 @@ TEST(BridgeWithheld, WithoutIntegerPropertiesNothingIsRemovedOrAligned) {
 }
 
 TEST(BridgeWithheld, WithoutObjectMethodServiceNothingIsFound) {
-  IN_FRESH_PROCESS({
+  WITH_FRESH_ENTRY_POINTS({
     bridge_test::HostWithout host({"REALLoadObjectMethod"});
     REALobject st = host.NewStyledText();
     host.AppendRun(st, TextRun("a"));
@@ -554,7 +554,7 @@ TEST(BridgeWithheld, WithoutObjectMethodServiceNothingIsFound) {
 }
 
 TEST(BridgeWithheld, LenIsLookedUpUntilFoundThenKept) {
-  IN_FRESH_PROCESS({
+  WITH_FRESH_ENTRY_POINTS({
     bridge_test::HostWithout host({kLenDecl});
     REALstring s = host.NewStringUTF8("abc");
     EXPECT_EQ(GetStringLength(s), 0);
@@ -569,7 +569,7 @@ TEST(BridgeWithheld, LenIsLookedUpUntilFoundThenKept) {
 }
 
 TEST(BridgeWithheld, WithoutGlobalMethodServiceLenIsZero) {
-  IN_FRESH_PROCESS({
+  WITH_FRESH_ENTRY_POINTS({
     bridge_test::HostWithout host({"REALLoadGlobalMethod"});
     REALstring s = host.NewStringUTF8("abc");
     EXPECT_EQ(GetStringLength(s), 0);
@@ -578,7 +578,7 @@ TEST(BridgeWithheld, WithoutGlobalMethodServiceLenIsZero) {
 }
 
 TEST(BridgeWithheld, ReadBackWithoutCompareOrGetterIsSkipped) {
-  IN_FRESH_PROCESS({
+  WITH_FRESH_ENTRY_POINTS({
     bridge_test::HostWithout host({"RuntimeStringCompare"});
     REALobject run = NewStyleRun();
     REALstring text = host.NewStringUTF8("t");
@@ -589,7 +589,7 @@ TEST(BridgeWithheld, ReadBackWithoutCompareOrGetterIsSkipped) {
     host.Release(text);
     REALUnlockObject(run);
   });
-  IN_FRESH_PROCESS({
+  WITH_FRESH_ENTRY_POINTS({
     bridge_test::HostWithout host({"REALGetPropValueString"});
     REALobject run = NewStyleRun();
     REALstring text = host.NewStringUTF8("t");
