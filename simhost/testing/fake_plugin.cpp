@@ -16,6 +16,8 @@
 
 #include "frame/host_api.h"
 #include "frame/host_contract.h"
+#include "frame/host_version.h"
+#include "frame/member_flags.h"
 
 namespace {
 
@@ -72,26 +74,28 @@ void RBCALL SetDebugging(RBBoolean on) {
 
 REALmethodDefinition gClassMethods[] = {
     {reinterpret_cast<REALproc>(Getter), reinterpret_cast<REALproc>(Setter),
-     "FakeData(Flag as boolean = false) as string", 0x308, 0, nullptr}};
+     "FakeData(Flag as boolean = false) as string", kDesktopWebConsole, 0, nullptr}};
 REALclassDefinition gClass = [] {
   REALclassDefinition c{};
   c.name = "StyledText";
   c.methods = gClassMethods;
   c.methodCount = 1;
-  c.flags = 0x308;
+  c.flags = kDesktopWebConsole;
   return c;
 }();
 
 REALmethodDefinition gModuleMethods[] = {
     {reinterpret_cast<REALproc>(Setter), nullptr,
-     "FakeData(extends ref as StyledText, Flag as boolean = false, assigns value as string)", 0x318,
-     0, nullptr},
+     "FakeData(extends ref as StyledText, Flag as boolean = false, assigns value as string)",
+     kDesktopWebConsole | REALScopeGlobal, 0, nullptr},
     {reinterpret_cast<REALproc>(Getter), nullptr,
-     "FakeData(extends ref as StyledText, Flag as boolean = false) as string", 0x318, 0, nullptr}};
+     "FakeData(extends ref as StyledText, Flag as boolean = false) as string",
+     kDesktopWebConsole | REALScopeGlobal, 0, nullptr}};
 REALattribute gHidden[] = {{"Hidden", ""}};
-REALproperty gModuleProperties[] = {
-    {nullptr, "Debugging", "Boolean", 0x26, reinterpret_cast<REALproc>(GetDebugging),
-     reinterpret_cast<REALproc>(SetDebugging), 0, nullptr, 0, nullptr, 1, gHidden}};
+REALproperty gModuleProperties[] = {{nullptr, "Debugging", "Boolean", kDebuggingPropertyFlags,
+                                     reinterpret_cast<REALproc>(GetDebugging),
+                                     reinterpret_cast<REALproc>(SetDebugging), 0, nullptr, 0,
+                                     nullptr, 1, gHidden}};
 REALmoduleDefinition gModule = [] {
   REALmoduleDefinition m{};
   m.name = "FakeModule";
@@ -99,7 +103,7 @@ REALmoduleDefinition gModule = [] {
   m.methodCount = 2;
   m.properties = gModuleProperties;
   m.propertyCount = 1;
-  m.flags = 4;
+  m.flags = kModuleFlags;
   return m;
 }();
 
@@ -113,9 +117,9 @@ extern "C" FAKE_EXPORT void RBCALL REALPluginMain(REALResolver resolve) {
   gResolve = resolve;
   auto version = FAKE_SERVICE(resolve, REALGetRBVersion);
   double v = version != nullptr ? version() : 0.0;
-  FAKE_SERVICE(resolve, RegisterPluginVersion)(v >= 2013.0 ? 13 : 9);
+  FAKE_SERVICE(resolve, RegisterPluginVersion)(v >= kHostTakesExtensionModules ? 13 : 9);
   Report("fake: main\n");
-  if (v >= 2013.0) {
+  if (v >= kHostTakesExtensionModules) {
     gModule.version = 13;
     FAKE_SERVICE(resolve, PluginRegisterModule)(&gModule);
   } else {

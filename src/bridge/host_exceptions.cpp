@@ -20,8 +20,8 @@ void RaiseException(const char* className, const char* message, uint32_t /*error
   REALobject exception = REALnewInstance(className);
   if (exception == nullptr) exception = REALnewInstance("RuntimeException");
   if (exception != nullptr) {
-    REALSetPropValueString(exception, "Message", text);
-    REALSetPropValueInteger(exception, "ErrorNumber", 0);
+    REALSetPropValueString(exception, host_contract::kMessageProperty, text);
+    REALSetPropValueInteger(exception, host_contract::kErrorNumberProperty, 0);
     REALRaiseException(exception);
     REALUnlockObject(exception);
   }

@@ -37,15 +37,17 @@ void style_run_detail::SetFontName(REALobjectStruct* run, REALstringStruct* name
       return;
     }
     // Hosts before 2019r2 call the property "Font", later ones "FontName".
-    if (REALSetPropValueString(run, "Font", name)) {
-      if (DebuggingEnabled) VerifyFont(run, "Font", name, "Failed to query Font property!");
+    if (REALSetPropValueString(run, host_contract::kFontProperty, name)) {
+      if (DebuggingEnabled)
+        VerifyFont(run, host_contract::kFontProperty, name, "Failed to query Font property!");
       return;
     }
   }
   DebugLog("Failed to set Font property, trying FontName.");
-  if (!REALSetPropValueString(run, "FontName", name)) {
+  if (!REALSetPropValueString(run, host_contract::kFontNameProperty, name)) {
     DebugLog("Failed to set FontName property.");
     return;
   }
-  if (DebuggingEnabled) VerifyFont(run, "FontName", name, "Failed to query FontName property!");
+  if (DebuggingEnabled)
+    VerifyFont(run, host_contract::kFontNameProperty, name, "Failed to query FontName property!");
 }

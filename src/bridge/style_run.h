@@ -33,17 +33,18 @@ inline REALobjectStruct* NewStyleRun() {
 }
 
 inline void StyleRunSetBold(REALobjectStruct* run, signed char value) {
-  style_run_detail::SetBooleanProperty(run, "StyleRunSetBold", "Bold",
+  style_run_detail::SetBooleanProperty(run, "StyleRunSetBold", host_contract::kBoldProperty,
                                        "Failed to set Bold property.", value);
 }
 
 inline void StyleRunSetItalic(REALobjectStruct* run, signed char value) {
-  style_run_detail::SetBooleanProperty(run, "StyleRunSetItalic", "Italic",
+  style_run_detail::SetBooleanProperty(run, "StyleRunSetItalic", host_contract::kItalicProperty,
                                        "Failed to set Italic property.", value);
 }
 
 inline void StyleRunSetUnderline(REALobjectStruct* run, signed char value) {
-  style_run_detail::SetBooleanProperty(run, "StyleRunSetUnderline", "Underline",
+  style_run_detail::SetBooleanProperty(run, "StyleRunSetUnderline",
+                                       host_contract::kUnderlineProperty,
                                        "Failed to set Underline property.", value);
 }
 
@@ -53,7 +54,7 @@ inline void StyleRunSetTextColor(REALobjectStruct* run, unsigned int color) {
     DebugLogText("StyleRun is nil in", "StyleRunSetTextColor");
     return;
   }
-  if (!REALSetPropValueUInt32(run, "TextColor", color))
+  if (!REALSetPropValueUInt32(run, host_contract::kTextColorProperty, color))
     DebugLog("Failed to set TextColor property.");
 }
 
@@ -63,7 +64,8 @@ inline void StyleRunSetSize(REALobjectStruct* run, long long size) {
     DebugLogText("StyleRun is nil in", "StyleRunSetSize");
     return;
   }
-  if (!REALSetPropValueInteger(run, "Size", size)) DebugLog("Failed to set Size property.");
+  if (!REALSetPropValueInteger(run, host_contract::kSizeProperty, size))
+    DebugLog("Failed to set Size property.");
 }
 
 // Sets "Font", or "FontName" where the host has no "Font"; the caller keeps the name.
@@ -71,7 +73,7 @@ inline void StyleRunSetFontName(REALobjectStruct* run, REALstringStruct* name) {
   // While debugging, or when "Font" cannot be set, the rest runs out of line.
   if (DebuggingEnabled || run == nullptr) {
     style_run_detail::SetFontName(run, name, false);
-  } else if (!REALSetPropValueString(run, "Font", name)) {
+  } else if (!REALSetPropValueString(run, host_contract::kFontProperty, name)) {
     style_run_detail::SetFontName(run, name, true);
   }
 }

@@ -32,7 +32,7 @@ constexpr const char* kAppendDeclaration = host_contract::kAppendStyleRunDeclara
 
 int64_t ParagraphCount(REALobject styledText) {
   int64_t count = 0;
-  REALGetPropValueInteger(styledText, "ParagraphCount", &count);
+  REALGetPropValueInteger(styledText, host_contract::kParagraphCountProperty, &count);
   return count;
 }
 
@@ -50,7 +50,7 @@ inline void
 AddRunQuietly(REALstringStruct* text, REALobjectStruct* styledText, REALobjectStruct*& styleRun,
               int64_t alignment) {
   const int64_t oldCount = ParagraphCount(styledText);
-  REALSetPropValueString(styleRun, "Text", text);
+  REALSetPropValueString(styleRun, host_contract::kTextProperty, text);
   auto append = reinterpret_cast<HostObjectAction>(
       FindMethod(gHostEntryPoints.methodAppendStyleRun, styledText, kAppendDeclaration));
   if (append != nullptr) append(styledText, styleRun);
@@ -93,7 +93,7 @@ void StyledTextClear(REALobjectStruct* styledText) {
     return;
   }
   int64_t count = 0;
-  REALGetPropValueInteger(styledText, "StyleRunCount", &count);
+  REALGetPropValueInteger(styledText, host_contract::kStyleRunCountProperty, &count);
   // From the last run to the first, so every index stays valid while runs go.
   for (int64_t index = count - 1; index >= 0; --index) StyledTextRemoveStyleRun(styledText, index);
 }
@@ -153,12 +153,13 @@ void StyleRunSetText(REALobjectStruct* styleRun, REALstringStruct* text) {
     DebugLogText("StyleRun is nil in", "StyleRunSetText");
     return;
   }
-  if (!REALSetPropValueString(styleRun, "Text", text)) DebugLog("Failed to set text property.");
+  if (!REALSetPropValueString(styleRun, host_contract::kTextProperty, text))
+    DebugLog("Failed to set text property.");
   if (!DebuggingEnabled) return;
 
   // While debugging, read the text back to catch a host that changed it.
   REALstring queried = nullptr;
-  if (!REALGetPropValueString(styleRun, "Text", &queried)) {
+  if (!REALGetPropValueString(styleRun, host_contract::kTextProperty, &queried)) {
     DebugLog("Failed to query value set!");
     return;
   }

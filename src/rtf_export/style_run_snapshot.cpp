@@ -84,16 +84,16 @@ int64_t SnapshotRun(REALobjectStruct* run, int64_t pos, std::vector<XojoStyleRun
   rbFreeLater freeFont(nullptr, &font);
   rbFreeLater freeText(nullptr, &text);
 
-  REALGetPropValueString(run, "Font", &font);
+  REALGetPropValueString(run, host_contract::kFontProperty, &font);
   RepairUTF16FontName(font);
-  REALGetPropValueString(run, "Text", &text);
+  REALGetPropValueString(run, host_contract::kTextProperty, &text);
   uint32_t textColor = 0;
-  REALGetPropValueColor(run, "TextColor", &textColor);
-  const bool bold = ReadFlag(run, "Bold");
-  const bool italic = ReadFlag(run, "Italic");
-  const bool underline = ReadFlag(run, "Underline");
+  REALGetPropValueColor(run, host_contract::kTextColorProperty, &textColor);
+  const bool bold = ReadFlag(run, host_contract::kBoldProperty);
+  const bool italic = ReadFlag(run, host_contract::kItalicProperty);
+  const bool underline = ReadFlag(run, host_contract::kUnderlineProperty);
   int64_t size = 0;
-  REALGetPropValueInteger(run, "Size", &size);
+  REALGetPropValueInteger(run, host_contract::kSizeProperty, &size);
   const int64_t length = GetStringLength(text);
 
   // The record takes its own references; this step's go back through the guards above.
@@ -120,9 +120,9 @@ void AssignParagraphAlignment(REALobjectStruct* styledText, int64_t paragraphCou
     if (paragraph == nullptr) continue;
     rbFreeLater freeParagraph(&paragraph, nullptr);
     int64_t startPos = 0, endPos = 0, alignment = 0;
-    REALGetPropValueInteger(paragraph, "StartPos", &startPos);
-    REALGetPropValueInteger(paragraph, "EndPos", &endPos);
-    REALGetPropValueInteger(paragraph, "Alignment", &alignment);
+    REALGetPropValueInteger(paragraph, host_contract::kStartPosProperty, &startPos);
+    REALGetPropValueInteger(paragraph, host_contract::kEndPosProperty, &endPos);
+    REALGetPropValueInteger(paragraph, host_contract::kAlignmentProperty, &alignment);
     if (!sorted) {
       for (XojoStyleRun& record : runs) {
         if (startPos <= record.middle && record.middle <= endPos) record.alignment = alignment;
@@ -149,11 +149,11 @@ bool TakeStyleRunSnapshot(REALobjectStruct* styledText, bool skipParagraphs,
                           std::vector<XojoStyleRun>& runs) {
   if (styledText == nullptr) return false;
   int64_t runCount = 0;
-  REALGetPropValueInteger(styledText, "StyleRunCount", &runCount);
+  REALGetPropValueInteger(styledText, host_contract::kStyleRunCountProperty, &runCount);
   if (runCount == 0) return false;
   // Checked even when paragraphs are skipped: a text without paragraphs yields no document.
   int64_t paragraphCount = 0;
-  REALGetPropValueInteger(styledText, "ParagraphCount", &paragraphCount);
+  REALGetPropValueInteger(styledText, host_contract::kParagraphCountProperty, &paragraphCount);
   if (paragraphCount == 0) return false;
 
   int64_t pos = 0;

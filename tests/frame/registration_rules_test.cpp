@@ -4,6 +4,7 @@
 
 #include <string>
 
+#include "frame/member_flags.h"
 #include "frame/registration.h"
 
 namespace {
@@ -40,62 +41,62 @@ TEST(ControlVersion, FollowsHostVersion) {
 
 TEST(FixFlags, DesktopWebConsoleBecomesAllTargetsBefore2020r2) {
   HostVersion host(2019.03);
-  EXPECT_EQ(FixFlagsWord(0x308), 0x4u);
+  EXPECT_EQ(FixFlagsWord(kDesktopWebConsole), kModuleFlags);
   EXPECT_EQ(FixFlagsWord(0x318), 0x14u);
 }
 
 TEST(FixFlags, TargetBitsKeptFrom2020r2) {
   HostVersion host(2020.02);
-  EXPECT_EQ(FixFlagsWord(0x308), 0x308u);
+  EXPECT_EQ(FixFlagsWord(kDesktopWebConsole), kDesktopWebConsole);
 }
 
 TEST(FixFlags, WordWithIOSBitIsNeverRewritten) {
   for (double v : {0.0, 2013.04, 2019.03, 2020.02}) {
     HostVersion host(v);
-    EXPECT_EQ(FixFlagsWord(0x708), 0x708u) << v;
+    EXPECT_EQ(FixFlagsWord(kDesktopWebConsoleIOS), kDesktopWebConsoleIOS) << v;
   }
 }
 
 TEST(FixFlags, Bit40000BecomesAllTargetsFrom2010r029) {
   {
     HostVersion host(2010.029);
-    EXPECT_EQ(FixFlagsWord(0x40000), 0x4u);
+    EXPECT_EQ(FixFlagsWord(kHiddenAllTargets), kModuleFlags);
   }
   {
     HostVersion host(2010.028);
-    EXPECT_EQ(FixFlagsWord(0x40000), 0x0u);
+    EXPECT_EQ(FixFlagsWord(kHiddenAllTargets), 0x0u);
   }
 }
 
 TEST(FixFlags, PropertyFlagsOfDebuggingNeverChange) {
   for (double v : {0.0, 2012.99, 2019.03, 2020.02, 3000.0}) {
     HostVersion host(v);
-    EXPECT_EQ(FixFlagsWord(0x26), 0x26u) << v;
+    EXPECT_EQ(FixFlagsWord(kDebuggingPropertyFlags), kDebuggingPropertyFlags) << v;
   }
 }
 
 TEST(FixFlags, AdjustsEveryRecordOfAList) {
   HostVersion host(2019.0);
   REALmethodDefinition methods[2] = {};
-  methods[0].flags = 0x308;
-  methods[1].flags = 0x40000;
+  methods[0].flags = kDesktopWebConsole;
+  methods[1].flags = kHiddenAllTargets;
   FixFlags(methods, 2, "test");
-  EXPECT_EQ(methods[0].flags, 0x4u);
-  EXPECT_EQ(methods[1].flags, 0x4u);
+  EXPECT_EQ(methods[0].flags, kModuleFlags);
+  EXPECT_EQ(methods[1].flags, kModuleFlags);
 
   REALproperty properties[1] = {};
-  properties[0].flags = 0x308;
+  properties[0].flags = kDesktopWebConsole;
   FixFlags(properties, 1, "test");
-  EXPECT_EQ(properties[0].flags, 0x4u);
+  EXPECT_EQ(properties[0].flags, kModuleFlags);
 }
 
 TEST(FixFlags, NullListOrNonPositiveCountDoesNothing) {
   HostVersion host(2019.0);
   REALmethodDefinition methods[1] = {};
-  methods[0].flags = 0x308;
+  methods[0].flags = kDesktopWebConsole;
   FixFlags(methods, 0, "test");
   FixFlags(methods, -1, "test");
-  EXPECT_EQ(methods[0].flags, 0x308u);
+  EXPECT_EQ(methods[0].flags, kDesktopWebConsole);
   FixFlags(static_cast<REALmethodDefinition*>(nullptr), 5, "test");
   FixFlags(static_cast<REALproperty*>(nullptr), 5, "test");
 }

@@ -15,6 +15,7 @@
 #include <iterator>
 
 #include "services.h"
+#include "frame/member_flags.h"
 #include "simhost/host.h"
 
 namespace {
@@ -93,12 +94,12 @@ TEST(SimhostResolver, CountsCallsPerServiceAndResets) {
 
 struct ClassRecord {
   REALattribute hidden[1] = {{"Hidden", ""}};
-  REALmethodDefinition methods[1] = {
-      {kFunction, kSetter, "Data(Flag as boolean = false) as string", 0x308, 1, hidden}};
+  REALmethodDefinition methods[1] = {{kFunction, kSetter, "Data(Flag as boolean = false) as string",
+                                      kDesktopWebConsole, 1, hidden}};
   REALproperty properties[1] = {
       {nullptr, "Plain", "Integer", 0x20, kFunction, nullptr, 0, nullptr, 0, nullptr, 1, hidden}};
-  REALproperty shared[1] = {
-      {nullptr, "Shared", "Boolean", 0x26, kFunction, kSetter, 0, nullptr, 0, nullptr, 0, nullptr}};
+  REALproperty shared[1] = {{nullptr, "Shared", "Boolean", kDebuggingPropertyFlags, kFunction,
+                             kSetter, 0, nullptr, 0, nullptr, 0, nullptr}};
   REALclassDefinition definition{};
   explicit ClassRecord(uint32_t version) {
     definition.version = version;
@@ -109,7 +110,7 @@ struct ClassRecord {
     definition.propertyCount = 1;
     definition.sharedProperties = shared;
     definition.sharedPropertyCount = 1;
-    definition.flags = 0x308;
+    definition.flags = kDesktopWebConsole;
   }
 };
 
@@ -125,12 +126,12 @@ TEST(SimhostRegistration, ClassExtensionOfTheCurrentLayout) {
   EXPECT_EQ(r.record, &record.definition);
   EXPECT_EQ(r.name, "StyledText");
   EXPECT_EQ(r.version, 13u);
-  EXPECT_EQ(r.flags, 0x308u);
+  EXPECT_EQ(r.flags, kDesktopWebConsole);
   ASSERT_EQ(r.methods.size(), 1u);
   EXPECT_EQ(r.methods[0].declaration, "Data(Flag as boolean = false) as string");
   EXPECT_EQ(r.methods[0].function, kFunction);
   EXPECT_EQ(r.methods[0].setter, kSetter);
-  EXPECT_EQ(r.methods[0].flags, 0x308u);
+  EXPECT_EQ(r.methods[0].flags, kDesktopWebConsole);
   EXPECT_EQ(r.methods[0].attributes,
             (std::vector<std::pair<std::string, std::string>>{{"Hidden", ""}}));
   ASSERT_EQ(r.properties.size(), 2u);  // the class's properties, then its shared ones
@@ -138,7 +139,7 @@ TEST(SimhostRegistration, ClassExtensionOfTheCurrentLayout) {
   EXPECT_EQ(r.properties[0].type, "Integer");
   EXPECT_EQ(r.properties[0].attributes.size(), 1u);
   EXPECT_EQ(r.properties[1].name, "Shared");
-  EXPECT_EQ(r.properties[1].flags, 0x26u);
+  EXPECT_EQ(r.properties[1].flags, kDebuggingPropertyFlags);
   EXPECT_EQ(r.properties[1].getter, kFunction);
   EXPECT_EQ(r.properties[1].setter, kSetter);
 }
@@ -150,7 +151,7 @@ TEST(SimhostRegistration, OlderVersionsAreReadOnlyAsFarAsTheirLayoutGoes) {
   Service<RegisterClassFn>("PluginRegisterClassExtension")(&v6.definition);
   ASSERT_EQ(host.Registrations().size(), 2u);
   const Registration& r9 = host.Registrations()[0];
-  EXPECT_EQ(r9.flags, 0x308u);
+  EXPECT_EQ(r9.flags, kDesktopWebConsole);
   ASSERT_EQ(r9.methods.size(), 1u);
   EXPECT_TRUE(r9.methods[0].attributes.empty());  // attributes came with version 10
   ASSERT_EQ(r9.properties.size(), 2u);
@@ -188,8 +189,8 @@ TEST(SimhostRegistration, ArraysAreSteppedWithTheElementSizeOfTheVersion) {
 
 TEST(SimhostRegistration, ModuleFlagsAndPropertiesDependOnTheVersion) {
   REALattribute hidden[1] = {{"Hidden", ""}};
-  REALproperty debugging[1] = {{nullptr, "Debugging", "Boolean", 0x26, kFunction, kSetter, 0,
-                                nullptr, 0, nullptr, 1, hidden}};
+  REALproperty debugging[1] = {{nullptr, "Debugging", "Boolean", kDebuggingPropertyFlags, kFunction,
+                                kSetter, 0, nullptr, 0, nullptr, 1, hidden}};
   REALmoduleDefinition module{};
   module.name = "StyledTextPendlowExtensionZVK";
   module.properties = debugging;
