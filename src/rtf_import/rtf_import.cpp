@@ -56,6 +56,22 @@ struct HexDigits {
 };
 constexpr HexDigits kHex;
 
+// The two digits of "\'hh" as one lookup each: a digit's value in the high or the low half of
+// the byte, or a bit above the byte for any other character, so that one OR of both entries is
+// the byte when both are digits and 256 or more otherwise.
+struct HexPair {
+  unsigned short high[256];
+  unsigned short low[256];
+  constexpr HexPair() : high(), low() {
+    for (int c = 0; c < 256; ++c) {
+      const int digit = HexDigits().of[c];
+      high[c] = static_cast<unsigned short>(digit < 0 ? 0x100 : digit * 16);
+      low[c] = static_cast<unsigned short>(digit < 0 ? 0x200 : digit);
+    }
+  }
+};
+constexpr HexPair kHexPair;
+
 // The value of "\'hh": the longest hexadecimal prefix of the two bytes at i, 0 if none.
 int EscapedByte(const char* text, long long length, long long i) {
   const int high = kHex.of[static_cast<unsigned char>(At(text, length, i))];
@@ -167,7 +183,7 @@ class RTFImport {
                               bool groupJustOpened);
   void HandleWord(const char* text, long long length, const ControlWord& word, long long& position,
                   bool groupJustOpened);
-  long long HandleEscapes(const char* text, long long length, long long i);
+  long long ReadText(const char* text, long long length, long long i);
 
   REALobjectStruct* styledText_;
   RTFGroupStack stack_;
@@ -273,7 +289,7 @@ void RTFImport::Parse(const char* text, long long length) {
       case kBackslash: {
         const char ch2 = At(text, length, i + 1);
         if (ch2 == '\'') {
-          i = HandleEscapes(text, length, i);
+          i = ReadText(text, length, i);
         } else if (ch2 == '\n' || ch2 == '\r') {
           // A paragraph break that needs a pending run to survive.
           text_.push_back('\r');
@@ -292,33 +308,79 @@ void RTFImport::Parse(const char* text, long long length) {
   Flush();
 }
 
-// "\'hh" at i and every one that follows at once: each byte is converted from the group's
-// encoding when the run is flushed, and none creates a run. Returns the index behind the last.
-long long RTFImport::HandleEscapes(const char* text, long long length, long long i) {
-  // Written in place in blocks; while skipping they are written but not kept.
-  constexpr size_t kBlock = 64;
+// Plain text and "\'hh" at i (i < length) and every step of either kind that follows at once:
+// the steps a document spends most of its bytes on, read without going back to the main loop and
+// written straight into the run buffer. Returns the index behind the last step: the first byte
+// that starts anything else, or length (or up to two more after an escape cut short by the end).
+long long RTFImport::ReadText(const char* text, long long length, long long i) {
+  // Room reserved ahead in the buffer; a longer stretch of text reserves its own length.
+  constexpr size_t kRoom = 64;
+  const char* p = text + i;
+  const char* const end = text + length;
+  // The last place a whole "\'hh" can start.
+  const char* const lastEscape = length >= 4 ? end - 4 : text - 1;
   const bool keep = skipDepth_ == 0;
+  char* out = text_.Reserve(kRoom);
+  char* room = out + kRoom;
+  // Keeps what was written and makes room for more.
+  auto refill = [&](size_t more) {
+    text_.Commit(static_cast<size_t>(out - text_.end()));
+    out = text_.Reserve(more);
+    room = out + more;
+  };
   for (;;) {
-    char* out = text_.Reserve(kBlock);
-    size_t count = 0;
-    do {
-      int byte;
-      if (length - i >= 4) {
-        const int high = kHex.of[static_cast<unsigned char>(text[i + 2])];
-        const int low = kHex.of[static_cast<unsigned char>(text[i + 3])];
-        byte = high < 0 ? 0 : low < 0 ? high : high * 16 + low;
+    if (*p == '\\') {
+      if (end - p < 2 || p[1] != '\'') break;
+      // "\'hh", as many as follow: none creates a run; each byte is converted from the group's
+      // encoding when the run is flushed. While skipping they are passed over.
+      if (!keep) {
+        do {
+          p += 4;
+        } while (p <= lastEscape && p[0] == '\\' && p[1] == '\'');
       } else {
-        byte = EscapedByte(text, length, i + 2);
+        do {
+          if (out == room) refill(kRoom);
+          unsigned int byte;
+          if (p <= lastEscape) {
+            const unsigned int pair = kHexPair.high[static_cast<unsigned char>(p[2])] |
+                                      kHexPair.low[static_cast<unsigned char>(p[3])];
+            // Not two digits: the first digit alone, or 0 when the first is none.
+            byte = pair < 0x100 ? pair : (pair & 0x100) != 0 ? 0 : (pair & 0xFF) >> 4;
+          } else {
+            byte = static_cast<unsigned int>(EscapedByte(text, length, (p - text) + 2));
+          }
+          *out++ = static_cast<char>(byte);
+          p += 4;
+        } while (p <= lastEscape && p[0] == '\\' && p[1] == '\'');
       }
-      out[count++] = static_cast<char>(byte);
-      i += 4;
-      if (length - i < 2 || text[i] != '\\' || text[i + 1] != '\'') {
-        if (keep) text_.Commit(count);
-        return i;
+      if (p >= end) break;
+    } else if (kClasses.of[static_cast<unsigned char>(*p)] == kText) {
+      // Between two escapes a stretch is mostly one byte: that needs no scan.
+      const char* const stop = end - p > 1 && kClasses.of[static_cast<unsigned char>(p[1])] != kText
+                                   ? p + 1
+                                   : text + FindTextEnd(text, (p - text) + 1, length);
+      if (keep) {
+        if (run_ == nullptr) {
+          // The first byte asks for a run.
+          refill(kRoom);
+          AddText(text, p - text, stop - text);
+          out = text_.Reserve(kRoom);
+          room = out + kRoom;
+        } else {
+          const size_t count = static_cast<size_t>(stop - p);
+          if (static_cast<size_t>(room - out) < count) refill(count + kRoom);
+          CopyShort(out, p, count);
+          out += count;
+        }
       }
-    } while (count < kBlock);
-    if (keep) text_.Commit(count);
+      p = stop;
+      if (p == end) break;
+    } else {
+      break;
+    }
   }
+  if (keep) text_.Commit(static_cast<size_t>(out - text_.end()));
+  return p - text;
 }
 
 long long RTFImport::HandleControlWord(const char* text, long long length, long long backslash,

@@ -77,6 +77,22 @@ TEST_F(ImportTest, EscapedByteNeverStartsARun) {
             (Texts{"x" + Utf8(0xE9) + Utf8(0xE9) + "\x04"}));
 }
 
+TEST_F(ImportTest, LongRowsOfEscapesAndTextKeepEveryByteInOrder) {
+  // Thousands of escapes between short words, with a digit cut short, past every buffer block;
+  // the escapes of a skipped group behind them leave nothing.
+  std::string rtf = "{\\rtf1 x";
+  std::string expected = "x";
+  for (int k = 0; k < 3000; ++k) {
+    rtf += "\\'e9\\'E9 a\\'4g";
+    expected += Utf8(0xE9) + Utf8(0xE9) + " a\x04";
+  }
+  rtf += "{\\*\\skipped \\'41 b\\'42}}";
+  const Texts texts = TextsOf(Import(rtf));
+  ASSERT_EQ(texts.size(), 1u);
+  EXPECT_EQ(texts[0].size(), expected.size());
+  EXPECT_TRUE(texts[0] == expected);
+}
+
 TEST_F(ImportTest, EscapedBytesUseTheGroupCodePage) {
   auto runs =
       Import("{\\rtf1\\ansi\\ansicpg1251 {x\\'e0}{\\ansicpg1252 x\\'e0}{\\mac x\\'8e}x\\'e0}");
