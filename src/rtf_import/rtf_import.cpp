@@ -3,6 +3,7 @@
 // changes, a paragraph ends or the source line breaks.
 #include "rtf_import/rtf_import.h"
 
+#include <cstdint>
 #include <cstring>
 #include <deque>
 #include <string>
@@ -78,6 +79,15 @@ int EscapedByte(const char* text, long long length, long long i) {
   if (high < 0) return 0;
   const int low = kHex.of[static_cast<unsigned char>(At(text, length, i + 1))];
   return low < 0 ? high : high * 16 + low;
+}
+
+// "\\'" at p: one two-byte comparison.
+inline bool IsEscapeStart(const char* p) {
+  static constexpr char kStart[2] = {'\\', '\''};
+  uint16_t start, at;
+  std::memcpy(&start, kStart, 2);
+  std::memcpy(&at, p, 2);
+  return at == start;
 }
 
 class RTFImport {
@@ -337,21 +347,25 @@ long long RTFImport::ReadText(const char* text, long long length, long long i) {
         do {
           p += 4;
         } while (p <= lastEscape && p[0] == '\\' && p[1] == '\'');
+      } else if (p > lastEscape) {
+        // Cut short by the end of the text.
+        if (out == room) refill(kRoom);
+        *out++ = static_cast<char>(EscapedByte(text, length, (p - text) + 2));
+        p += 4;
       } else {
+        if (room - out < 16) refill(kRoom);
+        // As many whole escapes as fit the room at one test per escape for both limits.
+        const long long fit = (room - out - 1) * 4LL;
+        const char* const stop = lastEscape - p > fit ? p + fit : lastEscape;
         do {
-          if (out == room) refill(kRoom);
-          unsigned int byte;
-          if (p <= lastEscape) {
-            const unsigned int pair = kHexPair.high[static_cast<unsigned char>(p[2])] |
-                                      kHexPair.low[static_cast<unsigned char>(p[3])];
-            // Not two digits: the first digit alone, or 0 when the first is none.
-            byte = pair < 0x100 ? pair : (pair & 0x100) != 0 ? 0 : (pair & 0xFF) >> 4;
-          } else {
-            byte = static_cast<unsigned int>(EscapedByte(text, length, (p - text) + 2));
-          }
-          *out++ = static_cast<char>(byte);
+          const unsigned int pair = kHexPair.high[static_cast<unsigned char>(p[2])] |
+                                    kHexPair.low[static_cast<unsigned char>(p[3])];
+          // Not two digits: the first digit alone, or 0 when the first is none.
+          *out++ = static_cast<char>(pair < 0x100          ? pair
+                                     : (pair & 0x100) != 0 ? 0
+                                                           : (pair & 0xFF) >> 4);
           p += 4;
-        } while (p <= lastEscape && p[0] == '\\' && p[1] == '\'');
+        } while (p <= stop && IsEscapeStart(p));
       }
       if (p >= end) break;
     } else if (kClasses.of[static_cast<unsigned char>(*p)] == kText) {
