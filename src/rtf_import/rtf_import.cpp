@@ -193,7 +193,13 @@ class RTFImport {
                               bool groupJustOpened);
   void HandleWord(const char* text, long long length, const ControlWord& word, long long& position,
                   bool groupJustOpened);
-  long long ReadText(const char* text, long long length, long long i);
+  // Out of line: the main loop stays small enough to keep its state in registers.
+#if defined(__GNUC__)
+  __attribute__((noinline))
+#endif
+  long long
+  ReadText(const char* text, long long length, long long i);
+  long long HandleUnicode(const char* text, long long length, long long backslash);
 
   REALobjectStruct* styledText_;
   RTFGroupStack stack_;
@@ -308,6 +314,10 @@ void RTFImport::Parse(const char* text, long long length) {
         } else if (ch2 == '\\' || ch2 == '{' || ch2 == '}') {
           AddTextByte(ch2);
           i += 2;
+        } else if (ch2 == 'u' && state_ != nullptr && skipDepth_ == 0 &&
+                   (rtf_bytes::IsDigit(At(text, length, i + 2)) ||
+                    At(text, length, i + 2) == '-')) {
+          i = HandleUnicode(text, length, i);
         } else {
           i = HandleControlWord(text, length, i, groupJustOpened);
         }
@@ -395,6 +405,37 @@ long long RTFImport::ReadText(const char* text, long long length, long long i) {
   }
   if (keep) text_.Commit(static_cast<size_t>(out - text_.end()));
   return p - text;
+}
+
+// "\\uN" at backslash, its number starting right behind the "u", inside a group and not
+// skipped: the control word read and acted on as HandleControlWord would, without scanning
+// its letters or looking the word up. Returns the index at which the scan goes on.
+long long RTFImport::HandleUnicode(const char* text, long long length, long long backslash) {
+  using rtf_bytes::IsDigit;
+  // The number as ScanControlWord reads it: wrapping, and a leading "-" negating the value
+  // accumulated from -1.
+  const char first = text[backslash + 2];
+  unsigned long long value = IsDigit(first) ? static_cast<unsigned long long>(first - '0')
+                                            : static_cast<unsigned long long>(-1);
+  long long e = backslash + 3;
+  while (e < length && IsDigit(text[e])) {
+    value = value * 10u + static_cast<unsigned long long>(text[e] - '0');
+    ++e;
+  }
+  if (first == '-') value = 0u - value;
+  // The delimiter: kept when it starts the next token, consumed otherwise.
+  const char d = At(text, length, e);
+  long long position = e;
+  if (rtf_bytes::StartsNextToken(d)) {
+    position = e - 1;
+  } else if (d == '\r' && At(text, length, e + 2) == '\n') {
+    position = e + 1;
+  }
+  // Every "\\u" character is a run of its own, appended at once.
+  Flush();
+  if (run_ == nullptr) CreateRun();
+  StyledTextAddStyleRun(static_cast<uint16_t>(value), styledText_, run_, alignment_);
+  return position + 1;
 }
 
 long long RTFImport::HandleControlWord(const char* text, long long length, long long backslash,

@@ -112,6 +112,17 @@ TEST_F(ImportTest, UnicodeEscapeSwallowsOneFallbackByte) {
   EXPECT_EQ(TextsOf(Import("{\\rtf1\\uc0 \\u8364 a}")), (Texts{kEuro, "a"}));
 }
 
+TEST_F(ImportTest, UnicodeNumbersAndDelimitersReadAsAnyControlWord) {
+  EXPECT_EQ(TextsOf(Import("{\\rtf1 \\u-5 a}")), (Texts{"\x05", "a"}));
+  EXPECT_EQ(TextsOf(Import("{\\rtf1 \\u65;}")), (Texts{"A", ";"}));
+  EXPECT_EQ(TextsOf(Import("{\\rtf1 \\u65536?b}")), Texts{"b"});
+  EXPECT_EQ(TextsOf(Import("{\\rtf1 \\u-?c}")), (Texts{"\x01", "c"}));
+  EXPECT_EQ(TextsOf(Import("{\\rtf1 \\u66\r\r\nd}")), (Texts{"B", "d"}));
+  EXPECT_EQ(TextsOf(Import("{\\rtf1 {\\*\\x \\u67}e}")), Texts{"e"});
+  EXPECT_EQ(TextsOf(Import("{\\rtf1 f}\\u68")), Texts{"f"});
+  EXPECT_EQ(TextsOf(Import("{\\rtf1 g\\u69")), (Texts{"g", "E"}));
+}
+
 TEST_F(ImportTest, EveryUnicodeEscapeIsARunWithTheGroupStyle) {
   auto runs = Import("{\\rtf1\\b ab\\u228?c}");
   EXPECT_EQ(runs, (Runs{MakeRun("ab", {"", 0, 0, true}), MakeRun(Utf8(0xE4), {"", 0, 0, true}),
