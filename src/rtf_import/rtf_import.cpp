@@ -304,23 +304,28 @@ void RTFImport::Parse(const char* text, long long length) {
         break;
       case kBackslash: {
         const char ch2 = At(text, length, i + 1);
-        if (ch2 == '\'') {
+        if (rtf_bytes::IsLower(ch2)) {
+          // The common case first: a control word.
+          if (ch2 == 'u' && state_ != nullptr && skipDepth_ == 0 &&
+              (rtf_bytes::IsDigit(At(text, length, i + 2)) || At(text, length, i + 2) == '-')) {
+            i = HandleUnicode(text, length, i);
+            break;
+          }
+        } else if (ch2 == '\'') {
           i = ReadText(text, length, i);
+          break;
         } else if (ch2 == '\n' || ch2 == '\r') {
           // A paragraph break that needs a pending run to survive.
           text_.push_back('\r');
           Flush();
           i += 2;
+          break;
         } else if (ch2 == '\\' || ch2 == '{' || ch2 == '}') {
           AddTextByte(ch2);
           i += 2;
-        } else if (ch2 == 'u' && state_ != nullptr && skipDepth_ == 0 &&
-                   (rtf_bytes::IsDigit(At(text, length, i + 2)) ||
-                    At(text, length, i + 2) == '-')) {
-          i = HandleUnicode(text, length, i);
-        } else {
-          i = HandleControlWord(text, length, i, groupJustOpened);
+          break;
         }
+        i = HandleControlWord(text, length, i, groupJustOpened);
         break;
       }
     }
