@@ -120,7 +120,8 @@ class RTFImport {
   // debug log lines, so it is left out while the log is off.
   void Flush() {
     if (!DebuggingEnabled) {
-      if (!text_.empty() || run_ != nullptr) FlushQuietly();
+      // One test for both: nothing collected and no run pending.
+      if ((text_.size() | reinterpret_cast<uintptr_t>(run_)) != 0) FlushQuietly();
       return;
     }
     text_.MoveTo(runText_);
@@ -298,7 +299,8 @@ void RTFImport::Parse(const char* text, long long length) {
           break;
         }
         state_ = stack_.Pop();
-        Flush();
+        // Finds nothing to flush, so only the log sees it.
+        if (DebuggingEnabled) Flush();
         if (skipDepth_ > 0) --skipDepth_;
         ++i;
         break;

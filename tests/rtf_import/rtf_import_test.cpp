@@ -341,6 +341,19 @@ TEST_F(ImportWithoutStyleRuns, NewStyleRunFailureIsLoggedAndTextDropped) {
   plugin_.SetDebugging(false);
 }
 
+TEST_F(ImportTest, EveryClosingBraceFlushesTwiceInTheLog) {
+  ASSERT_TRUE(plugin_.HasDebugging());
+  plugin_.SetDebugging(true);
+  host_.ClearLog();
+  EXPECT_EQ(TextsOf(Import("{\\rtf1 {a}b}")), (Texts{"a", "b"}));
+  size_t empty = 0;
+  for (const std::string& line : host_.Log()) {
+    if (line == "ZVK Debug: Ignore empty run") ++empty;
+  }
+  plugin_.SetDebugging(false);
+  EXPECT_EQ(empty, 3u);  // behind each "}" and at the end
+}
+
 TEST_F(ImportTest, QuietWhenDebuggingIsOff) {
   host_.ClearLog();
   Import("{\\rtf1{\\fonttbl\\f0 T;}\\f0 hello\\par}");
