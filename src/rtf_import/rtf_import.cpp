@@ -386,10 +386,15 @@ long long RTFImport::ReadText(const char* text, long long length, long long i) {
       }
       if (p >= end) break;
     } else if (kClasses.of[static_cast<unsigned char>(*p)] == kText) {
-      // Between two escapes a stretch is mostly one byte: that needs no scan.
-      const char* const stop = end - p > 1 && kClasses.of[static_cast<unsigned char>(p[1])] != kText
-                                   ? p + 1
-                                   : text + FindTextEnd(text, (p - text) + 1, length);
+      // Between two escapes a stretch is mostly one byte: that needs neither a scan nor a copy.
+      if (keep && run_ != nullptr && end - p > 1 &&
+          kClasses.of[static_cast<unsigned char>(p[1])] != kText) {
+        if (out == room) refill(kRoom);
+        *out++ = *p++;
+        if (p == end) break;
+        continue;
+      }
+      const char* const stop = text + FindTextEnd(text, (p - text) + 1, length);
       if (keep) {
         if (run_ == nullptr) {
           // The first byte asks for a run.
