@@ -3,6 +3,7 @@
 // changes, a paragraph ends or the source line breaks.
 #include "rtf_import/rtf_import.h"
 
+#include <cstdint>
 #include <cstring>
 #include <deque>
 #include <string>
@@ -56,12 +57,37 @@ struct HexDigits {
 };
 constexpr HexDigits kHex;
 
+// The two digits of "\'hh" as one lookup each: a digit's value in the high or the low half of
+// the byte, or a bit above the byte for any other character, so that one OR of both entries is
+// the byte when both are digits and 256 or more otherwise.
+struct HexPair {
+  unsigned short high[256];
+  unsigned short low[256];
+  constexpr HexPair() : high(), low() {
+    for (int c = 0; c < 256; ++c) {
+      const int digit = HexDigits().of[c];
+      high[c] = static_cast<unsigned short>(digit < 0 ? 0x100 : digit * 16);
+      low[c] = static_cast<unsigned short>(digit < 0 ? 0x200 : digit);
+    }
+  }
+};
+constexpr HexPair kHexPair;
+
 // The value of "\'hh": the longest hexadecimal prefix of the two bytes at i, 0 if none.
 int EscapedByte(const char* text, long long length, long long i) {
   const int high = kHex.of[static_cast<unsigned char>(At(text, length, i))];
   if (high < 0) return 0;
   const int low = kHex.of[static_cast<unsigned char>(At(text, length, i + 1))];
   return low < 0 ? high : high * 16 + low;
+}
+
+// "\\'" at p: one two-byte comparison.
+inline bool IsEscapeStart(const char* p) {
+  static constexpr char kStart[2] = {'\\', '\''};
+  uint16_t start, at;
+  std::memcpy(&start, kStart, 2);
+  std::memcpy(&at, p, 2);
+  return at == start;
 }
 
 class RTFImport {
@@ -94,7 +120,8 @@ class RTFImport {
   // debug log lines, so it is left out while the log is off.
   void Flush() {
     if (!DebuggingEnabled) {
-      if (!text_.empty() || run_ != nullptr) FlushQuietly();
+      // One test for both: nothing collected and no run pending.
+      if ((text_.size() | reinterpret_cast<uintptr_t>(run_)) != 0) FlushQuietly();
       return;
     }
     text_.MoveTo(runText_);
@@ -167,7 +194,13 @@ class RTFImport {
                               bool groupJustOpened);
   void HandleWord(const char* text, long long length, const ControlWord& word, long long& position,
                   bool groupJustOpened);
-  long long HandleEscapes(const char* text, long long length, long long i);
+  // Out of line: the main loop stays small enough to keep its state in registers.
+#if defined(__GNUC__)
+  __attribute__((noinline))
+#endif
+  long long
+  ReadText(const char* text, long long length, long long i);
+  long long HandleUnicode(const char* text, long long length, long long backslash);
 
   REALobjectStruct* styledText_;
   RTFGroupStack stack_;
@@ -266,25 +299,35 @@ void RTFImport::Parse(const char* text, long long length) {
           break;
         }
         state_ = stack_.Pop();
-        Flush();
+        // Finds nothing to flush, so only the log sees it.
+        if (DebuggingEnabled) Flush();
         if (skipDepth_ > 0) --skipDepth_;
         ++i;
         break;
       case kBackslash: {
         const char ch2 = At(text, length, i + 1);
-        if (ch2 == '\'') {
-          i = HandleEscapes(text, length, i);
+        if (rtf_bytes::IsLower(ch2)) {
+          // The common case first: a control word.
+          if (ch2 == 'u' && state_ != nullptr && skipDepth_ == 0 &&
+              (rtf_bytes::IsDigit(At(text, length, i + 2)) || At(text, length, i + 2) == '-')) {
+            i = HandleUnicode(text, length, i);
+            break;
+          }
+        } else if (ch2 == '\'') {
+          i = ReadText(text, length, i);
+          break;
         } else if (ch2 == '\n' || ch2 == '\r') {
           // A paragraph break that needs a pending run to survive.
           text_.push_back('\r');
           Flush();
           i += 2;
+          break;
         } else if (ch2 == '\\' || ch2 == '{' || ch2 == '}') {
           AddTextByte(ch2);
           i += 2;
-        } else {
-          i = HandleControlWord(text, length, i, groupJustOpened);
+          break;
         }
+        i = HandleControlWord(text, length, i, groupJustOpened);
         break;
       }
     }
@@ -292,33 +335,119 @@ void RTFImport::Parse(const char* text, long long length) {
   Flush();
 }
 
-// "\'hh" at i and every one that follows at once: each byte is converted from the group's
-// encoding when the run is flushed, and none creates a run. Returns the index behind the last.
-long long RTFImport::HandleEscapes(const char* text, long long length, long long i) {
-  // Written in place in blocks; while skipping they are written but not kept.
-  constexpr size_t kBlock = 64;
+// Plain text and "\'hh" at i (i < length) and every step of either kind that follows at once:
+// the steps a document spends most of its bytes on, read without going back to the main loop and
+// written straight into the run buffer. Returns the index behind the last step: the first byte
+// that starts anything else, or length (or up to two more after an escape cut short by the end).
+long long RTFImport::ReadText(const char* text, long long length, long long i) {
+  // Room reserved ahead in the buffer; a longer stretch of text reserves its own length.
+  constexpr size_t kRoom = 64;
+  const char* p = text + i;
+  const char* const end = text + length;
+  // The last place a whole "\'hh" can start.
+  const char* const lastEscape = length >= 4 ? end - 4 : text - 1;
   const bool keep = skipDepth_ == 0;
+  char* out = text_.Reserve(kRoom);
+  char* room = out + kRoom;
+  // Keeps what was written and makes room for more.
+  auto refill = [&](size_t more) {
+    text_.Commit(static_cast<size_t>(out - text_.end()));
+    out = text_.Reserve(more);
+    room = out + more;
+  };
   for (;;) {
-    char* out = text_.Reserve(kBlock);
-    size_t count = 0;
-    do {
-      int byte;
-      if (length - i >= 4) {
-        const int high = kHex.of[static_cast<unsigned char>(text[i + 2])];
-        const int low = kHex.of[static_cast<unsigned char>(text[i + 3])];
-        byte = high < 0 ? 0 : low < 0 ? high : high * 16 + low;
+    if (*p == '\\') {
+      if (end - p < 2 || p[1] != '\'') break;
+      // "\'hh", as many as follow: none creates a run; each byte is converted from the group's
+      // encoding when the run is flushed. While skipping they are passed over.
+      if (!keep) {
+        do {
+          p += 4;
+        } while (p <= lastEscape && p[0] == '\\' && p[1] == '\'');
+      } else if (p > lastEscape) {
+        // Cut short by the end of the text.
+        if (out == room) refill(kRoom);
+        *out++ = static_cast<char>(EscapedByte(text, length, (p - text) + 2));
+        p += 4;
       } else {
-        byte = EscapedByte(text, length, i + 2);
+        if (room - out < 16) refill(kRoom);
+        // As many whole escapes as fit the room at one test per escape for both limits.
+        const long long fit = (room - out - 1) * 4LL;
+        const char* const stop = lastEscape - p > fit ? p + fit : lastEscape;
+        do {
+          const unsigned int pair = kHexPair.high[static_cast<unsigned char>(p[2])] |
+                                    kHexPair.low[static_cast<unsigned char>(p[3])];
+          // Not two digits: the first digit alone, or 0 when the first is none.
+          *out++ = static_cast<char>(pair < 0x100          ? pair
+                                     : (pair & 0x100) != 0 ? 0
+                                                           : (pair & 0xFF) >> 4);
+          p += 4;
+        } while (p <= stop && IsEscapeStart(p));
       }
-      out[count++] = static_cast<char>(byte);
-      i += 4;
-      if (length - i < 2 || text[i] != '\\' || text[i + 1] != '\'') {
-        if (keep) text_.Commit(count);
-        return i;
+      if (p >= end) break;
+    } else if (kClasses.of[static_cast<unsigned char>(*p)] == kText) {
+      // Between two escapes a stretch is mostly one byte: that needs neither a scan nor a copy.
+      if (keep && run_ != nullptr && end - p > 1 &&
+          kClasses.of[static_cast<unsigned char>(p[1])] != kText) {
+        if (out == room) refill(kRoom);
+        *out++ = *p++;
+        if (p == end) break;
+        continue;
       }
-    } while (count < kBlock);
-    if (keep) text_.Commit(count);
+      const char* const stop = text + FindTextEnd(text, (p - text) + 1, length);
+      if (keep) {
+        if (run_ == nullptr) {
+          // The first byte asks for a run.
+          refill(kRoom);
+          AddText(text, p - text, stop - text);
+          out = text_.Reserve(kRoom);
+          room = out + kRoom;
+        } else {
+          const size_t count = static_cast<size_t>(stop - p);
+          if (static_cast<size_t>(room - out) < count) refill(count + kRoom);
+          CopyShort(out, p, count);
+          out += count;
+        }
+      }
+      p = stop;
+      if (p == end) break;
+    } else {
+      break;
+    }
   }
+  if (keep) text_.Commit(static_cast<size_t>(out - text_.end()));
+  return p - text;
+}
+
+// "\\uN" at backslash, its number starting right behind the "u", inside a group and not
+// skipped: the control word read and acted on as HandleControlWord would, without scanning
+// its letters or looking the word up. Returns the index at which the scan goes on.
+long long RTFImport::HandleUnicode(const char* text, long long length, long long backslash) {
+  using rtf_bytes::IsDigit;
+  // The number as ScanControlWord reads it: wrapping, and a leading "-" negating the value
+  // accumulated from -1.
+  const char first = text[backslash + 2];
+  unsigned long long value = IsDigit(first) ? static_cast<unsigned long long>(first - '0')
+                                            : static_cast<unsigned long long>(-1);
+  long long e = backslash + 3;
+  while (e < length && IsDigit(text[e])) {
+    value = value * 10u + static_cast<unsigned long long>(text[e] - '0');
+    ++e;
+  }
+  if (first == '-') value = 0u - value;
+  // The delimiter: kept when it starts the next token, consumed otherwise.
+  const char d = At(text, length, e);
+  long long position = e;
+  if (rtf_bytes::StartsNextToken(d)) {
+    position = e - 1;
+  } else if (d == '\r' && At(text, length, e + 2) == '\n') {
+    position = e + 1;
+  }
+  // Every "\\u" character is a run of its own, appended at once.
+  Flush();
+  if (run_ == nullptr) CreateRun();
+  StyledTextAddStyleRun(static_cast<uint16_t>(value), styledText_, run_, alignment_);
+  return position + 1;
 }
 
 long long RTFImport::HandleControlWord(const char* text, long long length, long long backslash,

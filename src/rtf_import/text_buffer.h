@@ -8,11 +8,29 @@
 #include <memory>
 #include <string>
 
+// Copies count bytes; short pieces (a word between two control words) without a call, with two
+// overlapping moves.
+inline void CopyShort(char* to, const char* bytes, size_t count) {
+  if (count >= 8 && count <= 16) {
+    uint64_t head, tail;
+    std::memcpy(&head, bytes, 8);
+    std::memcpy(&tail, bytes + count - 8, 8);
+    std::memcpy(to, &head, 8);
+    std::memcpy(to + count - 8, &tail, 8);
+  } else if (count < 8) {
+    for (size_t k = 0; k < count; ++k) to[k] = bytes[k];
+  } else {
+    std::memcpy(to, bytes, count);
+  }
+}
+
 class TextBuffer {
  public:
   bool empty() const { return size_ == 0; }
   size_t size() const { return size_; }
   const char* data() const { return data_.get(); }
+  // Where the next byte goes (written in place behind Reserve).
+  char* end() { return data_.get() + size_; }
   void clear() { size_ = 0; }
 
   void push_back(char c) {
@@ -24,18 +42,7 @@ class TextBuffer {
     if (capacity_ - size_ < count) Grow(count);
     char* to = data_.get() + size_;
     size_ += count;
-    // Short pieces (a word between two control words) are copied with two overlapping moves.
-    if (count >= 8 && count <= 16) {
-      uint64_t head, tail;
-      std::memcpy(&head, bytes, 8);
-      std::memcpy(&tail, bytes + count - 8, 8);
-      std::memcpy(to, &head, 8);
-      std::memcpy(to + count - 8, &tail, 8);
-    } else if (count < 8) {
-      for (size_t k = 0; k < count; ++k) to[k] = bytes[k];
-    } else {
-      std::memcpy(to, bytes, count);
-    }
+    CopyShort(to, bytes, count);
   }
 
   // Room for count more bytes, written in place and then kept with Commit.

@@ -78,6 +78,22 @@ TEST_F(ImportTest, EscapedByteNeverStartsARun) {
             (Texts{"x" + Utf8(0xE9) + Utf8(0xE9) + "\x04"}));
 }
 
+TEST_F(ImportTest, LongRowsOfEscapesAndTextKeepEveryByteInOrder) {
+  // Thousands of escapes between short words, with a digit cut short, past every buffer block;
+  // the escapes of a skipped group behind them leave nothing.
+  std::string rtf = "{\\rtf1 x";
+  std::string expected = "x";
+  for (int k = 0; k < 3000; ++k) {
+    rtf += "\\'e9\\'E9 a\\'4g";
+    expected += Utf8(0xE9) + Utf8(0xE9) + " a\x04";
+  }
+  rtf += "{\\*\\skipped \\'41 b\\'42}}";
+  const Texts texts = TextsOf(Import(rtf));
+  ASSERT_EQ(texts.size(), 1u);
+  EXPECT_EQ(texts[0].size(), expected.size());
+  EXPECT_TRUE(texts[0] == expected);
+}
+
 TEST_F(ImportTest, EscapedBytesUseTheGroupCodePage) {
   auto runs =
       Import("{\\rtf1\\ansi\\ansicpg1251 {x\\'e0}{\\ansicpg1252 x\\'e0}{\\mac x\\'8e}x\\'e0}");
@@ -95,6 +111,17 @@ TEST_F(ImportTest, UnicodeEscapeSwallowsOneFallbackByte) {
   EXPECT_EQ(TextsOf(Import("{\\rtf1 \\u8364\\'80x}")), (Texts{kEuro, kEuro + "x"}));
   EXPECT_EQ(TextsOf(Import("{\\rtf1 \\u8364\\'80}")), Texts{kEuro});
   EXPECT_EQ(TextsOf(Import("{\\rtf1\\uc0 \\u8364 a}")), (Texts{kEuro, "a"}));
+}
+
+TEST_F(ImportTest, UnicodeNumbersAndDelimitersReadAsAnyControlWord) {
+  EXPECT_EQ(TextsOf(Import("{\\rtf1 \\u-5 a}")), (Texts{"\x05", "a"}));
+  EXPECT_EQ(TextsOf(Import("{\\rtf1 \\u65;}")), (Texts{"A", ";"}));
+  EXPECT_EQ(TextsOf(Import("{\\rtf1 \\u65536?b}")), Texts{"b"});
+  EXPECT_EQ(TextsOf(Import("{\\rtf1 \\u-?c}")), (Texts{"\x01", "c"}));
+  EXPECT_EQ(TextsOf(Import("{\\rtf1 \\u66\r\r\nd}")), (Texts{"B", "d"}));
+  EXPECT_EQ(TextsOf(Import("{\\rtf1 {\\*\\x \\u67}e}")), Texts{"e"});
+  EXPECT_EQ(TextsOf(Import("{\\rtf1 f}\\u68")), Texts{"f"});
+  EXPECT_EQ(TextsOf(Import("{\\rtf1 g\\u69")), (Texts{"g", "E"}));
 }
 
 TEST_F(ImportTest, EveryUnicodeEscapeIsARunWithTheGroupStyle) {
@@ -313,6 +340,19 @@ TEST_F(ImportWithoutStyleRuns, NewStyleRunFailureIsLoggedAndTextDropped) {
   }
   EXPECT_EQ(failures, 4u);  // "a", "b", "\u", "\par"
   plugin_.SetDebugging(false);
+}
+
+TEST_F(ImportTest, EveryClosingBraceFlushesTwiceInTheLog) {
+  ASSERT_TRUE(plugin_.HasDebugging());
+  plugin_.SetDebugging(true);
+  host_.ClearLog();
+  EXPECT_EQ(TextsOf(Import("{\\rtf1 {a}b}")), (Texts{"a", "b"}));
+  size_t empty = 0;
+  for (const std::string& line : host_.Log()) {
+    if (line == "ZVK Debug: Ignore empty run") ++empty;
+  }
+  plugin_.SetDebugging(false);
+  EXPECT_EQ(empty, 3u);  // behind each "}" and at the end
 }
 
 TEST_F(ImportTest, QuietWhenDebuggingIsOff) {
