@@ -246,13 +246,14 @@ void RTFImport::ApplyState() {
   if (!DebuggingEnabled && run != nullptr) {
     // Nothing to log and a run to set: the setters' host calls alone, in their order (a
     // refused property is only ever logged, save the font's fallback).
-    REALSetPropValueBoolean(run, "Bold", state->bold);
-    REALSetPropValueBoolean(run, "Italic", state->italic);
-    REALSetPropValueBoolean(run, "Underline", state->underline);
-    REALSetPropValueInteger(run, "Size", state->size);
-    REALSetPropValueUInt32(run, "TextColor", color);
+    REALSetPropValueBoolean(run, host_contract::kBoldProperty, state->bold);
+    REALSetPropValueBoolean(run, host_contract::kItalicProperty, state->italic);
+    REALSetPropValueBoolean(run, host_contract::kUnderlineProperty, state->underline);
+    REALSetPropValueInteger(run, host_contract::kSizeProperty, state->size);
+    REALSetPropValueUInt32(run, host_contract::kTextColorProperty, color);
     REALstringStruct* name = FontName(state);
-    if (!REALSetPropValueString(run, "Font", name)) style_run_detail::SetFontName(run, name, true);
+    if (!REALSetPropValueString(run, host_contract::kFontProperty, name))
+      style_run_detail::SetFontName(run, name, true);
     if (name != nullptr) REALUnlockString(name);
     return;
   }
