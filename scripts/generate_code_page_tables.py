@@ -86,23 +86,28 @@ def code_points(utf32le):
     return [int.from_bytes(utf32le[i:i + 4], "little") for i in range(0, len(utf32le), 4)]
 
 
+def decode(decoder, data):
+    """iconv's reading of data: the code points, the bytes used and the error number."""
+    produced, used, error = decoder.convert(data)
+    return code_points(produced), used, error
+
+
+def decode_each_byte(decoder):
+    """decode() of each of the 256 bytes on its own, in byte order."""
+    return [decode(decoder, bytes([b])) for b in range(256)]
+
+
 def read_single_byte(name):
     """256 decodings as the host's DecodeOneByte reads them."""
     decoder = Converter("UTF-32LE", name)
-    table = []
-    for b in range(256):
-        produced, _, error = decoder.convert(bytes([b]))
-        cps = code_points(produced)
-        table.append(cps[0] if error == 0 and len(cps) == 1 else NONE)
-    return table
+    return [cps[0] if error == 0 and len(cps) == 1 else NONE
+            for cps, _, error in decode_each_byte(decoder)]
 
 
 def read_multi_byte(name):
     decoder = Converter("UTF-32LE", name)
     singles = []
-    for b in range(256):
-        produced, used, error = decoder.convert(bytes([b]))
-        cps = code_points(produced)
+    for b, (cps, used, error) in enumerate(decode_each_byte(decoder)):
         if error == 0 and used == 1 and len(cps) == 1:
             singles.append(cps[0])
         elif error == EINVAL and used == 0:
@@ -110,15 +115,14 @@ def read_multi_byte(name):
         elif error == EILSEQ and used == 0:
             singles.append(NONE)
         else:
-            sys.exit(f"{name}: byte {b:02X} gives {produced!r}, {used}, {error}: not modelled")
+            sys.exit(f"{name}: byte {b:02X} gives {cps!r}, {used}, {error}: not modelled")
     pairs = {}  # (lead, trail) -> code point
     stepped_over = []  # pairs iconv rejects after moving past them
     for lead in range(256):
         if singles[lead] != LEAD:
             continue
         for trail in range(256):
-            produced, used, error = decoder.convert(bytes([lead, trail]))
-            cps = code_points(produced)
+            cps, used, error = decode(decoder, bytes([lead, trail]))
             if error == 0 and used == 2 and len(cps) == 1:
                 if cps[0] > 0xFFFF:
                     sys.exit(f"{name}: pair {lead:02X}{trail:02X} is outside the BMP")
@@ -128,7 +132,7 @@ def read_multi_byte(name):
             elif error == EILSEQ and used == 2 and not cps:
                 stepped_over.append((lead, trail))
             else:
-                sys.exit(f"{name}: pair {lead:02X}{trail:02X} gives {produced!r}, {used}, "
+                sys.exit(f"{name}: pair {lead:02X}{trail:02X} gives {cps!r}, {used}, "
                          f"{error}: not modelled")
     encoder = Converter(name, "UTF-32LE")
     encoded = {}  # code point -> bytes, for those with a byte form
