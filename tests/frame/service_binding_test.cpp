@@ -6,6 +6,7 @@
 #include <cstring>
 #include <set>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "frame/debug_log.h"
@@ -26,6 +27,13 @@ std::set<std::string> CachedServices() {
   return names;
 }
 const std::set<std::string> kAllServices = CachedServices();
+
+// Options for a host that offers none of the named services until a test clears the list.
+simhost::Options Withholding(std::set<std::string> withheld) {
+  simhost::Options options;
+  options.withheld = std::move(withheld);
+  return options;
+}
 
 class ServiceBinding : public testing::Test {
  protected:
@@ -79,9 +87,7 @@ void UseEveryWrapper(simhost::Host& host, REALstring s, REALobject run, REALobje
 }
 
 TEST_F(ServiceBinding, MissingServicesGiveNeutralResultsAndAreLookedUpOnEveryUse) {
-  simhost::Options options;
-  options.withheld = kAllServices;
-  simhost::Host host(options);
+  simhost::Host host(Withholding(kAllServices));
   Connect();
   REALstring s = host.NewStringUTF8("abc");
   REALobject run = host.NewObject("StyleRun");
@@ -151,9 +157,7 @@ TEST_F(ServiceBinding, MissingServicesGiveNeutralResultsAndAreLookedUpOnEveryUse
 }
 
 TEST_F(ServiceBinding, AvailableServicesAreLookedUpOnceAndThenCalledDirectly) {
-  simhost::Options options;
-  options.withheld = kAllServices;
-  simhost::Host host(options);
+  simhost::Host host(Withholding(kAllServices));
   Connect();
   REALstring s = host.NewStringUTF8("abc");
   REALobject run = host.NewObject("StyleRun");
@@ -246,9 +250,7 @@ TEST_F(ServiceBinding, StringContentsLooksUpThenMeasuresThenTakesTheBytes) {
 }
 
 TEST_F(ServiceBinding, StringContentsWithoutCStringStillMeasures) {
-  simhost::Options options;
-  options.withheld = {"StringGetCString"};
-  simhost::Host host(options);
+  simhost::Host host(Withholding({"StringGetCString"}));
   Connect();
   REALstring s = host.NewStringUTF8("abc");
   for (int round = 0; round < 2; ++round) {
