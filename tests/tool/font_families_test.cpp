@@ -1,6 +1,10 @@
 // The faces the HTML page offers a browser for a document's font name.
 #include <gtest/gtest.h>
 
+#include <initializer_list>
+#include <iterator>
+#include <vector>
+
 #include "pendlow/formats/font_families.h"
 
 namespace pendlow {
@@ -25,44 +29,62 @@ TEST_P(FontFallbacksFor, NamesTheFamilyAndTheGenericFace) {
   EXPECT_EQ(fallbacks.generic, c.generic) << c.font;
 }
 
-INSTANTIATE_TEST_SUITE_P(
-    Names, FontFallbacksFor,
-    ::testing::Values(
-        // Family names as they are: no second name, only the generic face.
-        Case{"Arial", "", "sans-serif"}, Case{"Helvetica", "", "sans-serif"},
-        Case{"Verdana", "", "sans-serif"}, Case{"Tahoma", "", "sans-serif"},
-        Case{"Calibri", "", "sans-serif"}, Case{"Segoe UI", "", "sans-serif"},
-        Case{"Helvetica Neue", "", "sans-serif"}, Case{"Times New Roman", "", "serif"},
-        Case{"Times", "", "serif"}, Case{"Georgia", "", "serif"}, Case{"Cambria", "", "serif"},
-        Case{"Garamond", "", "serif"}, Case{"Courier", "", "monospace"},
-        Case{"Courier New", "", "monospace"}, Case{"Consolas", "", "monospace"},
-        Case{"Menlo", "", "monospace"}, Case{"Monaco", "", "monospace"},
-        Case{"Lucida Console", "", "monospace"}, Case{"Comic Sans MS", "", "cursive"},
-        Case{"Brush Script MT", "", "cursive"},
-        // Another spelling of a known family: its usual name as the second choice.
-        Case{"times new roman", "Times New Roman", "serif"},
-        Case{"SegoeUI", "Segoe UI", "sans-serif"},
-        // PostScript names: style suffixes and vendor tags taken off.
-        Case{"ArialMT", "Arial", "sans-serif"}, Case{"Arial-BoldMT", "Arial", "sans-serif"},
-        Case{"Arial-ItalicMT", "Arial", "sans-serif"},
-        Case{"Helvetica-Bold", "Helvetica", "sans-serif"},
-        Case{"Helvetica-BoldOblique", "Helvetica", "sans-serif"},
-        Case{"HelveticaNeue-Light", "Helvetica Neue", "sans-serif"},
-        Case{"Verdana,Bold", "Verdana", "sans-serif"},
-        Case{"TimesNewRomanPSMT", "Times New Roman", "serif"},
-        Case{"TimesNewRomanPS-BoldMT", "Times New Roman", "serif"},
-        Case{"Times-Roman", "Times", "serif"}, Case{"Times-BoldItalic", "Times", "serif"},
-        Case{"Georgia-Italic", "Georgia", "serif"},
-        Case{"CourierNewPSMT", "Courier New", "monospace"},
-        Case{"Courier-Oblique", "Courier", "monospace"},
-        Case{"Menlo-Regular", "Menlo", "monospace"},
-        // Unknown families: the stripped name where there is one, no generic face.
-        Case{"Zapfino", "", ""}, Case{"Symbol", "", ""}, Case{"Wingdings", "", ""},
-        Case{"Unheard-Bold", "Unheard", ""}, Case{"FancyMT", "Fancy", ""},
-        // Names too short to strip, or nothing but punctuation, are left as they are.
-        Case{"MT", "", ""}, Case{"-Bold", "", ""}, Case{"", "", ""},
+// Family names as they are: no second name, only the generic face.
+std::vector<Case> KnownAsTheyAre(const char* generic, std::initializer_list<const char*> fonts) {
+  std::vector<Case> cases;
+  for (const char* font : fonts) cases.push_back(Case{font, "", generic});
+  return cases;
+}
+
+std::vector<Case> AllCases() {
+  std::vector<Case> cases;
+  for (const auto& group :
+       {KnownAsTheyAre("sans-serif", {"Arial", "Helvetica", "Verdana", "Tahoma", "Calibri",
+                                      "Segoe UI", "Helvetica Neue"}),
+        KnownAsTheyAre("serif", {"Times New Roman", "Times", "Georgia", "Cambria", "Garamond"}),
+        KnownAsTheyAre("monospace",
+                       {"Courier", "Courier New", "Consolas", "Menlo", "Monaco", "Lucida Console"}),
+        KnownAsTheyAre("cursive", {"Comic Sans MS", "Brush Script MT"}),
         // Endings that are part of a family's name stay.
-        Case{"Optima", "", "sans-serif"}, Case{"Impact", "", "sans-serif"}));
+        KnownAsTheyAre("sans-serif", {"Optima", "Impact"})}) {
+    cases.insert(cases.end(), group.begin(), group.end());
+  }
+  const Case others[] = {
+      // Another spelling of a known family: its usual name as the second choice.
+      {"times new roman", "Times New Roman", "serif"},
+      {"SegoeUI", "Segoe UI", "sans-serif"},
+      // PostScript names: style suffixes and vendor tags taken off.
+      {"ArialMT", "Arial", "sans-serif"},
+      {"Arial-BoldMT", "Arial", "sans-serif"},
+      {"Arial-ItalicMT", "Arial", "sans-serif"},
+      {"Helvetica-Bold", "Helvetica", "sans-serif"},
+      {"Helvetica-BoldOblique", "Helvetica", "sans-serif"},
+      {"HelveticaNeue-Light", "Helvetica Neue", "sans-serif"},
+      {"Verdana,Bold", "Verdana", "sans-serif"},
+      {"TimesNewRomanPSMT", "Times New Roman", "serif"},
+      {"TimesNewRomanPS-BoldMT", "Times New Roman", "serif"},
+      {"Times-Roman", "Times", "serif"},
+      {"Times-BoldItalic", "Times", "serif"},
+      {"Georgia-Italic", "Georgia", "serif"},
+      {"CourierNewPSMT", "Courier New", "monospace"},
+      {"Courier-Oblique", "Courier", "monospace"},
+      {"Menlo-Regular", "Menlo", "monospace"},
+      // Unknown families: the stripped name where there is one, no generic face.
+      {"Zapfino", "", ""},
+      {"Symbol", "", ""},
+      {"Wingdings", "", ""},
+      {"Unheard-Bold", "Unheard", ""},
+      {"FancyMT", "Fancy", ""},
+      // Names too short to strip, or nothing but punctuation, are left as they are.
+      {"MT", "", ""},
+      {"-Bold", "", ""},
+      {"", "", ""},
+  };
+  cases.insert(cases.end(), std::begin(others), std::end(others));
+  return cases;
+}
+
+INSTANTIATE_TEST_SUITE_P(Names, FontFallbacksFor, ::testing::ValuesIn(AllCases()));
 
 }  // namespace
 }  // namespace pendlow
