@@ -12,6 +12,7 @@
 
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
 #include <functional>
 #include <set>
 #include <string>
@@ -34,6 +35,14 @@ inline void ConnectLibrary(double version = kCurrentHost) {
   gResolver = &simhost::Host::Resolve;
   rbversion = version;
   DebuggingEnabled = false;
+}
+
+// A resolver that puts `replacement` in front of the simulated host's service `kService` and
+// hands out the host's own entries for every other name.
+template <const char* kService, auto replacement>
+void* RBCALL ResolveReplacing(const char* name) {
+  if (std::strcmp(name, kService) == 0) return reinterpret_cast<void*>(replacement);
+  return simhost::Host::Resolve(name);
 }
 
 // Log lines written by body, run with debugging switched on or off (then expected: none).
@@ -94,6 +103,21 @@ class HostWithout : public simhost::Host {
     return options;
   }
 };
+
+// The life of a service or method the host lacks at first: `missing` (one use while the host
+// withholds `name`) looks it up again each of two times; once the host offers everything,
+// `present` (one use) finds it the first time and keeps it for the second.
+inline void ExpectLookedUpUntilFound(simhost::Host& host, const std::string& name,
+                                     const std::function<void()>& missing,
+                                     const std::function<void()>& present) {
+  missing();
+  missing();
+  EXPECT_EQ(host.Lookups(name), 2u) << name << " is looked up on every use while missing";
+  host.options().withheld.clear();
+  present();
+  present();
+  EXPECT_EQ(host.Lookups(name), 3u) << name << " is found once, then kept";
+}
 
 class BridgeTest : public testing::Test {
  protected:

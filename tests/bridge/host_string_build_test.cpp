@@ -282,6 +282,8 @@ TEST_F(StringBuilding, NothingIsLoggedWithDebuggingOff) {
 // A builder that throws once, to reach the exception guard around the whole build.
 namespace throwing {
 
+constexpr char kBuildService[] = "REALBuildStringWithEncoding";
+
 int throwKind = 0;  // 1: a standard exception, 2: anything else; reset after one throw
 
 REALstring RBCALL BuildStringWithEncoding(const char* bytes, int length, uint32_t encoding) {
@@ -294,20 +296,14 @@ REALstring RBCALL BuildStringWithEncoding(const char* bytes, int length, uint32_
   return real(bytes, length, encoding);
 }
 
-void* RBCALL Resolve(const char* name) {
-  if (std::strcmp(name, "REALBuildStringWithEncoding") == 0) {
-    return reinterpret_cast<void*>(&BuildStringWithEncoding);
-  }
-  return simhost::Host::Resolve(name);
-}
-
 }  // namespace throwing
 
 TEST(BridgeGuard, ExceptionsInsideTheBuildBecomeHostExceptions) {
   WITH_FRESH_ENTRY_POINTS({
     simhost::Host host;
     bridge_test::ConnectLibrary();
-    gResolver = &throwing::Resolve;
+    gResolver =
+        &bridge_test::ResolveReplacing<throwing::kBuildService, &throwing::BuildStringWithEncoding>;
     throwing::throwKind = 1;
     EXPECT_EQ(REALBuildUnicodeString("abc", 3, kREALTextEncodingUTF8), nullptr);
     ASSERT_EQ(host.Exceptions().size(), 1u);

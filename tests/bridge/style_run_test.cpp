@@ -239,15 +239,10 @@ TEST_F(StyleRunProperties, NullFontNameIsPassedOn) {
 // A host whose comparison finds every pair of strings different, so the read-back warns.
 namespace differing {
 
+constexpr char kCompareService[] = "RuntimeStringCompare";
+
 RBInteger RBCALL CompareStrings(REALstring, REALstring) {
   return 1;
-}
-
-void* RBCALL Resolve(const char* name) {
-  if (std::strcmp(name, "RuntimeStringCompare") == 0) {
-    return reinterpret_cast<void*>(&CompareStrings);
-  }
-  return simhost::Host::Resolve(name);
 }
 
 }  // namespace differing
@@ -258,7 +253,8 @@ TEST(BridgeReadBack, DifferentReadBackIsReported) {
     options.fontProperty = simhost::FontProperty::kFontName;
     simhost::Host host(options);
     bridge_test::ConnectLibrary();
-    gResolver = &differing::Resolve;
+    gResolver =
+        &bridge_test::ResolveReplacing<differing::kCompareService, &differing::CompareStrings>;
     REALobject run = NewStyleRun();
     REALstring name = host.NewStringUTF8("Arial");
     Log log = LogOf(host, [&] {

@@ -2,6 +2,7 @@
 // their paragraph alignment, and the per-object method caches.
 #include <gtest/gtest.h>
 
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -74,6 +75,20 @@ class StyledTextAccess : public BridgeTest {
     return alignments;
   }
 
+  // Adds a new style run through `add` to a StyledText holding "a": the run is dropped (released
+  // and the handle cleared), the text stays as it was and `expected` is what the log shows.
+  void ExpectRunDropped(const std::function<void(REALobject st, REALobject& run)>& add,
+                        const Log& expected) {
+    REALobject st = StyledTextWith({"a"});
+    REALobject run = NewStyleRun();
+    Log log = LogOf(host, [&] { add(st, run); });
+    EXPECT_EQ(log, expected);
+    EXPECT_EQ(run, nullptr);
+    EXPECT_EQ(TextsOf(st), std::vector<std::string>{"a"});
+    host.Release(st);
+    EXPECT_EQ(host.LiveObjects(), startObjects);
+  }
+
   REALobject other = nullptr;
 };
 
@@ -137,16 +152,13 @@ TEST_F(StyledTextAccess, SwitchingObjectsLooksTheMethodUpAgain) {
 TEST_F(StyledTextAccess, FailedLookupIsRetriedOnEveryCall) {
   REALobject st = StyledTextWith({"a"});
   host.options().withheld = {kStyleRunDecl};
-  EXPECT_EQ(GetStyleRun(st, 0), nullptr);
-  EXPECT_EQ(GetStyleRun(st, 0), nullptr);
-  EXPECT_EQ(host.Lookups(kStyleRunDecl), 2u);
-  host.options().withheld.clear();
-  REALobject run = GetStyleRun(st, 0);
-  EXPECT_NE(run, nullptr);
-  REALUnlockObject(run);
-  run = GetStyleRun(st, 0);
-  REALUnlockObject(run);
-  EXPECT_EQ(host.Lookups(kStyleRunDecl), 3u) << "found once, then cached";
+  ExpectLookedUpUntilFound(
+      host, kStyleRunDecl, [&] { EXPECT_EQ(GetStyleRun(st, 0), nullptr); },
+      [&] {
+        REALobject run = GetStyleRun(st, 0);
+        EXPECT_NE(run, nullptr);
+        REALUnlockObject(run);
+      });
   host.Release(st);
 }
 
@@ -418,16 +430,13 @@ TEST_F(StyledTextAccess, ByteRunLogsItsBytesAndTheNewText) {
 }
 
 TEST_F(StyledTextAccess, EmptyByteRunIsDroppedAndReleased) {
-  REALobject st = StyledTextWith({"a"});
-  REALobject run = NewStyleRun();
   std::string text;
-  Log log = LogOf(host, [&] { StyledTextAddStyleRun(kREALTextEncodingUTF8, text, st, run, 1); });
-  EXPECT_EQ(log, (Log{Line("StyledTextAddStyleRun"), Line("Ignore empty run")}));
-  EXPECT_EQ(run, nullptr);
+  ExpectRunDropped(
+      [&](REALobject st, REALobject& run) {
+        StyledTextAddStyleRun(kREALTextEncodingUTF8, text, st, run, 1);
+      },
+      Log{Line("StyledTextAddStyleRun"), Line("Ignore empty run")});
   EXPECT_TRUE(text.empty());
-  EXPECT_EQ(TextsOf(st), std::vector<std::string>{"a"});
-  host.Release(st);
-  EXPECT_EQ(host.LiveObjects(), startObjects);
 }
 
 TEST_F(StyledTextAccess, ByteRunWithoutARunStillEmptiesTheText) {
@@ -459,14 +468,9 @@ TEST_F(StyledTextAccess, CodeUnitRunAppendsOneCharacter) {
 }
 
 TEST_F(StyledTextAccess, NullCodeUnitDropsTheRun) {
-  REALobject st = StyledTextWith({"a"});
-  REALobject run = NewStyleRun();
-  Log log = LogOf(host, [&] { StyledTextAddStyleRun(uint16_t{0}, st, run, 0); });
-  EXPECT_EQ(log, (Log{Line("StyledTextAddStyleRun 0"), Line("Ignore null character")}));
-  EXPECT_EQ(run, nullptr);
-  EXPECT_EQ(TextsOf(st), std::vector<std::string>{"a"});
-  host.Release(st);
-  EXPECT_EQ(host.LiveObjects(), startObjects);
+  ExpectRunDropped(
+      [](REALobject st, REALobject& run) { StyledTextAddStyleRun(uint16_t{0}, st, run, 0); },
+      Log{Line("StyledTextAddStyleRun 0"), Line("Ignore null character")});
 }
 
 TEST_F(StyledTextAccess, CodeUnitWithoutARunDoesNothing) {
@@ -557,13 +561,9 @@ TEST(BridgeWithheld, LenIsLookedUpUntilFoundThenKept) {
   WITH_FRESH_ENTRY_POINTS({
     bridge_test::HostWithout host({kLenDecl});
     REALstring s = host.NewStringUTF8("abc");
-    EXPECT_EQ(GetStringLength(s), 0);
-    EXPECT_EQ(GetStringLength(s), 0);
-    EXPECT_EQ(host.Lookups(kLenDecl), 2u);
-    host.options().withheld.clear();
-    EXPECT_EQ(GetStringLength(s), 3);
-    EXPECT_EQ(GetStringLength(s), 3);
-    EXPECT_EQ(host.Lookups(kLenDecl), 3u);
+    bridge_test::ExpectLookedUpUntilFound(
+        host, kLenDecl, [&] { EXPECT_EQ(GetStringLength(s), 0); },
+        [&] { EXPECT_EQ(GetStringLength(s), 3); });
     host.Release(s);
   });
 }
