@@ -29,26 +29,20 @@ TEST_P(FontFallbacksFor, NamesTheFamilyAndTheGenericFace) {
   EXPECT_EQ(fallbacks.generic, c.generic) << c.font;
 }
 
-// Family names as they are: no second name, only the generic face.
-std::vector<Case> KnownAsTheyAre(const char* generic, std::initializer_list<const char*> fonts) {
-  std::vector<Case> cases;
-  for (const char* font : fonts) cases.push_back(Case{font, "", generic});
-  return cases;
-}
-
 std::vector<Case> AllCases() {
   std::vector<Case> cases;
-  for (const auto& group :
-       {KnownAsTheyAre("sans-serif", {"Arial", "Helvetica", "Verdana", "Tahoma", "Calibri",
-                                      "Segoe UI", "Helvetica Neue"}),
-        KnownAsTheyAre("serif", {"Times New Roman", "Times", "Georgia", "Cambria", "Garamond"}),
-        KnownAsTheyAre("monospace",
-                       {"Courier", "Courier New", "Consolas", "Menlo", "Monaco", "Lucida Console"}),
-        KnownAsTheyAre("cursive", {"Comic Sans MS", "Brush Script MT"}),
-        // Endings that are part of a family's name stay.
-        KnownAsTheyAre("sans-serif", {"Optima", "Impact"})}) {
-    cases.insert(cases.end(), group.begin(), group.end());
-  }
+  // Family names as they are: no second name, only the generic face.
+  auto asTheyAre = [&cases](const char* generic, std::initializer_list<const char*> fonts) {
+    for (const char* font : fonts) cases.push_back(Case{font, "", generic});
+  };
+  asTheyAre("sans-serif",
+            {"Arial", "Helvetica", "Verdana", "Tahoma", "Calibri", "Segoe UI", "Helvetica Neue"});
+  asTheyAre("serif", {"Times New Roman", "Times", "Georgia", "Cambria", "Garamond"});
+  asTheyAre("monospace",
+            {"Courier", "Courier New", "Consolas", "Menlo", "Monaco", "Lucida Console"});
+  asTheyAre("cursive", {"Comic Sans MS", "Brush Script MT"});
+  // Endings that are part of a family's name stay.
+  asTheyAre("sans-serif", {"Optima", "Impact"});
   const Case others[] = {
       // Another spelling of a known family: its usual name as the second choice.
       {"times new roman", "Times New Roman", "serif"},
