@@ -288,6 +288,15 @@ void RTFImport::Parse(const char* text, long long length) {
         ++i;
         break;
       case kOpen:
+        if (!DebuggingEnabled && At(text, length, i + 1) == '}') {
+          // "{}" leaves the state, the skip depth and the next step as they were: its "}" only
+          // ends the run being collected (in the same encoding, the group's being a copy), and
+          // any empty groups right behind find nothing more to end.
+          Flush();
+          i += 2;
+          while (length - i >= 2 && text[i] == '{' && text[i + 1] == '}') i += 2;
+          break;
+        }
         state_ = stack_.Push();
         if (skipDepth_ > 0) ++skipDepth_;
         groupOpened = true;
