@@ -154,7 +154,7 @@ class RTFImport {
       const size_t length = nul != nullptr
                                 ? static_cast<size_t>(static_cast<const char*>(nul) - bytes)
                                 : text_.size();
-      REALstringStruct* s = REALBuildUnicodeString(bytes, static_cast<int64_t>(length), Encoding());
+      REALstringStruct* s = BuildByteString(bytes, length, Encoding());
       StyledTextAddStyleRun(s, styledText_, run_, alignment_);
       if (s != nullptr) REALUnlockString(s);
     }
