@@ -129,6 +129,21 @@ REALstringStruct* REALBuildUnicodeString(const void* data, int64_t count, uint32
   });
 }
 
+REALstringStruct* BuildByteString(const char* bytes, size_t length, uint32_t encoding) {
+  const bool asciiBased =
+      encoding == kREALTextEncodingWindowsLatin1 || encoding == kREALTextEncodingMacRoman ||
+      encoding == kREALTextEncodingISOLatin1 || encoding == kREALTextEncodingUnknown;
+  if (!asciiBased || length == 0 || length >= static_cast<uint64_t>(kMaxHostLength))
+    return REALBuildUnicodeString(bytes, static_cast<int64_t>(length), encoding);
+  // Pure ASCII is labelled as such so the host never has to convert it.
+  if (AllASCII(reinterpret_cast<const uint8_t*>(bytes), static_cast<int64_t>(length)))
+    encoding = kREALTextEncodingASCII;
+  return WithHostExceptionGuard<REALstringStruct*>(
+      nullptr, [bytes, length, encoding]() -> REALstringStruct* {
+        return BuildWithEncoding(bytes, static_cast<int32_t>(length), encoding);
+      });
+}
+
 REALstringStruct* BuildUTF16Unit(uint16_t unit) {
   return WithHostExceptionGuard<REALstringStruct*>(nullptr, [unit]() -> REALstringStruct* {
     return BuildAsUTF8(reinterpret_cast<const char*>(&unit), 2, kREALTextEncodingUTF16);

@@ -14,6 +14,10 @@ REALstringStruct* REALBuildUnicodeString(const void* data, int64_t count, uint32
 // of that size and encoding always passes.
 REALstringStruct* BuildUTF16Unit(uint16_t unit);
 
+// REALBuildUnicodeString of bytes in a single-byte encoding (the import's collected text):
+// the common encodings whose lower half is ASCII take a path of their own.
+REALstringStruct* BuildByteString(const char* bytes, size_t length, uint32_t encoding);
+
 // CString2RB of UTF-8 text (not null) whose length is known: length is strlen(text).
 REALstringStruct* BuildUTF8String(const char* text, size_t length);
 

@@ -215,6 +215,13 @@ void StyledTextAddStyleRun(uint32_t encoding, std::string& text, REALobjectStruc
 
 void StyledTextAddStyleRun(uint16_t ch, REALobjectStruct* styledText, REALobjectStruct*& styleRun,
                            int64_t alignment) {
+  if (!DebuggingEnabled && ch != 0 && styleRun != nullptr && styledText != nullptr) {
+    // The common case, tested once: a character to append to a StyledText, the log off.
+    REALstring s = BuildUTF16Unit(ch);
+    AddRunQuietly(s, styledText, styleRun, alignment);
+    if (s != nullptr) REALUnlockString(s);
+    return;
+  }
   DebugLogInt("StyledTextAddStyleRun", ch);
   if (ch == 0) {
     DebugLog("Ignore null character");
@@ -223,11 +230,6 @@ void StyledTextAddStyleRun(uint16_t ch, REALobjectStruct* styledText, REALobject
   }
   if (styleRun == nullptr) return;
   REALstring s = BuildUTF16Unit(ch);
-  if (!DebuggingEnabled && styledText != nullptr) {
-    AddRunQuietly(s, styledText, styleRun, alignment);
-    if (s != nullptr) REALUnlockString(s);
-    return;
-  }
   if (DebuggingEnabled) {
     rbText newText(s);
     DebugLogHandle("NewText", s, newText.UTF8());

@@ -12,6 +12,19 @@ bool Is(const char* letters, const char (&word)[N]) {
   return std::memcmp(letters, word, N - 1) == 0;
 }
 
+// Words told apart by one letter: the word of each byte, kUnknown for all others.
+struct WordByLetter {
+  RTFWord of[256];
+  template <size_t N>
+  constexpr WordByLetter(const char (&letters)[N], const RTFWord (&words)[N - 1]) : of() {
+    for (size_t k = 0; k + 1 < N; ++k) of[static_cast<unsigned char>(letters[k])] = words[k];
+  }
+};
+
+// The words of one letter, and the alignments ("q" and a second letter).
+constexpr WordByLetter kOneLetter("bfiu", {RTFWord::kB, RTFWord::kF, RTFWord::kI, RTFWord::kU});
+constexpr WordByLetter kAlignment("cjlr", {RTFWord::kQc, RTFWord::kQj, RTFWord::kQl, RTFWord::kQr});
+
 }  // namespace
 
 // Words are told apart by length first; within a length at most a handful of fixed-size
@@ -20,18 +33,7 @@ bool Is(const char* letters, const char (&word)[N]) {
 RTFWord LookUpControlWord(const char* s, size_t count) {
   switch (count) {
     case 1:
-      switch (s[0]) {
-        case 'b':
-          return RTFWord::kB;
-        case 'f':
-          return RTFWord::kF;
-        case 'i':
-          return RTFWord::kI;
-        case 'u':
-          return RTFWord::kU;
-        default:
-          return RTFWord::kUnknown;
-      }
+      return kOneLetter.of[static_cast<unsigned char>(s[0])];
     case 2:
       switch (s[0]) {
         case 'c':
@@ -41,18 +43,7 @@ RTFWord LookUpControlWord(const char* s, size_t count) {
         case 'u':
           return s[1] == 'l' ? RTFWord::kUl : RTFWord::kUnknown;
         case 'q':
-          switch (s[1]) {
-            case 'c':
-              return RTFWord::kQc;
-            case 'j':
-              return RTFWord::kQj;
-            case 'l':
-              return RTFWord::kQl;
-            case 'r':
-              return RTFWord::kQr;
-            default:
-              return RTFWord::kUnknown;
-          }
+          return kAlignment.of[static_cast<unsigned char>(s[1])];
         default:
           return RTFWord::kUnknown;
       }

@@ -115,6 +115,13 @@ class RTFImport {
     return state;
   }
 
+  // The innermost state, to be changed by a control word that changes the formatting: the
+  // text collected so far keeps the formatting it was read in.
+  RTFGroupState* Change() {
+    Flush();
+    return Mutable();
+  }
+
   // Appends the collected text as the pending run (dropped when there is none), empties the
   // buffer and releases the run. With no text and no run that is no host call at all, only two
   // debug log lines, so it is left out while the log is off.
@@ -147,7 +154,7 @@ class RTFImport {
       const size_t length = nul != nullptr
                                 ? static_cast<size_t>(static_cast<const char*>(nul) - bytes)
                                 : text_.size();
-      REALstringStruct* s = REALBuildUnicodeString(bytes, static_cast<int64_t>(length), Encoding());
+      REALstringStruct* s = BuildByteString(bytes, length, Encoding());
       StyledTextAddStyleRun(s, styledText_, run_, alignment_);
       if (s != nullptr) REALUnlockString(s);
     }
@@ -288,6 +295,15 @@ void RTFImport::Parse(const char* text, long long length) {
         ++i;
         break;
       case kOpen:
+        if (!DebuggingEnabled && At(text, length, i + 1) == '}') {
+          // "{}" leaves the state, the skip depth and the next step as they were: its "}" only
+          // ends the run being collected (in the same encoding, the group's being a copy), and
+          // any empty groups right behind find nothing more to end.
+          Flush();
+          i += 2;
+          while (length - i >= 2 && text[i] == '{' && text[i + 1] == '}') i += 2;
+          break;
+        }
         state_ = stack_.Push();
         if (skipDepth_ > 0) ++skipDepth_;
         groupOpened = true;
@@ -493,32 +509,25 @@ void RTFImport::HandleWord(const char* text, long long length, const ControlWord
     case RTFWord::kPardirnatural:
       return;
     case RTFWord::kAnsicpg:
-      Flush();
-      Mutable()->encoding = FindEncoding(p);
+      Change()->encoding = FindEncoding(p);
       return;
     case RTFWord::kAnsi:
-      Flush();
-      Mutable()->encoding = kREALTextEncodingWindowsLatin1;
+      Change()->encoding = kREALTextEncodingWindowsLatin1;
       return;
     case RTFWord::kMac:
-      Flush();
-      Mutable()->encoding = kREALTextEncodingMacRoman;
+      Change()->encoding = kREALTextEncodingMacRoman;
       return;
     case RTFWord::kB:
-      Flush();
-      Mutable()->bold = p != 0;
+      Change()->bold = p != 0;
       return;
     case RTFWord::kI:
-      Flush();
-      Mutable()->italic = p != 0;
+      Change()->italic = p != 0;
       return;
     case RTFWord::kUl:
-      Flush();
-      Mutable()->underline = p != 0;
+      Change()->underline = p != 0;
       return;
     case RTFWord::kUlnone:
-      Flush();
-      Mutable()->underline = false;
+      Change()->underline = false;
       return;
     case RTFWord::kU:
       // Every "\u" character is a run of its own, appended at once.
@@ -536,15 +545,13 @@ void RTFImport::HandleWord(const char* text, long long length, const ControlWord
       text_.clear();
       return;
     case RTFWord::kCf: {
-      Flush();
       const auto found = colors_.find(static_cast<int>(p));
-      Mutable()->color = found != colors_.end() ? found->second : RTFColor{0, 0, 0};
+      Change()->color = found != colors_.end() ? found->second : RTFColor{0, 0, 0};
       return;
     }
     case RTFWord::kF: {
-      Flush();
       const auto found = fonts_.find(static_cast<int>(p));
-      Mutable()->fontName = found != fonts_.end() ? found->second : nullptr;
+      Change()->fontName = found != fonts_.end() ? found->second : nullptr;
       return;
     }
     case RTFWord::kPar:
@@ -568,8 +575,7 @@ void RTFImport::HandleWord(const char* text, long long length, const ControlWord
     case RTFWord::kFs:
     case RTFWord::kUpr:
       // Half-points; "\upr" is read the same way, without a parameter as size 0.
-      Flush();
-      Mutable()->size = p / 2;
+      Change()->size = p / 2;
       return;
     default:
       // An unknown word opening its group (also "*\..." of a marked destination): the whole

@@ -114,6 +114,35 @@ TEST_F(StringBuilding, GenericPathOnEveryHostVersion) {
   }
 }
 
+TEST_F(StringBuilding, ByteStringsAreBuiltAsTheGeneralBuilderBuildsThem) {
+  const uint32_t encodings[] = {kREALTextEncodingMacRoman,      kREALTextEncodingISOLatin1,
+                                kREALTextEncodingWindowsLatin1, kREALTextEncodingUnknown,
+                                kREALTextEncodingASCII,         kREALTextEncodingUTF8,
+                                kREALTextEncodingUTF16,         0x0400};
+  const std::string inputs[] = {"", "plain", "caf\xE9", "\x8E", "0123456789abcdef\xE9"};
+  for (double version : kVersions) {
+    rbversion = version;
+    for (uint32_t encoding : encodings) {
+      for (const std::string& bytes : inputs) {
+        host.ResetCounters();
+        REALstring general =
+            REALBuildUnicodeString(bytes.data(), static_cast<int64_t>(bytes.size()), encoding);
+        const auto generalCalls = host.AllCalls();
+        host.ResetCounters();
+        REALstring built = BuildByteString(bytes.data(), bytes.size(), encoding);
+        EXPECT_EQ(host.AllCalls(), generalCalls) << version << " " << encoding << " " << bytes;
+        ASSERT_EQ(built == nullptr, general == nullptr) << version << " " << encoding;
+        if (built == nullptr) continue;
+        EXPECT_EQ(host.EncodingOf(built), host.EncodingOf(general)) << version << " " << encoding;
+        EXPECT_EQ(host.BytesOf(built), host.BytesOf(general)) << version << " " << encoding;
+        host.Release(built);
+        host.Release(general);
+      }
+    }
+  }
+  EXPECT_EQ(host.LiveStrings(), startStrings);
+}
+
 TEST_F(StringBuilding, UnknownEncodingValueIsLoggedAndStillUsed) {
   // 0x0400 is DOS Latin US: no ASCII test, built with the value unchanged.
   REALstring s = nullptr;

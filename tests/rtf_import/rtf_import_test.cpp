@@ -197,6 +197,19 @@ TEST_F(ImportTest, TextAfterTheLastBraceIsRead) {
   EXPECT_EQ(TextsOf(Import("{\\rtf1{\\colortbl;} a}tail\r\n")), (Texts{"a", "tail"}));
 }
 
+TEST_F(ImportTest, EmptyGroupsOnlyEndTheRun) {
+  // Formatting, skipping and the unknown-word test of the next step are as before "{}".
+  auto runs = Import("{\\rtf1\\b a{}{}{}b{}\\i c{}{\\*\\x{}d}e}{}f{}}g");
+  Style bold;
+  bold.bold = true;
+  Style boldItalic = bold;
+  boldItalic.italic = true;
+  EXPECT_EQ(runs, (Runs{MakeRun("a", bold), MakeRun("b", bold), MakeRun("c", boldItalic),
+                        MakeRun("e", boldItalic), MakeRun("f")}));
+  // "{}" right behind "{" is no unknown word opening its group.
+  EXPECT_EQ(TextsOf(Import("{\\rtf1 {{}\\zz x}y}")), (Texts{"x", "y"}));
+}
+
 TEST_F(ImportTest, FontTableEmptiesCollectedTextWithoutFlushing) {
   auto runs = Import("{\\rtf1 abc{\\fonttbl\\f0 A;} d}");
   EXPECT_EQ(TextsOf(runs), Texts{"d"});
