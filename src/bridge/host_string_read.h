@@ -29,6 +29,25 @@ int64_t DecodeUTF8(const uint8_t* source, int64_t length, uint16_t* out);
 // length (DecodeUTF8 stops there).
 int ReadUTF8Sequence(const uint8_t* source, int64_t i, int64_t length, uint32_t* value);
 
+// The UTF-16 units DecodeUTF8 gives for the character of a legal sequence, written to units
+// (room for two); returns their count. Byte-order marks, U+FFFE and surrogates give none, a
+// character above U+FFFF a surrogate pair, anything beyond U+10FFFF U+FFFD.
+inline int UnitsOfCharacter(uint32_t ch, uint16_t* units) {
+  if (ch == 0xFFFE || ch == 0xFEFF) return 0;
+  if (ch < 0x10000) {
+    if (ch >= 0xD800 && ch <= 0xDFFF) return 0;
+    units[0] = static_cast<uint16_t>(ch);
+    return 1;
+  }
+  if (ch <= 0x10FFFF) {
+    units[0] = static_cast<uint16_t>(0xD800 + ((ch - 0x10000) >> 10));
+    units[1] = static_cast<uint16_t>(0xDC00 + (ch & 0x3FF));
+    return 2;
+  }
+  units[0] = 0xFFFD;
+  return 1;
+}
+
 class rbData {
  public:
   // Inline: the getter reads every run's font name through one.
@@ -180,6 +199,9 @@ class rbText {
   }
   void ReleaseView(int view);  // gives back the view's record and frees its buffer
   void OwnView(int view, void* buffer, int64_t length);
+  // Replaces the view by a copy of its units (unitSize bytes each) followed by zero bytes; on
+  // failure the view is empty and false is returned.
+  bool CopyTerminated(int view, size_t unitSize);
   void ReleaseAll();
   void ReportDamage() const;                      // logs each marker that lost its value
   bool FetchRecord(int slot, uint32_t encoding);  // the host's conversion into records_[slot]

@@ -7,6 +7,7 @@
 #include <utility>
 #include <unordered_map>
 
+#include "bridge/ascii_check.h"
 #include "bridge/host_string_read.h"
 #include "frame/debug_log.h"
 #include "frame/host_services.h"
@@ -120,19 +121,9 @@ class RecentFonts {
 // holds length bytes and a zero after them, so a short view is looked at in two words.
 size_t NameLength(const char* bytes, int64_t length) {
   if (length >= 8 && length <= 16) {
-    uint64_t a, b;
-    std::memcpy(&a, bytes, 8);
-    std::memcpy(&b, bytes + length - 8, 8);
-    constexpr uint64_t kOnes = 0x0101010101010101u, kHighs = 0x8080808080808080u;
-    if (((((a - kOnes) & ~a) | ((b - kOnes) & ~b)) & kHighs) == 0)
-      return static_cast<size_t>(length);
+    if (!ZeroByteInTwoWords<uint64_t>(bytes, length)) return static_cast<size_t>(length);
   } else if (length >= 4 && length < 8) {
-    uint32_t a, b;
-    std::memcpy(&a, bytes, 4);
-    std::memcpy(&b, bytes + length - 4, 4);
-    constexpr uint32_t kOnes = 0x01010101u, kHighs = 0x80808080u;
-    if (((((a - kOnes) & ~a) | ((b - kOnes) & ~b)) & kHighs) == 0)
-      return static_cast<size_t>(length);
+    if (!ZeroByteInTwoWords<uint32_t>(bytes, length)) return static_cast<size_t>(length);
   }
   return std::strlen(bytes);
 }
@@ -218,7 +209,7 @@ constexpr UnitClasses kUnits;
 // Which of sixteen bytes are not written as themselves: below tab, CR, LF, the RTF specials and
 // everything from 128 up.
 #if defined(__SSE2__)
-unsigned SpecialBytes(__m128i b) {
+inline unsigned SpecialBytes(__m128i b) {
   const __m128i special =
       _mm_or_si128(_mm_or_si128(_mm_cmpeq_epi8(_mm_min_epu8(b, _mm_set1_epi8(8)), b),
                                 _mm_cmpeq_epi8(b, _mm_set1_epi8(10))),
@@ -240,16 +231,7 @@ int64_t PlainEnd(const uint8_t* bytes, int64_t i, int64_t count) {
       // The last block overlaps the one before; bytes already looked at are masked off.
       const int64_t at = count - i >= 16 ? i : count - 16;
       const __m128i b = _mm_loadu_si128(reinterpret_cast<const __m128i*>(bytes + at));
-      const __m128i special =
-          _mm_or_si128(_mm_or_si128(_mm_cmpeq_epi8(_mm_min_epu8(b, _mm_set1_epi8(8)), b),
-                                    _mm_cmpeq_epi8(b, _mm_set1_epi8(10))),
-                       _mm_or_si128(_mm_or_si128(_mm_cmpeq_epi8(b, _mm_set1_epi8(13)),
-                                                 _mm_cmpeq_epi8(b, _mm_set1_epi8('\\'))),
-                                    _mm_or_si128(_mm_cmpeq_epi8(b, _mm_set1_epi8('{')),
-                                                 _mm_cmpeq_epi8(b, _mm_set1_epi8('}')))));
-      // The sign bits mark bytes from 128 up.
-      const unsigned mask =
-          static_cast<unsigned>(_mm_movemask_epi8(special) | _mm_movemask_epi8(b)) >> (i - at);
+      const unsigned mask = SpecialBytes(b) >> (i - at);
       if (mask != 0) return i + __builtin_ctz(mask);
       i = at + 16;
       if (i == count) return count;
@@ -440,6 +422,21 @@ void WriteUnits(const uint16_t* units, int64_t count, RTFOutput& out) {
   }
 }
 
+// Copies count bytes (1 to 15) to to in at most two overlapping pieces; returns the position
+// after them.
+inline char* CopyFew(char* to, const uint8_t* from, int64_t count) {
+  if (count >= 8) {
+    std::memcpy(to, from, 8);
+    std::memcpy(to + count - 8, from + count - 8, 8);
+  } else if (count >= 4) {
+    std::memcpy(to, from, 4);
+    std::memcpy(to + count - 4, from + count - 4, 4);
+  } else {
+    for (int64_t k = 0; k < count; ++k) to[k] = static_cast<char>(from[k]);
+  }
+  return to + count;
+}
+
 // A unit from 0x80 up as "\\u", its decimal value and a space, at to; returns the position after.
 char* PutUnicodeEscape(char* to, uint32_t u) {
   const size_t digits = u < 1000 ? 3 : u < 10000 ? 4 : 5;
@@ -476,6 +473,19 @@ void WriteUTF8(const uint8_t* bytes, int64_t count, RTFOutput& out) {
         const int plain = mask == 0 ? 16 : __builtin_ctz(mask);
         if (plain != 0) {
           to += plain;
+          i += plain;
+          prev = bytes[i - 1];
+          continue;
+        }
+      } else if (count >= 16) {
+        // Near the end the last sixteen bytes are looked at, those before i masked off, and
+        // the plain ones up to the next byte that needs care are copied exactly.
+        const int64_t at = count - 16;
+        const __m128i b = _mm_loadu_si128(reinterpret_cast<const __m128i*>(bytes + at));
+        const unsigned mask = MaybeSpecial(b) >> (i - at);
+        const int64_t plain = mask == 0 ? count - i : __builtin_ctz(mask);
+        if (plain != 0) {
+          to = CopyFew(to, bytes + i, plain);
           i += plain;
           prev = bytes[i - 1];
           continue;
@@ -521,17 +531,10 @@ void WriteUTF8(const uint8_t* bytes, int64_t count, RTFOutput& out) {
         return;
       }
       i += length;
-      if (ch == 0xFFFE || ch == 0xFEFF) continue;
-      if (ch < 0x10000) {
-        if (ch >= 0xD800 && ch <= 0xDFFF) continue;
-        prev = ch;
-      } else if (ch <= 0x10FFFF) {
-        to = PutUnicodeEscape(to, 0xD800 + ((ch - 0x10000) >> 10));
-        prev = 0xDC00 + (ch & 0x3FF);
-      } else {
-        prev = 0xFFFD;
-      }
-      to = PutUnicodeEscape(to, prev);
+      uint16_t units[2];
+      const int n = UnitsOfCharacter(ch, units);
+      for (int k = 0; k < n; ++k) to = PutUnicodeEscape(to, units[k]);
+      if (n != 0) prev = units[n - 1];
     }
     out.Commit(static_cast<size_t>(to - start));
   }
