@@ -135,13 +135,18 @@ struct Tables {
   std::vector<uint32_t> colors;
   std::unordered_map<std::string, int64_t, StringHash> fontToIndex;
   std::vector<std::string> fonts;
-  std::vector<int32_t> runColor;  // each run's colour index, as the body writes it
-  std::vector<int32_t> runFont;   // each run's font index; 0 for a run without a name
+  // Each run's colour index and font index (0 for a run without a name), as the body writes
+  // them.
+  struct RunIndexes {
+    int32_t color;
+    int32_t font;
+  };
+  std::vector<RunIndexes> runIndexes;
 };
 
 void BuildTables(const std::vector<XojoStyleRun>& runs, Tables& t) {
-  t.runColor.reserve(runs.size());
-  t.runFont.reserve(runs.size());
+  t.runIndexes.resize(runs.size());
+  Tables::RunIndexes* indexes = t.runIndexes.data();
   // Neighbouring runs mostly share colour and font: the last answers are kept.
   bool haveColor = false;
   uint32_t lastColor = 0;
@@ -159,12 +164,13 @@ void BuildTables(const std::vector<XojoStyleRun>& runs, Tables& t) {
       lastColor = run.textColor;
       lastColorIndex = found->second;
     }
-    t.runColor.push_back(static_cast<int32_t>(lastColorIndex));
+    indexes->color = static_cast<int32_t>(lastColorIndex);
     // The name as GetStringInUTF8 gives it, read in place while the reader lives.
     rbText reader(run.font);
     const char* bytes = reader.UTF8();
     const size_t size = NameLength(bytes, reader.UTF8Length());
-    t.runFont.push_back(size == 0 ? 0 : static_cast<int32_t>(recent.IndexOf(bytes, size, t)));
+    indexes->font = size == 0 ? 0 : static_cast<int32_t>(recent.IndexOf(bytes, size, t));
+    ++indexes;
   }
 }
 
@@ -620,13 +626,13 @@ void WriteRTF(const std::vector<XojoStyleRun>& runs, RTFOutput& out) {
         rbText reader(run.font);
         reader.UTF8();
         to = Put(to, "\\f");
-        to += FormatDecimal(tables.runFont[r], to);
+        to += FormatDecimal(tables.runIndexes[r].font, to);
         curFont = run.font;
       }
     }
     if (run.textColor != curColor) {
       to = Put(to, "\\cf");
-      to += FormatDecimal(tables.runColor[r], to);
+      to += FormatDecimal(tables.runIndexes[r].color, to);
       curColor = run.textColor;
     }
     const double size = static_cast<double>(run.size);
