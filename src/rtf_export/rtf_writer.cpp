@@ -228,28 +228,6 @@ inline unsigned SpecialBytes(__m128i b) {
 }
 #endif
 
-// Index of the first byte in [i, count) that is not written as itself (classes other than
-// plain, or 128 and up).
-int64_t PlainEnd(const uint8_t* bytes, int64_t i, int64_t count) {
-#if defined(__SSE2__)
-  if (count >= 16) {
-    for (;;) {
-      // The last block overlaps the one before; bytes already looked at are masked off.
-      const int64_t at = count - i >= 16 ? i : count - 16;
-      const __m128i b = _mm_loadu_si128(reinterpret_cast<const __m128i*>(bytes + at));
-      const unsigned mask = SpecialBytes(b) >> (i - at);
-      if (mask != 0) return i + __builtin_ctz(mask);
-      i = at + 16;
-      if (i == count) return count;
-    }
-  }
-#endif
-  for (; i < count; ++i) {
-    if (bytes[i] >= 128 || kUnits.of[bytes[i]] != kPlain) break;
-  }
-  return i;
-}
-
 // A literal written at to; returns the position after it.
 template <size_t N>
 char* Put(char* to, const char (&text)[N]) {
@@ -335,59 +313,6 @@ inline bool CopyShortPlain(const uint8_t* bytes, int64_t count, RTFOutput& out) 
   return true;
 }
 #endif
-
-// Pure ASCII text, read from the host's own bytes: stretches of plain characters are copied in
-// one piece.
-void WriteASCII(const uint8_t* bytes, int64_t count, RTFOutput& out) {
-  int64_t i = 0;
-#if defined(__SSE2__)
-  // Most runs need no escape: their blocks are checked and copied in the same step, and only a
-  // block holding a byte that needs care goes on by the exact path below.
-  if (count > 16) {
-    char* to = out.Reserve(static_cast<size_t>(count));
-    if (count <= 32) {
-      // Two overlapping blocks cover the text.
-      const __m128i head = _mm_loadu_si128(reinterpret_cast<const __m128i*>(bytes));
-      const __m128i tail = _mm_loadu_si128(reinterpret_cast<const __m128i*>(bytes + count - 16));
-      if ((MaybeSpecial(head) | MaybeSpecial(tail)) == 0) {
-        _mm_storeu_si128(reinterpret_cast<__m128i*>(to), head);
-        _mm_storeu_si128(reinterpret_cast<__m128i*>(to + count - 16), tail);
-        out.Commit(static_cast<size_t>(count));
-        return;
-      }
-    }
-    for (;;) {
-      // The last block overlaps the one before; bytes already looked at are masked off.
-      const int64_t at = count - i >= 16 ? i : count - 16;
-      const __m128i b = _mm_loadu_si128(reinterpret_cast<const __m128i*>(bytes + at));
-      if ((MaybeSpecial(b) >> (i - at)) != 0) break;
-      _mm_storeu_si128(reinterpret_cast<__m128i*>(to + at), b);
-      i = at + 16;
-      if (i == count) {
-        out.Commit(static_cast<size_t>(count));
-        return;
-      }
-    }
-    out.Commit(static_cast<size_t>(i));
-  } else if (count >= 4) {
-    if (CopyShortPlain(bytes, count, out)) return;
-  }
-#endif
-  uint16_t prev = i != 0 ? bytes[i - 1] : 0;
-  while (i < count) {
-    const int64_t end = PlainEnd(bytes, i, count);
-    if (end != i) {
-      out.Append(reinterpret_cast<const char*>(bytes + i), static_cast<size_t>(end - i));
-      prev = bytes[end - 1];
-      i = end;
-      if (i == count) break;
-    }
-    const uint16_t u = bytes[i];
-    WriteSpecial(u, prev, out);
-    prev = u;
-    ++i;
-  }
-}
 
 void WriteUnits(const uint16_t* units, int64_t count, RTFOutput& out) {
   uint16_t prev = 0;
@@ -544,6 +469,28 @@ void WriteUTF8(const uint8_t* bytes, int64_t count, RTFOutput& out) {
     }
     out.Commit(static_cast<size_t>(to - start));
   }
+}
+
+// Pure ASCII text, read from the host's own bytes. A short run that needs no escape is copied
+// in one piece; anything else is written as the UTF-8 it also is, each byte a character.
+void WriteASCII(const uint8_t* bytes, int64_t count, RTFOutput& out) {
+#if defined(__SSE2__)
+  if (count > 16 && count <= 32) {
+    // Two overlapping blocks cover the text.
+    const __m128i head = _mm_loadu_si128(reinterpret_cast<const __m128i*>(bytes));
+    const __m128i tail = _mm_loadu_si128(reinterpret_cast<const __m128i*>(bytes + count - 16));
+    if ((MaybeSpecial(head) | MaybeSpecial(tail)) == 0) {
+      char* to = out.Reserve(static_cast<size_t>(count));
+      _mm_storeu_si128(reinterpret_cast<__m128i*>(to), head);
+      _mm_storeu_si128(reinterpret_cast<__m128i*>(to + count - 16), tail);
+      out.Commit(static_cast<size_t>(count));
+      return;
+    }
+  } else if (count >= 4 && count <= 16) {
+    if (CopyShortPlain(bytes, count, out)) return;
+  }
+#endif
+  WriteUTF8(bytes, count, out);
 }
 
 // The run's text as UTF-16 code units: control characters below tab vanish, each CR or LF is a
