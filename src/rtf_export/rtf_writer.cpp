@@ -2,6 +2,7 @@
 // then per run only the formatting that changed and the run's text as escaped ASCII.
 #include "rtf_export/rtf_writer.h"
 
+#include <algorithm>
 #include <cstdio>
 #include <cstring>
 #include <utility>
@@ -381,6 +382,56 @@ char* PutUnicodeEscape(char* to, uint32_t u) {
   return to + 3 + digits;
 }
 
+// The character at bytes[i], a byte below 0x80 that needs care or a UTF-8 sequence, written at
+// to as the units DecodeUTF8 gives for it; i moves past it and prev becomes the last unit.
+// False, with nothing written, when the sequence is illegal or truncated.
+#if defined(__GNUC__)
+__attribute__((always_inline))
+#endif
+inline bool
+PutCharacter(const uint8_t* bytes, int64_t count, int64_t& i, uint32_t& prev, char*& to) {
+  const uint8_t lead = bytes[i];
+  if (lead < 0x80) {
+    switch (kUnits.of[lead]) {
+      case kPlain:
+        *to++ = static_cast<char>(lead);
+        break;
+      case kCR:
+        if (prev != 10) to = Put(to, "\\par ");
+        break;
+      case kLF:
+        if (prev != 13) to = Put(to, "\\par ");
+        break;
+      case kEscape:
+        to[0] = '\\';
+        to[1] = static_cast<char>(lead);
+        to += 2;
+        break;
+      default:
+        break;  // below tab: dropped
+    }
+    prev = lead;
+    ++i;
+    return true;
+  }
+  // A legal two-byte sequence gives a unit from U+0080 to U+07FF, never one that is dropped.
+  if (lead >= 0xC2 && lead < 0xE0 && i + 1 < count && (bytes[i + 1] & 0xC0) == 0x80) {
+    prev = ((lead & 0x1Fu) << 6) | (bytes[i + 1] & 0x3Fu);
+    to = PutUnicodeEscape(to, prev);
+    i += 2;
+    return true;
+  }
+  uint32_t ch = 0;
+  const int length = ReadUTF8Sequence(bytes, i, count, &ch);
+  if (length == 0) return false;
+  i += length;
+  uint16_t units[2];
+  const int n = UnitsOfCharacter(ch, units);
+  for (int k = 0; k < n; ++k) to = PutUnicodeEscape(to, units[k]);
+  if (n != 0) prev = units[n - 1];
+  return true;
+}
+
 // UTF-8 text written as the units DecodeUTF8 would give for it, without making them. The units
 // DecodeUTF8 drops (byte-order marks, U+FFFE) are left out here too, and an illegal or truncated
 // sequence ends the text in the same place with the same log line. No byte gives more than five
@@ -396,76 +447,47 @@ void WriteUTF8(const uint8_t* bytes, int64_t count, RTFOutput& out) {
     char* to = start;
     while (i < end) {
 #if defined(__SSE2__)
-      // Sixteen bytes that need no care are copied at once.
-      if (count - i >= 16) {
-        const __m128i b = _mm_loadu_si128(reinterpret_cast<const __m128i*>(bytes + i));
-        const unsigned mask = MaybeSpecial(b);
-        _mm_storeu_si128(reinterpret_cast<__m128i*>(to), b);
-        const int plain = mask == 0 ? 16 : __builtin_ctz(mask);
-        if (plain != 0) {
-          to += plain;
-          i += plain;
-          prev = bytes[i - 1];
-          continue;
-        }
-      } else if (count >= 16) {
-        // Near the end the last sixteen bytes are looked at, those before i masked off, and
-        // the plain ones up to the next byte that needs care are copied exactly.
-        const int64_t at = count - 16;
+      if (count >= 16) {
+        // Sixteen bytes are looked at once (near the end the last sixteen, those before i
+        // masked off): the plain stretches between the bytes that need care are copied and
+        // those bytes written one by one, without looking at the block again.
+        const int64_t at = count - i >= 16 ? i : count - 16;
         const __m128i b = _mm_loadu_si128(reinterpret_cast<const __m128i*>(bytes + at));
-        const unsigned mask = MaybeSpecial(b) >> (i - at);
-        const int64_t plain = mask == 0 ? count - i : __builtin_ctz(mask);
-        if (plain != 0) {
-          to = CopyFew(to, bytes + i, plain);
-          i += plain;
-          prev = bytes[i - 1];
-          continue;
+        unsigned mask = MaybeSpecial(b) >> (i - at);
+        const int64_t limit = at + 16 < end ? at + 16 : end;
+        for (;;) {
+          const int64_t left = limit - i;
+          const int64_t plain = mask == 0 ? left : std::min<int64_t>(__builtin_ctz(mask), left);
+          if (plain != 0) {
+            if (count - i >= 16) {
+              _mm_storeu_si128(reinterpret_cast<__m128i*>(to),
+                               _mm_loadu_si128(reinterpret_cast<const __m128i*>(bytes + i)));
+              to += plain;
+            } else {
+              to = CopyFew(to, bytes + i, plain);
+            }
+            i += plain;
+            prev = bytes[i - 1];
+            if (i == limit) break;
+            mask >>= plain;
+          }
+          const int64_t before = i;
+          if (!PutCharacter(bytes, count, i, prev, to)) {
+            out.Commit(static_cast<size_t>(to - start));
+            DebugLogULong("Illegal UTF-8 sequence!", static_cast<uint64_t>(i));
+            return;
+          }
+          if (i >= limit) break;
+          mask >>= (i - before);
         }
+        continue;
       }
 #endif
-      const uint8_t lead = bytes[i];
-      if (lead < 0x80) {
-        switch (kUnits.of[lead]) {
-          case kPlain:
-            *to++ = static_cast<char>(lead);
-            break;
-          case kCR:
-            if (prev != 10) to = Put(to, "\\par ");
-            break;
-          case kLF:
-            if (prev != 13) to = Put(to, "\\par ");
-            break;
-          case kEscape:
-            to[0] = '\\';
-            to[1] = static_cast<char>(lead);
-            to += 2;
-            break;
-          default:
-            break;  // below tab: dropped
-        }
-        prev = lead;
-        ++i;
-        continue;
-      }
-      // A legal two-byte sequence gives a unit from U+0080 to U+07FF, never one that is dropped.
-      if (lead >= 0xC2 && lead < 0xE0 && i + 1 < count && (bytes[i + 1] & 0xC0) == 0x80) {
-        prev = ((lead & 0x1Fu) << 6) | (bytes[i + 1] & 0x3Fu);
-        to = PutUnicodeEscape(to, prev);
-        i += 2;
-        continue;
-      }
-      uint32_t ch = 0;
-      const int length = ReadUTF8Sequence(bytes, i, count, &ch);
-      if (length == 0) {
+      if (!PutCharacter(bytes, count, i, prev, to)) {
         out.Commit(static_cast<size_t>(to - start));
         DebugLogULong("Illegal UTF-8 sequence!", static_cast<uint64_t>(i));
         return;
       }
-      i += length;
-      uint16_t units[2];
-      const int n = UnitsOfCharacter(ch, units);
-      for (int k = 0; k < n; ++k) to = PutUnicodeEscape(to, units[k]);
-      if (n != 0) prev = units[n - 1];
     }
     out.Commit(static_cast<size_t>(to - start));
   }
