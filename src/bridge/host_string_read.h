@@ -150,19 +150,17 @@ class rbText {
 
   // Views: computed on first use; pointers are zero-terminated.
   const char* UTF8() {
-    if (lengths[kUTF8] < 0) MakeUTF8();
-    return static_cast<const char*>(views[kUTF8]);
+    return static_cast<const char*>(Ready(kUTF8));
   }
   int64_t UTF8Length() {
-    if (lengths[kUTF8] < 0) MakeUTF8();
+    Ready(kUTF8);
     return lengths[kUTF8];
   }
   const uint16_t* UTF16() {
-    if (lengths[kUTF16] < 0) ConvertUTF16();
-    return static_cast<const uint16_t*>(views[kUTF16]);
+    return static_cast<const uint16_t*>(Ready(kUTF16));
   }
   int64_t UTF16Length() {
-    if (lengths[kUTF16] < 0) ConvertUTF16();
+    Ready(kUTF16);
     return lengths[kUTF16];
   }
 
@@ -181,6 +179,17 @@ class rbText {
   // reader that converts nothing never touches them.
   static int Slot(int view) {
     return view == kUTF8 ? 0 : 1;
+  }
+  // The UTF-8 or UTF-16 view, made when first asked for.
+  const void* Ready(View view) {
+    if (lengths[view] < 0) {
+      if (view == kUTF8) {
+        MakeUTF8();
+      } else {
+        ConvertUTF16();
+      }
+    }
+    return views[view];
   }
   // The constructor's uncommon encodings: anything but UTF-8, or no encoding service.
   void Classify(uint32_t found, bool available);
