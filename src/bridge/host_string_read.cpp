@@ -156,17 +156,7 @@ int64_t DecodeUTF8(const uint8_t* source, int64_t length, uint16_t* out) {
       break;
     }
     i += bytes;
-
-    if (ch == 0xFFFE || ch == 0xFEFF) continue;
-    if (ch < 0x10000) {
-      if (ch >= 0xD800 && ch <= 0xDFFF) continue;
-      out[written++] = static_cast<uint16_t>(ch);
-    } else if (ch <= 0x10FFFF) {
-      out[written++] = static_cast<uint16_t>(0xD800 + ((ch - 0x10000) >> 10));
-      out[written++] = static_cast<uint16_t>(0xDC00 + (ch & 0x3FF));
-    } else {
-      out[written++] = 0xFFFD;
-    }
+    written += UnitsOfCharacter(ch, out + written);
   }
   out[written] = 0;
   return written;
@@ -283,6 +273,20 @@ void rbText::OwnView(int view, void* buffer, int64_t length) {
   lengths[view] = length;
 }
 
+bool rbText::CopyTerminated(int view, size_t unitSize) {
+  const int64_t n = lengths[view];
+  void* copy = ZeroedBuffer(n, unitSize, 4);
+  if (copy == nullptr) {
+    DebugLog("Out of memory");
+    views[view] = view == kUTF16 ? static_cast<const void*>(EmptyBufferUInt16) : EmptyBuffer;
+    lengths[view] = 0;
+    return false;
+  }
+  std::memcpy(copy, views[view], static_cast<size_t>(n) * unitSize);
+  OwnView(view, copy, n);
+  return true;
+}
+
 void rbText::FixLength(const char* data, int64_t& length) {
   if (data == nullptr && length != 0) {
     length = 0;
@@ -318,15 +322,7 @@ void rbText::ConvertUTF8() {
 
   if (length > 0 && text[length] != 0) {
     DebugLog("String is not zero terminated. Fixed.");
-    void* copy = ZeroedBuffer(length, 1, 4);
-    if (copy == nullptr) {
-      DebugLog("Out of memory");
-      views[kUTF8] = EmptyBuffer;
-      lengths[kUTF8] = 0;
-      return;
-    }
-    std::memcpy(copy, text, static_cast<size_t>(length));
-    OwnView(kUTF8, copy, length);
+    CopyTerminated(kUTF8, 1);
   }
 }
 
@@ -375,15 +371,7 @@ void rbText::ConvertUTF16() {
   int64_t n = lengths[kUTF16];
   if (UnitAt(views[kUTF16], n) != 0) {
     DebugLog("String is not zero terminated. Fixed.");
-    void* copy = ZeroedBuffer(n, 2, 4);
-    if (copy == nullptr) {
-      DebugLog("Out of memory");
-      views[kUTF16] = EmptyBufferUInt16;
-      lengths[kUTF16] = 0;
-      return;
-    }
-    std::memcpy(copy, views[kUTF16], static_cast<size_t>(n) * 2);
-    OwnView(kUTF16, copy, n);
+    if (!CopyTerminated(kUTF16, 2)) return;
   }
 
   // UTF-16 in the other byte order announces itself with a swapped byte-order mark.

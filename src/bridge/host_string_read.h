@@ -29,6 +29,25 @@ int64_t DecodeUTF8(const uint8_t* source, int64_t length, uint16_t* out);
 // length (DecodeUTF8 stops there).
 int ReadUTF8Sequence(const uint8_t* source, int64_t i, int64_t length, uint32_t* value);
 
+// The UTF-16 units DecodeUTF8 gives for the character of a legal sequence, written to units
+// (room for two); returns their count. Byte-order marks, U+FFFE and surrogates give none, a
+// character above U+FFFF a surrogate pair, anything beyond U+10FFFF U+FFFD.
+inline int UnitsOfCharacter(uint32_t ch, uint16_t* units) {
+  if (ch == 0xFFFE || ch == 0xFEFF) return 0;
+  if (ch < 0x10000) {
+    if (ch >= 0xD800 && ch <= 0xDFFF) return 0;
+    units[0] = static_cast<uint16_t>(ch);
+    return 1;
+  }
+  if (ch <= 0x10FFFF) {
+    units[0] = static_cast<uint16_t>(0xD800 + ((ch - 0x10000) >> 10));
+    units[1] = static_cast<uint16_t>(0xDC00 + (ch & 0x3FF));
+    return 2;
+  }
+  units[0] = 0xFFFD;
+  return 1;
+}
+
 class rbData {
  public:
   // Inline: the getter reads every run's font name through one.
@@ -131,19 +150,17 @@ class rbText {
 
   // Views: computed on first use; pointers are zero-terminated.
   const char* UTF8() {
-    if (lengths[kUTF8] < 0) MakeUTF8();
-    return static_cast<const char*>(views[kUTF8]);
+    return static_cast<const char*>(Ready(kUTF8));
   }
   int64_t UTF8Length() {
-    if (lengths[kUTF8] < 0) MakeUTF8();
+    Ready(kUTF8);
     return lengths[kUTF8];
   }
   const uint16_t* UTF16() {
-    if (lengths[kUTF16] < 0) ConvertUTF16();
-    return static_cast<const uint16_t*>(views[kUTF16]);
+    return static_cast<const uint16_t*>(Ready(kUTF16));
   }
   int64_t UTF16Length() {
-    if (lengths[kUTF16] < 0) ConvertUTF16();
+    Ready(kUTF16);
     return lengths[kUTF16];
   }
 
@@ -163,6 +180,17 @@ class rbText {
   static int Slot(int view) {
     return view == kUTF8 ? 0 : 1;
   }
+  // The UTF-8 or UTF-16 view, made when first asked for.
+  const void* Ready(View view) {
+    if (lengths[view] < 0) {
+      if (view == kUTF8) {
+        MakeUTF8();
+      } else {
+        ConvertUTF16();
+      }
+    }
+    return views[view];
+  }
   // The constructor's uncommon encodings: anything but UTF-8, or no encoding service.
   void Classify(uint32_t found, bool available);
   static void FixLength(const char* data, int64_t& length);  // no bytes, or a negative count
@@ -180,6 +208,9 @@ class rbText {
   }
   void ReleaseView(int view);  // gives back the view's record and frees its buffer
   void OwnView(int view, void* buffer, int64_t length);
+  // Replaces the view by a copy of its units (unitSize bytes each) followed by zero bytes; on
+  // failure the view is empty and false is returned.
+  bool CopyTerminated(int view, size_t unitSize);
   void ReleaseAll();
   void ReportDamage() const;                      // logs each marker that lost its value
   bool FetchRecord(int slot, uint32_t encoding);  // the host's conversion into records_[slot]

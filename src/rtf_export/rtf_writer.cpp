@@ -2,11 +2,13 @@
 // then per run only the formatting that changed and the run's text as escaped ASCII.
 #include "rtf_export/rtf_writer.h"
 
+#include <algorithm>
 #include <cstdio>
 #include <cstring>
 #include <utility>
 #include <unordered_map>
 
+#include "bridge/ascii_check.h"
 #include "bridge/host_string_read.h"
 #include "frame/debug_log.h"
 #include "frame/host_services.h"
@@ -120,19 +122,9 @@ class RecentFonts {
 // holds length bytes and a zero after them, so a short view is looked at in two words.
 size_t NameLength(const char* bytes, int64_t length) {
   if (length >= 8 && length <= 16) {
-    uint64_t a, b;
-    std::memcpy(&a, bytes, 8);
-    std::memcpy(&b, bytes + length - 8, 8);
-    constexpr uint64_t kOnes = 0x0101010101010101u, kHighs = 0x8080808080808080u;
-    if (((((a - kOnes) & ~a) | ((b - kOnes) & ~b)) & kHighs) == 0)
-      return static_cast<size_t>(length);
+    if (!ZeroByteInTwoWords<uint64_t>(bytes, length)) return static_cast<size_t>(length);
   } else if (length >= 4 && length < 8) {
-    uint32_t a, b;
-    std::memcpy(&a, bytes, 4);
-    std::memcpy(&b, bytes + length - 4, 4);
-    constexpr uint32_t kOnes = 0x01010101u, kHighs = 0x80808080u;
-    if (((((a - kOnes) & ~a) | ((b - kOnes) & ~b)) & kHighs) == 0)
-      return static_cast<size_t>(length);
+    if (!ZeroByteInTwoWords<uint32_t>(bytes, length)) return static_cast<size_t>(length);
   }
   return std::strlen(bytes);
 }
@@ -144,13 +136,18 @@ struct Tables {
   std::vector<uint32_t> colors;
   std::unordered_map<std::string, int64_t, StringHash> fontToIndex;
   std::vector<std::string> fonts;
-  std::vector<int32_t> runColor;  // each run's colour index, as the body writes it
-  std::vector<int32_t> runFont;   // each run's font index; 0 for a run without a name
+  // Each run's colour index and font index (0 for a run without a name), as the body writes
+  // them.
+  struct RunIndexes {
+    int32_t color;
+    int32_t font;
+  };
+  std::vector<RunIndexes> runIndexes;
 };
 
 void BuildTables(const std::vector<XojoStyleRun>& runs, Tables& t) {
-  t.runColor.reserve(runs.size());
-  t.runFont.reserve(runs.size());
+  t.runIndexes.resize(runs.size());
+  Tables::RunIndexes* indexes = t.runIndexes.data();
   // Neighbouring runs mostly share colour and font: the last answers are kept.
   bool haveColor = false;
   uint32_t lastColor = 0;
@@ -168,12 +165,13 @@ void BuildTables(const std::vector<XojoStyleRun>& runs, Tables& t) {
       lastColor = run.textColor;
       lastColorIndex = found->second;
     }
-    t.runColor.push_back(static_cast<int32_t>(lastColorIndex));
+    indexes->color = static_cast<int32_t>(lastColorIndex);
     // The name as GetStringInUTF8 gives it, read in place while the reader lives.
     rbText reader(run.font);
     const char* bytes = reader.UTF8();
     const size_t size = NameLength(bytes, reader.UTF8Length());
-    t.runFont.push_back(size == 0 ? 0 : static_cast<int32_t>(recent.IndexOf(bytes, size, t)));
+    indexes->font = size == 0 ? 0 : static_cast<int32_t>(recent.IndexOf(bytes, size, t));
+    ++indexes;
   }
 }
 
@@ -218,7 +216,7 @@ constexpr UnitClasses kUnits;
 // Which of sixteen bytes are not written as themselves: below tab, CR, LF, the RTF specials and
 // everything from 128 up.
 #if defined(__SSE2__)
-unsigned SpecialBytes(__m128i b) {
+inline unsigned SpecialBytes(__m128i b) {
   const __m128i special =
       _mm_or_si128(_mm_or_si128(_mm_cmpeq_epi8(_mm_min_epu8(b, _mm_set1_epi8(8)), b),
                                 _mm_cmpeq_epi8(b, _mm_set1_epi8(10))),
@@ -230,37 +228,6 @@ unsigned SpecialBytes(__m128i b) {
   return static_cast<unsigned>(_mm_movemask_epi8(special) | _mm_movemask_epi8(b));
 }
 #endif
-
-// Index of the first byte in [i, count) that is not written as itself (classes other than
-// plain, or 128 and up).
-int64_t PlainEnd(const uint8_t* bytes, int64_t i, int64_t count) {
-#if defined(__SSE2__)
-  if (count >= 16) {
-    for (;;) {
-      // The last block overlaps the one before; bytes already looked at are masked off.
-      const int64_t at = count - i >= 16 ? i : count - 16;
-      const __m128i b = _mm_loadu_si128(reinterpret_cast<const __m128i*>(bytes + at));
-      const __m128i special =
-          _mm_or_si128(_mm_or_si128(_mm_cmpeq_epi8(_mm_min_epu8(b, _mm_set1_epi8(8)), b),
-                                    _mm_cmpeq_epi8(b, _mm_set1_epi8(10))),
-                       _mm_or_si128(_mm_or_si128(_mm_cmpeq_epi8(b, _mm_set1_epi8(13)),
-                                                 _mm_cmpeq_epi8(b, _mm_set1_epi8('\\'))),
-                                    _mm_or_si128(_mm_cmpeq_epi8(b, _mm_set1_epi8('{')),
-                                                 _mm_cmpeq_epi8(b, _mm_set1_epi8('}')))));
-      // The sign bits mark bytes from 128 up.
-      const unsigned mask =
-          static_cast<unsigned>(_mm_movemask_epi8(special) | _mm_movemask_epi8(b)) >> (i - at);
-      if (mask != 0) return i + __builtin_ctz(mask);
-      i = at + 16;
-      if (i == count) return count;
-    }
-  }
-#endif
-  for (; i < count; ++i) {
-    if (bytes[i] >= 128 || kUnits.of[bytes[i]] != kPlain) break;
-  }
-  return i;
-}
 
 // A literal written at to; returns the position after it.
 template <size_t N>
@@ -348,59 +315,6 @@ inline bool CopyShortPlain(const uint8_t* bytes, int64_t count, RTFOutput& out) 
 }
 #endif
 
-// Pure ASCII text, read from the host's own bytes: stretches of plain characters are copied in
-// one piece.
-void WriteASCII(const uint8_t* bytes, int64_t count, RTFOutput& out) {
-  int64_t i = 0;
-#if defined(__SSE2__)
-  // Most runs need no escape: their blocks are checked and copied in the same step, and only a
-  // block holding a byte that needs care goes on by the exact path below.
-  if (count > 16) {
-    char* to = out.Reserve(static_cast<size_t>(count));
-    if (count <= 32) {
-      // Two overlapping blocks cover the text.
-      const __m128i head = _mm_loadu_si128(reinterpret_cast<const __m128i*>(bytes));
-      const __m128i tail = _mm_loadu_si128(reinterpret_cast<const __m128i*>(bytes + count - 16));
-      if ((MaybeSpecial(head) | MaybeSpecial(tail)) == 0) {
-        _mm_storeu_si128(reinterpret_cast<__m128i*>(to), head);
-        _mm_storeu_si128(reinterpret_cast<__m128i*>(to + count - 16), tail);
-        out.Commit(static_cast<size_t>(count));
-        return;
-      }
-    }
-    for (;;) {
-      // The last block overlaps the one before; bytes already looked at are masked off.
-      const int64_t at = count - i >= 16 ? i : count - 16;
-      const __m128i b = _mm_loadu_si128(reinterpret_cast<const __m128i*>(bytes + at));
-      if ((MaybeSpecial(b) >> (i - at)) != 0) break;
-      _mm_storeu_si128(reinterpret_cast<__m128i*>(to + at), b);
-      i = at + 16;
-      if (i == count) {
-        out.Commit(static_cast<size_t>(count));
-        return;
-      }
-    }
-    out.Commit(static_cast<size_t>(i));
-  } else if (count >= 4) {
-    if (CopyShortPlain(bytes, count, out)) return;
-  }
-#endif
-  uint16_t prev = i != 0 ? bytes[i - 1] : 0;
-  while (i < count) {
-    const int64_t end = PlainEnd(bytes, i, count);
-    if (end != i) {
-      out.Append(reinterpret_cast<const char*>(bytes + i), static_cast<size_t>(end - i));
-      prev = bytes[end - 1];
-      i = end;
-      if (i == count) break;
-    }
-    const uint16_t u = bytes[i];
-    WriteSpecial(u, prev, out);
-    prev = u;
-    ++i;
-  }
-}
-
 void WriteUnits(const uint16_t* units, int64_t count, RTFOutput& out) {
   uint16_t prev = 0;
   int64_t i = 0;
@@ -440,6 +354,21 @@ void WriteUnits(const uint16_t* units, int64_t count, RTFOutput& out) {
   }
 }
 
+// Copies count bytes (1 to 15) to to in at most two overlapping pieces; returns the position
+// after them.
+inline char* CopyFew(char* to, const uint8_t* from, int64_t count) {
+  if (count >= 8) {
+    std::memcpy(to, from, 8);
+    std::memcpy(to + count - 8, from + count - 8, 8);
+  } else if (count >= 4) {
+    std::memcpy(to, from, 4);
+    std::memcpy(to + count - 4, from + count - 4, 4);
+  } else {
+    for (int64_t k = 0; k < count; ++k) to[k] = static_cast<char>(from[k]);
+  }
+  return to + count;
+}
+
 // A unit from 0x80 up as "\\u", its decimal value and a space, at to; returns the position after.
 char* PutUnicodeEscape(char* to, uint32_t u) {
   const size_t digits = u < 1000 ? 3 : u < 10000 ? 4 : 5;
@@ -451,6 +380,56 @@ char* PutUnicodeEscape(char* to, uint32_t u) {
   }
   to[2 + digits] = ' ';
   return to + 3 + digits;
+}
+
+// The character at bytes[i], a byte below 0x80 that needs care or a UTF-8 sequence, written at
+// to as the units DecodeUTF8 gives for it; i moves past it and prev becomes the last unit.
+// False, with nothing written, when the sequence is illegal or truncated.
+#if defined(__GNUC__)
+__attribute__((always_inline))
+#endif
+inline bool
+PutCharacter(const uint8_t* bytes, int64_t count, int64_t& i, uint32_t& prev, char*& to) {
+  const uint8_t lead = bytes[i];
+  if (lead < 0x80) {
+    switch (kUnits.of[lead]) {
+      case kPlain:
+        *to++ = static_cast<char>(lead);
+        break;
+      case kCR:
+        if (prev != 10) to = Put(to, "\\par ");
+        break;
+      case kLF:
+        if (prev != 13) to = Put(to, "\\par ");
+        break;
+      case kEscape:
+        to[0] = '\\';
+        to[1] = static_cast<char>(lead);
+        to += 2;
+        break;
+      default:
+        break;  // below tab: dropped
+    }
+    prev = lead;
+    ++i;
+    return true;
+  }
+  // A legal two-byte sequence gives a unit from U+0080 to U+07FF, never one that is dropped.
+  if (lead >= 0xC2 && lead < 0xE0 && i + 1 < count && (bytes[i + 1] & 0xC0) == 0x80) {
+    prev = ((lead & 0x1Fu) << 6) | (bytes[i + 1] & 0x3Fu);
+    to = PutUnicodeEscape(to, prev);
+    i += 2;
+    return true;
+  }
+  uint32_t ch = 0;
+  const int length = ReadUTF8Sequence(bytes, i, count, &ch);
+  if (length == 0) return false;
+  i += length;
+  uint16_t units[2];
+  const int n = UnitsOfCharacter(ch, units);
+  for (int k = 0; k < n; ++k) to = PutUnicodeEscape(to, units[k]);
+  if (n != 0) prev = units[n - 1];
+  return true;
 }
 
 // UTF-8 text written as the units DecodeUTF8 would give for it, without making them. The units
@@ -468,73 +447,72 @@ void WriteUTF8(const uint8_t* bytes, int64_t count, RTFOutput& out) {
     char* to = start;
     while (i < end) {
 #if defined(__SSE2__)
-      // Sixteen bytes that need no care are copied at once.
-      if (count - i >= 16) {
-        const __m128i b = _mm_loadu_si128(reinterpret_cast<const __m128i*>(bytes + i));
-        const unsigned mask = MaybeSpecial(b);
-        _mm_storeu_si128(reinterpret_cast<__m128i*>(to), b);
-        const int plain = mask == 0 ? 16 : __builtin_ctz(mask);
-        if (plain != 0) {
-          to += plain;
-          i += plain;
-          prev = bytes[i - 1];
-          continue;
+      if (count >= 16) {
+        // Sixteen bytes are looked at once (near the end the last sixteen, those before i
+        // masked off): the plain stretches between the bytes that need care are copied and
+        // those bytes written one by one, without looking at the block again.
+        const int64_t at = count - i >= 16 ? i : count - 16;
+        const __m128i b = _mm_loadu_si128(reinterpret_cast<const __m128i*>(bytes + at));
+        unsigned mask = MaybeSpecial(b) >> (i - at);
+        const int64_t limit = at + 16 < end ? at + 16 : end;
+        for (;;) {
+          const int64_t left = limit - i;
+          const int64_t plain = mask == 0 ? left : std::min<int64_t>(__builtin_ctz(mask), left);
+          if (plain != 0) {
+            if (count - i >= 16) {
+              _mm_storeu_si128(reinterpret_cast<__m128i*>(to),
+                               _mm_loadu_si128(reinterpret_cast<const __m128i*>(bytes + i)));
+              to += plain;
+            } else {
+              to = CopyFew(to, bytes + i, plain);
+            }
+            i += plain;
+            prev = bytes[i - 1];
+            if (i == limit) break;
+            mask >>= plain;
+          }
+          const int64_t before = i;
+          if (!PutCharacter(bytes, count, i, prev, to)) {
+            out.Commit(static_cast<size_t>(to - start));
+            DebugLogULong("Illegal UTF-8 sequence!", static_cast<uint64_t>(i));
+            return;
+          }
+          if (i >= limit) break;
+          mask >>= (i - before);
         }
+        continue;
       }
 #endif
-      const uint8_t lead = bytes[i];
-      if (lead < 0x80) {
-        switch (kUnits.of[lead]) {
-          case kPlain:
-            *to++ = static_cast<char>(lead);
-            break;
-          case kCR:
-            if (prev != 10) to = Put(to, "\\par ");
-            break;
-          case kLF:
-            if (prev != 13) to = Put(to, "\\par ");
-            break;
-          case kEscape:
-            to[0] = '\\';
-            to[1] = static_cast<char>(lead);
-            to += 2;
-            break;
-          default:
-            break;  // below tab: dropped
-        }
-        prev = lead;
-        ++i;
-        continue;
-      }
-      // A legal two-byte sequence gives a unit from U+0080 to U+07FF, never one that is dropped.
-      if (lead >= 0xC2 && lead < 0xE0 && i + 1 < count && (bytes[i + 1] & 0xC0) == 0x80) {
-        prev = ((lead & 0x1Fu) << 6) | (bytes[i + 1] & 0x3Fu);
-        to = PutUnicodeEscape(to, prev);
-        i += 2;
-        continue;
-      }
-      uint32_t ch = 0;
-      const int length = ReadUTF8Sequence(bytes, i, count, &ch);
-      if (length == 0) {
+      if (!PutCharacter(bytes, count, i, prev, to)) {
         out.Commit(static_cast<size_t>(to - start));
         DebugLogULong("Illegal UTF-8 sequence!", static_cast<uint64_t>(i));
         return;
       }
-      i += length;
-      if (ch == 0xFFFE || ch == 0xFEFF) continue;
-      if (ch < 0x10000) {
-        if (ch >= 0xD800 && ch <= 0xDFFF) continue;
-        prev = ch;
-      } else if (ch <= 0x10FFFF) {
-        to = PutUnicodeEscape(to, 0xD800 + ((ch - 0x10000) >> 10));
-        prev = 0xDC00 + (ch & 0x3FF);
-      } else {
-        prev = 0xFFFD;
-      }
-      to = PutUnicodeEscape(to, prev);
     }
     out.Commit(static_cast<size_t>(to - start));
   }
+}
+
+// Pure ASCII text, read from the host's own bytes. A short run that needs no escape is copied
+// in one piece; anything else is written as the UTF-8 it also is, each byte a character.
+void WriteASCII(const uint8_t* bytes, int64_t count, RTFOutput& out) {
+#if defined(__SSE2__)
+  if (count > 16 && count <= 32) {
+    // Two overlapping blocks cover the text.
+    const __m128i head = _mm_loadu_si128(reinterpret_cast<const __m128i*>(bytes));
+    const __m128i tail = _mm_loadu_si128(reinterpret_cast<const __m128i*>(bytes + count - 16));
+    if ((MaybeSpecial(head) | MaybeSpecial(tail)) == 0) {
+      char* to = out.Reserve(static_cast<size_t>(count));
+      _mm_storeu_si128(reinterpret_cast<__m128i*>(to), head);
+      _mm_storeu_si128(reinterpret_cast<__m128i*>(to + count - 16), tail);
+      out.Commit(static_cast<size_t>(count));
+      return;
+    }
+  } else if (count >= 4 && count <= 16) {
+    if (CopyShortPlain(bytes, count, out)) return;
+  }
+#endif
+  WriteUTF8(bytes, count, out);
 }
 
 // The run's text as UTF-16 code units: control characters below tab vanish, each CR or LF is a
@@ -617,13 +595,13 @@ void WriteRTF(const std::vector<XojoStyleRun>& runs, RTFOutput& out) {
         rbText reader(run.font);
         reader.UTF8();
         to = Put(to, "\\f");
-        to += FormatDecimal(tables.runFont[r], to);
+        to += FormatDecimal(tables.runIndexes[r].font, to);
         curFont = run.font;
       }
     }
     if (run.textColor != curColor) {
       to = Put(to, "\\cf");
-      to += FormatDecimal(tables.runColor[r], to);
+      to += FormatDecimal(tables.runIndexes[r].color, to);
       curColor = run.textColor;
     }
     const double size = static_cast<double>(run.size);

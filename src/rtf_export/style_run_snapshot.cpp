@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <cstring>
 
+#include "bridge/ascii_check.h"
 #include "bridge/host_string_build.h"
 #include "bridge/host_string_read.h"
 #include "bridge/styled_text.h"
@@ -33,30 +34,6 @@ XojoStyleRun& XojoStyleRun::operator=(const XojoStyleRun& other) {
 }
 
 namespace {
-
-// Whether count bytes hold a zero byte. Font names are short: four to sixteen bytes are looked
-// at in two overlapping words.
-bool HasZeroByte(const char* bytes, int64_t count) {
-  if (count > 16) return std::memchr(bytes, 0, static_cast<size_t>(count)) != nullptr;
-  if (count >= 8) {
-    uint64_t a, b;
-    std::memcpy(&a, bytes, 8);
-    std::memcpy(&b, bytes + count - 8, 8);
-    constexpr uint64_t kOnes = 0x0101010101010101u, kHighs = 0x8080808080808080u;
-    return ((((a - kOnes) & ~a) | ((b - kOnes) & ~b)) & kHighs) != 0;
-  }
-  if (count >= 4) {
-    uint32_t a, b;
-    std::memcpy(&a, bytes, 4);
-    std::memcpy(&b, bytes + count - 4, 4);
-    constexpr uint32_t kOnes = 0x01010101u, kHighs = 0x80808080u;
-    return ((((a - kOnes) & ~a) | ((b - kOnes) & ~b)) & kHighs) != 0;
-  }
-  for (int64_t i = 0; i < count; ++i) {
-    if (bytes[i] == 0) return true;
-  }
-  return false;
-}
 
 // A font name the host holds as UTF-16 bytes shows zero bytes; rebuild it as text so the font
 // table gets the real name. Keeps the old string when the rebuild fails.

@@ -240,6 +240,22 @@ TEST_F(RTFExport, LongTextKeepsEveryCharacterInOrder) {
   EXPECT_EQ(Export({Text(text)}), kPlainHeader + body + "}");
 }
 
+// Text where every character needs care, longer than the writer scans in one stretch: each is
+// written, in order, whatever block or stretch it falls in.
+TEST_F(RTFExport, TextOfNothingButEscapesKeepsEveryOne) {
+  Start();
+  const char* const pieces[] = {"\r", "\\", "\xC3\xA9", "{"};
+  const char* const written[] = {"\\par ", "\\\\", "\\u233 ", "\\{"};
+  for (int length : {15, 16, 17, 31, 33, 5000}) {
+    std::string text, body;
+    for (int i = 0; i < length; ++i) {
+      text += pieces[i % 4];
+      body += written[i % 4];
+    }
+    EXPECT_EQ(Export({Text(text)}), kPlainHeader + body + "}") << length;
+  }
+}
+
 struct LineBreakCase {
   const char* text;
   const char* body;
