@@ -45,7 +45,8 @@ REALobject RBCALL StyledTextStyleRun(REALobject self, RBInteger index) {
   Host::State* s = CurrentState();
   if (s == nullptr) return nullptr;
   s->Count(kMethodStyleRun);
-  auto st = Self<StyledTextObject>(*s, self, ObjectKind::kStyledText, kDeclStyleRun);
+  auto st = Self<StyledTextObject>(*s, self, ObjectKind::kStyledText,
+                                   host_contract::kStyleRunDeclaration);
   if (st == nullptr || index < 0 || index >= static_cast<RBInteger>(st->runs.size())) {
     return nullptr;
   }
@@ -59,7 +60,8 @@ REALobject RBCALL StyledTextParagraph(REALobject self, RBInteger index) {
   Host::State* s = CurrentState();
   if (s == nullptr) return nullptr;
   s->Count(kMethodParagraph);
-  auto st = Self<StyledTextObject>(*s, self, ObjectKind::kStyledText, kDeclParagraph);
+  auto st = Self<StyledTextObject>(*s, self, ObjectKind::kStyledText,
+                                   host_contract::kParagraphDeclaration);
   if (st == nullptr || index < 0 || index >= s->ParagraphCount(st)) return nullptr;
   auto paragraph = s->NewObject<ParagraphObject>();
   paragraph->paragraph = s->ParagraphAt(st, index);
@@ -70,7 +72,8 @@ void RBCALL StyledTextRemoveStyleRun(REALobject self, RBInteger index) {
   Host::State* s = CurrentState();
   if (s == nullptr) return;
   s->Count(kMethodRemoveStyleRun);
-  auto st = Self<StyledTextObject>(*s, self, ObjectKind::kStyledText, kDeclRemoveStyleRun);
+  auto st = Self<StyledTextObject>(*s, self, ObjectKind::kStyledText,
+                                   host_contract::kRemoveStyleRunDeclaration);
   if (st != nullptr) s->RemoveRun(st, index);  // an index out of range is ignored
 }
 
@@ -78,9 +81,11 @@ void RBCALL StyledTextAppendStyleRun(REALobject self, REALobject run) {
   Host::State* s = CurrentState();
   if (s == nullptr) return;
   s->Count(kMethodAppendStyleRun);
-  auto st = Self<StyledTextObject>(*s, self, ObjectKind::kStyledText, kDeclAppendStyleRun);
+  auto st = Self<StyledTextObject>(*s, self, ObjectKind::kStyledText,
+                                   host_contract::kAppendStyleRunDeclaration);
   if (st == nullptr || run == nullptr) return;
-  auto r = Self<StyleRunObject>(*s, run, ObjectKind::kStyleRun, kDeclAppendStyleRun);
+  auto r = Self<StyleRunObject>(*s, run, ObjectKind::kStyleRun,
+                                host_contract::kAppendStyleRunDeclaration);
   // The text keeps a copy of the run, its text held as Unicode.
   if (r != nullptr) s->AppendRun(st, r->run, true);
 }
@@ -89,7 +94,8 @@ void RBCALL StyledTextParagraphAlignment(REALobject self, RBInteger index, RBInt
   Host::State* s = CurrentState();
   if (s == nullptr) return;
   s->Count(kMethodParagraphAlignment);
-  auto st = Self<StyledTextObject>(*s, self, ObjectKind::kStyledText, kDeclParagraphAlignment);
+  auto st = Self<StyledTextObject>(*s, self, ObjectKind::kStyledText,
+                                   host_contract::kParagraphAlignmentDeclaration);
   if (st != nullptr) s->SetAlignment(st, index, value);  // an index out of range is ignored
 }
 
@@ -139,15 +145,15 @@ REALobject NewInstance(Host::State& s, const char* className) {
 
 void* StyledTextMethod(Host::State& s, const std::string& declaration) {
   void* entry = nullptr;
-  if (declaration == kDeclStyleRun) {
+  if (declaration == host_contract::kStyleRunDeclaration) {
     entry = reinterpret_cast<void*>(&StyledTextStyleRun);
-  } else if (declaration == kDeclParagraph) {
+  } else if (declaration == host_contract::kParagraphDeclaration) {
     entry = reinterpret_cast<void*>(&StyledTextParagraph);
-  } else if (declaration == kDeclRemoveStyleRun) {
+  } else if (declaration == host_contract::kRemoveStyleRunDeclaration) {
     entry = reinterpret_cast<void*>(&StyledTextRemoveStyleRun);
-  } else if (declaration == kDeclAppendStyleRun) {
+  } else if (declaration == host_contract::kAppendStyleRunDeclaration) {
     entry = reinterpret_cast<void*>(&StyledTextAppendStyleRun);
-  } else if (declaration == kDeclParagraphAlignment) {
+  } else if (declaration == host_contract::kParagraphAlignmentDeclaration) {
     entry = reinterpret_cast<void*>(&StyledTextParagraphAlignment);
   }
   return entry != nullptr && !s.Withheld(declaration) ? entry : nullptr;
