@@ -41,12 +41,19 @@ T* Self(Host::State& s, REALobject o, ObjectKind kind, const char* where) {
 
 // --- StyledText methods ----------------------------------------------------------------------
 
-REALobject RBCALL StyledTextStyleRun(REALobject self, RBInteger index) {
-  Host::State* s = CurrentState();
+// The start of every StyledText method: the current host in *state, the call counted, and the
+// live StyledText it was called on; null (misuse labelled with the method's declaration) when
+// there is no host or no such object.
+StyledTextObject* EnterMethod(Host::State** state, REALobject self, Counter method) {
+  Host::State* s = *state = CurrentState();
   if (s == nullptr) return nullptr;
-  s->Count(kMethodStyleRun);
-  auto st = Self<StyledTextObject>(*s, self, ObjectKind::kStyledText,
-                                   host_contract::kStyleRunDeclaration);
+  s->Count(method);
+  return Self<StyledTextObject>(*s, self, ObjectKind::kStyledText, NameOf(method));
+}
+
+REALobject RBCALL StyledTextStyleRun(REALobject self, RBInteger index) {
+  Host::State* s;
+  auto st = EnterMethod(&s, self, kMethodStyleRun);
   if (st == nullptr || index < 0 || index >= static_cast<RBInteger>(st->runs.size())) {
     return nullptr;
   }
@@ -57,11 +64,8 @@ REALobject RBCALL StyledTextStyleRun(REALobject self, RBInteger index) {
 }
 
 REALobject RBCALL StyledTextParagraph(REALobject self, RBInteger index) {
-  Host::State* s = CurrentState();
-  if (s == nullptr) return nullptr;
-  s->Count(kMethodParagraph);
-  auto st = Self<StyledTextObject>(*s, self, ObjectKind::kStyledText,
-                                   host_contract::kParagraphDeclaration);
+  Host::State* s;
+  auto st = EnterMethod(&s, self, kMethodParagraph);
   if (st == nullptr || index < 0 || index >= s->ParagraphCount(st)) return nullptr;
   auto paragraph = s->NewObject<ParagraphObject>();
   paragraph->paragraph = s->ParagraphAt(st, index);
@@ -69,33 +73,23 @@ REALobject RBCALL StyledTextParagraph(REALobject self, RBInteger index) {
 }
 
 void RBCALL StyledTextRemoveStyleRun(REALobject self, RBInteger index) {
-  Host::State* s = CurrentState();
-  if (s == nullptr) return;
-  s->Count(kMethodRemoveStyleRun);
-  auto st = Self<StyledTextObject>(*s, self, ObjectKind::kStyledText,
-                                   host_contract::kRemoveStyleRunDeclaration);
+  Host::State* s;
+  auto st = EnterMethod(&s, self, kMethodRemoveStyleRun);
   if (st != nullptr) s->RemoveRun(st, index);  // an index out of range is ignored
 }
 
 void RBCALL StyledTextAppendStyleRun(REALobject self, REALobject run) {
-  Host::State* s = CurrentState();
-  if (s == nullptr) return;
-  s->Count(kMethodAppendStyleRun);
-  auto st = Self<StyledTextObject>(*s, self, ObjectKind::kStyledText,
-                                   host_contract::kAppendStyleRunDeclaration);
+  Host::State* s;
+  auto st = EnterMethod(&s, self, kMethodAppendStyleRun);
   if (st == nullptr || run == nullptr) return;
-  auto r = Self<StyleRunObject>(*s, run, ObjectKind::kStyleRun,
-                                host_contract::kAppendStyleRunDeclaration);
+  auto r = Self<StyleRunObject>(*s, run, ObjectKind::kStyleRun, NameOf(kMethodAppendStyleRun));
   // The text keeps a copy of the run, its text held as Unicode.
   if (r != nullptr) s->AppendRun(st, r->run, true);
 }
 
 void RBCALL StyledTextParagraphAlignment(REALobject self, RBInteger index, RBInteger value) {
-  Host::State* s = CurrentState();
-  if (s == nullptr) return;
-  s->Count(kMethodParagraphAlignment);
-  auto st = Self<StyledTextObject>(*s, self, ObjectKind::kStyledText,
-                                   host_contract::kParagraphAlignmentDeclaration);
+  Host::State* s;
+  auto st = EnterMethod(&s, self, kMethodParagraphAlignment);
   if (st != nullptr) s->SetAlignment(st, index, value);  // an index out of range is ignored
 }
 
