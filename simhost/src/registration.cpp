@@ -100,14 +100,21 @@ void AppendProperties(const void* list, size_t count, uint32_t version,
   });
 }
 
-}  // namespace
-
-Registration DecodeClassExtension(const REALclassDefinition* d) {
+// What every registration starts with: its kind, the record, the record's version and name.
+template <typename Definition>
+Registration Named(Registration::Kind kind, const Definition* d) {
   Registration r;
-  r.kind = Registration::Kind::kClassExtension;
+  r.kind = kind;
   r.record = d;
   r.version = d->version;
   r.name = Text(d->name);
+  return r;
+}
+
+}  // namespace
+
+Registration DecodeClassExtension(const REALclassDefinition* d) {
+  Registration r = Named(Registration::Kind::kClassExtension, d);
   if (r.version >= kFlagsVersion) r.flags = d->flags;
   AppendMethods(d->methods, d->methodCount, r.version, &r.methods);
   AppendProperties(d->properties, d->propertyCount, r.version, &r.properties);
@@ -119,11 +126,7 @@ Registration DecodeClassExtension(const REALclassDefinition* d) {
 }
 
 Registration DecodeModule(const REALmoduleDefinition* d) {
-  Registration r;
-  r.kind = Registration::Kind::kModule;
-  r.record = d;
-  r.version = d->version;
-  r.name = Text(d->name);
+  Registration r = Named(Registration::Kind::kModule, d);
   AppendMethods(d->methods, d->methodCount, r.version, &r.methods);
   if (r.version >= kSharedVersion) {
     AppendProperties(d->properties, d->propertyCount, r.version, &r.properties);
