@@ -173,6 +173,23 @@ REALobject ObjectAt(const char* method, REALobject self, const std::vector<T*>& 
   return r;
 }
 
+// The StyleRun obj when the property asked for is `property`; null otherwise.
+RunObject* RunWith(REALobject obj, const char* name, const char* property) {
+  return obj != nullptr && obj->kind == ObjectKind::kStyleRun && std::strcmp(name, property) == 0
+             ? static_cast<RunObject*>(obj)
+             : nullptr;
+}
+
+// The StyleRun's Bold, Italic or Underline by name; null for another property or object.
+bool* RunFlag(REALobject obj, const char* name) {
+  if (obj == nullptr || obj->kind != ObjectKind::kStyleRun) return nullptr;
+  auto* run = static_cast<RunObject*>(obj);
+  if (std::strcmp(name, "Bold") == 0) return &run->bold;
+  if (std::strcmp(name, "Italic") == 0) return &run->italic;
+  if (std::strcmp(name, "Underline") == 0) return &run->underline;
+  return nullptr;
+}
+
 }  // namespace
 }  // namespace minihost
 
@@ -452,32 +469,18 @@ RBBoolean RBCALL HostService_SetPropValueString(REALobject obj, const char* name
 }
 
 RBBoolean RBCALL HostService_GetPropValueBool(REALobject obj, const char* name, RBBoolean* out) {
-  RBBoolean ok = 0;
-  if (obj != nullptr && obj->kind == ObjectKind::kStyleRun && out != nullptr) {
-    auto* run = static_cast<RunObject*>(obj);
-    ok = 1;
-    if (std::strcmp(name, "Bold") == 0) {
-      *out = run->bold;
-    } else if (std::strcmp(name, "Italic") == 0) {
-      *out = run->italic;
-    } else if (std::strcmp(name, "Underline") == 0) {
-      *out = run->underline;
-    } else {
-      ok = 0;
-    }
-  }
+  const bool* flag = out != nullptr ? RunFlag(obj, name) : nullptr;
+  const RBBoolean ok = flag != nullptr;
+  if (ok) *out = *flag;
   TRACE("REALGetPropValueBool o%llu %s -> %d %d", (unsigned long long)IdOf(obj), name, ok,
         ok ? *out : 0);
   return ok;
 }
 
 RBBoolean RBCALL HostService_GetPropValueColor(REALobject obj, const char* name, RBColor* out) {
-  RBBoolean ok = 0;
-  if (obj != nullptr && obj->kind == ObjectKind::kStyleRun && out != nullptr &&
-      std::strcmp(name, "TextColor") == 0) {
-    *out = static_cast<RunObject*>(obj)->color;
-    ok = 1;
-  }
+  const RunObject* run = out != nullptr ? RunWith(obj, name, "TextColor") : nullptr;
+  const RBBoolean ok = run != nullptr;
+  if (ok) *out = run->color;
   TRACE("REALGetPropValueColor o%llu %s -> %d %X", (unsigned long long)IdOf(obj), name, ok,
         ok ? *out : 0);
   return ok;
@@ -520,42 +523,27 @@ RBBoolean RBCALL HostService_GetPropValueInteger(REALobject obj, const char* nam
 
 RBBoolean RBCALL HostService_SetPropValueInteger(REALobject obj, const char* name,
                                                  RBInteger value) {
-  RBBoolean ok = 0;
-  if (obj != nullptr && obj->kind == ObjectKind::kStyleRun && std::strcmp(name, "Size") == 0) {
-    static_cast<RunObject*>(obj)->size = value;
-    ok = 1;
-  }
+  RunObject* run = RunWith(obj, name, "Size");
+  const RBBoolean ok = run != nullptr;
+  if (ok) run->size = value;
   TRACE("REALSetPropValueInteger o%llu %s %lld -> %d", (unsigned long long)IdOf(obj), name,
         (long long)value, ok);
   return ok;
 }
 
 RBBoolean RBCALL HostService_SetPropValueUInt32(REALobject obj, const char* name, uint32_t value) {
-  RBBoolean ok = 0;
-  if (obj != nullptr && obj->kind == ObjectKind::kStyleRun && std::strcmp(name, "TextColor") == 0) {
-    static_cast<RunObject*>(obj)->color = value;
-    ok = 1;
-  }
+  RunObject* run = RunWith(obj, name, "TextColor");
+  const RBBoolean ok = run != nullptr;
+  if (ok) run->color = value;
   TRACE("REALSetPropValueUInt32 o%llu %s %X -> %d", (unsigned long long)IdOf(obj), name, value, ok);
   return ok;
 }
 
 RBBoolean RBCALL HostService_SetPropValueBoolean(REALobject obj, const char* name,
                                                  RBBoolean value) {
-  RBBoolean ok = 0;
-  if (obj != nullptr && obj->kind == ObjectKind::kStyleRun) {
-    auto* run = static_cast<RunObject*>(obj);
-    ok = 1;
-    if (std::strcmp(name, "Bold") == 0) {
-      run->bold = value != 0;
-    } else if (std::strcmp(name, "Italic") == 0) {
-      run->italic = value != 0;
-    } else if (std::strcmp(name, "Underline") == 0) {
-      run->underline = value != 0;
-    } else {
-      ok = 0;
-    }
-  }
+  bool* flag = RunFlag(obj, name);
+  const RBBoolean ok = flag != nullptr;
+  if (ok) *flag = value != 0;
   TRACE("REALSetPropValueBoolean o%llu %s %d -> %d", (unsigned long long)IdOf(obj), name, value,
         ok);
   return ok;
