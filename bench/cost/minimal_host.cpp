@@ -7,6 +7,7 @@
 #include <cstring>
 
 #include "frame/host_contract.h"
+#include "support/utf8.h"
 
 namespace minihost {
 namespace {
@@ -142,6 +143,53 @@ uint64_t IdOf(const REALobjectStruct* o) {
     }                                    \
   } while (0)
 
+// A new string of length bytes, or null for a negative length or missing bytes; the trace
+// names the service and shows the encoding where the caller gave one.
+REALstring BuildString(const char* service, const char* bytes, int length, uint32_t encoding,
+                       bool encodingGiven) {
+  REALstring r = length < 0 || (bytes == nullptr && length > 0)
+                     ? nullptr
+                     : MakeString(bytes, static_cast<size_t>(length), encoding);
+  if (gTrace != nullptr) {
+    std::fprintf(gTrace, "%s ", service);
+    if (r != nullptr) TraceBytes(bytes, static_cast<size_t>(length));
+    std::fprintf(gTrace, " %d", length);
+    if (encodingGiven) std::fprintf(gTrace, " %X", encoding);
+    std::fprintf(gTrace, " -> s%llu\n", (unsigned long long)IdOf(r));
+  }
+  return r;
+}
+
+// The index-th object of a StyledText's list (a new reference), or null out of range.
+template <typename T>
+REALobject ObjectAt(const char* method, REALobject self, const std::vector<T*>& list,
+                    RBInteger index) {
+  REALobject r = index >= 0 && static_cast<size_t>(index) < list.size()
+                     ? list[static_cast<size_t>(index)]
+                     : nullptr;
+  if (r != nullptr) ++r->refs;
+  TRACE("%s o%llu %lld -> o%llu", method, (unsigned long long)IdOf(self), (long long)index,
+        (unsigned long long)IdOf(r));
+  return r;
+}
+
+// The StyleRun obj when the property asked for is `property`; null otherwise.
+RunObject* RunWith(REALobject obj, const char* name, const char* property) {
+  return obj != nullptr && obj->kind == ObjectKind::kStyleRun && std::strcmp(name, property) == 0
+             ? static_cast<RunObject*>(obj)
+             : nullptr;
+}
+
+// The StyleRun's Bold, Italic or Underline by name; null for another property or object.
+bool* RunFlag(REALobject obj, const char* name) {
+  if (obj == nullptr || obj->kind != ObjectKind::kStyleRun) return nullptr;
+  auto* run = static_cast<RunObject*>(obj);
+  if (std::strcmp(name, "Bold") == 0) return &run->bold;
+  if (std::strcmp(name, "Italic") == 0) return &run->italic;
+  if (std::strcmp(name, "Underline") == 0) return &run->underline;
+  return nullptr;
+}
+
 }  // namespace
 }  // namespace minihost
 
@@ -248,21 +296,7 @@ REALstring RBCALL HostService_ConvertString(REALstring s, uint32_t encoding) {
           i += 2;
         }
       }
-      if (cp < 0x80) {
-        out += static_cast<char>(cp);
-      } else if (cp < 0x800) {
-        out += static_cast<char>(0xC0 | (cp >> 6));
-        out += static_cast<char>(0x80 | (cp & 0x3F));
-      } else if (cp < 0x10000) {
-        out += static_cast<char>(0xE0 | (cp >> 12));
-        out += static_cast<char>(0x80 | ((cp >> 6) & 0x3F));
-        out += static_cast<char>(0x80 | (cp & 0x3F));
-      } else {
-        out += static_cast<char>(0xF0 | (cp >> 18));
-        out += static_cast<char>(0x80 | ((cp >> 12) & 0x3F));
-        out += static_cast<char>(0x80 | ((cp >> 6) & 0x3F));
-        out += static_cast<char>(0x80 | (cp & 0x3F));
-      }
+      test_support::AppendUtf8(cp, &out);
     }
   } else {
     out = s->bytes;
@@ -274,28 +308,12 @@ REALstring RBCALL HostService_ConvertString(REALstring s, uint32_t encoding) {
 }
 
 REALstring RBCALL HostService_BuildString(const char* bytes, int length) {
-  REALstring r = length < 0 || (bytes == nullptr && length > 0)
-                     ? nullptr
-                     : MakeString(bytes, static_cast<size_t>(length), kREALTextEncodingUnknown);
-  if (gTrace != nullptr) {
-    std::fprintf(gTrace, "REALBuildString ");
-    if (r != nullptr) TraceBytes(bytes, static_cast<size_t>(length));
-    std::fprintf(gTrace, " %d -> s%llu\n", length, (unsigned long long)IdOf(r));
-  }
-  return r;
+  return BuildString("REALBuildString", bytes, length, kREALTextEncodingUnknown, false);
 }
 
 REALstring RBCALL HostService_BuildStringWithEncoding(const char* bytes, int length,
                                                       uint32_t encoding) {
-  REALstring r = length < 0 || (bytes == nullptr && length > 0)
-                     ? nullptr
-                     : MakeString(bytes, static_cast<size_t>(length), encoding);
-  if (gTrace != nullptr) {
-    std::fprintf(gTrace, "REALBuildStringWithEncoding ");
-    if (r != nullptr) TraceBytes(bytes, static_cast<size_t>(length));
-    std::fprintf(gTrace, " %d %X -> s%llu\n", length, encoding, (unsigned long long)IdOf(r));
-  }
-  return r;
+  return BuildString("REALBuildStringWithEncoding", bytes, length, encoding, true);
 }
 
 RBInteger RBCALL HostService_StringCompare(REALstring a, REALstring b) {
@@ -324,25 +342,11 @@ RBInteger RBCALL HostService_LenB(REALstring s) {
 }
 
 REALobject RBCALL HostService_StyleRunAt(REALobject self, RBInteger index) {
-  auto* st = static_cast<StyledTextObject*>(self);
-  REALobject r = index >= 0 && static_cast<size_t>(index) < st->runs.size()
-                     ? st->runs[static_cast<size_t>(index)]
-                     : nullptr;
-  if (r != nullptr) ++r->refs;
-  TRACE("StyleRun o%llu %lld -> o%llu", (unsigned long long)IdOf(self), (long long)index,
-        (unsigned long long)IdOf(r));
-  return r;
+  return ObjectAt("StyleRun", self, static_cast<StyledTextObject*>(self)->runs, index);
 }
 
 REALobject RBCALL HostService_ParagraphAt(REALobject self, RBInteger index) {
-  auto* st = static_cast<StyledTextObject*>(self);
-  REALobject r = index >= 0 && static_cast<size_t>(index) < st->paragraphs.size()
-                     ? st->paragraphs[static_cast<size_t>(index)]
-                     : nullptr;
-  if (r != nullptr) ++r->refs;
-  TRACE("Paragraph o%llu %lld -> o%llu", (unsigned long long)IdOf(self), (long long)index,
-        (unsigned long long)IdOf(r));
-  return r;
+  return ObjectAt("Paragraph", self, static_cast<StyledTextObject*>(self)->paragraphs, index);
 }
 
 void RBCALL HostService_RemoveStyleRun(REALobject self, RBInteger index) {
@@ -465,32 +469,18 @@ RBBoolean RBCALL HostService_SetPropValueString(REALobject obj, const char* name
 }
 
 RBBoolean RBCALL HostService_GetPropValueBool(REALobject obj, const char* name, RBBoolean* out) {
-  RBBoolean ok = 0;
-  if (obj != nullptr && obj->kind == ObjectKind::kStyleRun && out != nullptr) {
-    auto* run = static_cast<RunObject*>(obj);
-    ok = 1;
-    if (std::strcmp(name, "Bold") == 0) {
-      *out = run->bold;
-    } else if (std::strcmp(name, "Italic") == 0) {
-      *out = run->italic;
-    } else if (std::strcmp(name, "Underline") == 0) {
-      *out = run->underline;
-    } else {
-      ok = 0;
-    }
-  }
+  const bool* flag = out != nullptr ? RunFlag(obj, name) : nullptr;
+  const RBBoolean ok = flag != nullptr;
+  if (ok) *out = *flag;
   TRACE("REALGetPropValueBool o%llu %s -> %d %d", (unsigned long long)IdOf(obj), name, ok,
         ok ? *out : 0);
   return ok;
 }
 
 RBBoolean RBCALL HostService_GetPropValueColor(REALobject obj, const char* name, RBColor* out) {
-  RBBoolean ok = 0;
-  if (obj != nullptr && obj->kind == ObjectKind::kStyleRun && out != nullptr &&
-      std::strcmp(name, "TextColor") == 0) {
-    *out = static_cast<RunObject*>(obj)->color;
-    ok = 1;
-  }
+  const RunObject* run = out != nullptr ? RunWith(obj, name, "TextColor") : nullptr;
+  const RBBoolean ok = run != nullptr;
+  if (ok) *out = run->color;
   TRACE("REALGetPropValueColor o%llu %s -> %d %X", (unsigned long long)IdOf(obj), name, ok,
         ok ? *out : 0);
   return ok;
@@ -533,42 +523,27 @@ RBBoolean RBCALL HostService_GetPropValueInteger(REALobject obj, const char* nam
 
 RBBoolean RBCALL HostService_SetPropValueInteger(REALobject obj, const char* name,
                                                  RBInteger value) {
-  RBBoolean ok = 0;
-  if (obj != nullptr && obj->kind == ObjectKind::kStyleRun && std::strcmp(name, "Size") == 0) {
-    static_cast<RunObject*>(obj)->size = value;
-    ok = 1;
-  }
+  RunObject* run = RunWith(obj, name, "Size");
+  const RBBoolean ok = run != nullptr;
+  if (ok) run->size = value;
   TRACE("REALSetPropValueInteger o%llu %s %lld -> %d", (unsigned long long)IdOf(obj), name,
         (long long)value, ok);
   return ok;
 }
 
 RBBoolean RBCALL HostService_SetPropValueUInt32(REALobject obj, const char* name, uint32_t value) {
-  RBBoolean ok = 0;
-  if (obj != nullptr && obj->kind == ObjectKind::kStyleRun && std::strcmp(name, "TextColor") == 0) {
-    static_cast<RunObject*>(obj)->color = value;
-    ok = 1;
-  }
+  RunObject* run = RunWith(obj, name, "TextColor");
+  const RBBoolean ok = run != nullptr;
+  if (ok) run->color = value;
   TRACE("REALSetPropValueUInt32 o%llu %s %X -> %d", (unsigned long long)IdOf(obj), name, value, ok);
   return ok;
 }
 
 RBBoolean RBCALL HostService_SetPropValueBoolean(REALobject obj, const char* name,
                                                  RBBoolean value) {
-  RBBoolean ok = 0;
-  if (obj != nullptr && obj->kind == ObjectKind::kStyleRun) {
-    auto* run = static_cast<RunObject*>(obj);
-    ok = 1;
-    if (std::strcmp(name, "Bold") == 0) {
-      run->bold = value != 0;
-    } else if (std::strcmp(name, "Italic") == 0) {
-      run->italic = value != 0;
-    } else if (std::strcmp(name, "Underline") == 0) {
-      run->underline = value != 0;
-    } else {
-      ok = 0;
-    }
-  }
+  bool* flag = RunFlag(obj, name);
+  const RBBoolean ok = flag != nullptr;
+  if (ok) *flag = value != 0;
   TRACE("REALSetPropValueBoolean o%llu %s %d -> %d", (unsigned long long)IdOf(obj), name, value,
         ok);
   return ok;

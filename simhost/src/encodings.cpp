@@ -21,11 +21,12 @@
 
 #include "host_state.h"
 #include "code_page_tables.h"
+#include "unicode_units.h"
 
 namespace simhost {
 namespace {
 
-constexpr char32_t kReplacement = 0xFFFD;
+constexpr char32_t kReplacement = kReplacementCharacter;
 constexpr char32_t kInvalid = 0xFFFFFFFF;  // table entry: byte not defined
 
 enum class Form { kUTF8, kUTF16, kUTF32, kSingleByte, kMultiByte };
@@ -591,43 +592,6 @@ void ForEachUTF8(std::string_view bytes, F f) {
     f(ok ? cp : kReplacement);
     i = j;
   }
-}
-
-template <typename F>
-void ForEachUTF16(std::string_view bytes, bool bigEndian, F f) {
-  auto s = reinterpret_cast<const unsigned char*>(bytes.data());
-  size_t units = bytes.size() / 2;
-  auto unit = [&](size_t k) -> char32_t {
-    return bigEndian ? char32_t(s[2 * k]) << 8 | s[2 * k + 1]
-                     : char32_t(s[2 * k + 1]) << 8 | s[2 * k];
-  };
-  for (size_t k = 0; k < units; ++k) {
-    char32_t u = unit(k);
-    if (u >= 0xD800 && u <= 0xDBFF && k + 1 < units) {
-      char32_t v = unit(k + 1);
-      if (v >= 0xDC00 && v <= 0xDFFF) {
-        f(0x10000 + ((u - 0xD800) << 10) + (v - 0xDC00));
-        ++k;
-        continue;
-      }
-    }
-    f(u >= 0xD800 && u <= 0xDFFF ? kReplacement : u);
-  }
-  if (bytes.size() % 2 != 0) f(kReplacement);
-}
-
-template <typename F>
-void ForEachUTF32(std::string_view bytes, bool bigEndian, F f) {
-  auto s = reinterpret_cast<const unsigned char*>(bytes.data());
-  size_t n = bytes.size();
-  for (size_t i = 0; i + 4 <= n; i += 4) {
-    char32_t c =
-        bigEndian
-            ? char32_t(s[i]) << 24 | char32_t(s[i + 1]) << 16 | char32_t(s[i + 2]) << 8 | s[i + 3]
-            : char32_t(s[i + 3]) << 24 | char32_t(s[i + 2]) << 16 | char32_t(s[i + 1]) << 8 | s[i];
-    f(c > 0x10FFFF || (c >= 0xD800 && c <= 0xDFFF) ? kReplacement : c);
-  }
-  if (n % 4 != 0) f(kReplacement);
 }
 
 void AppendUnit(uint32_t value, int bytes, bool bigEndian, std::string* out) {

@@ -49,14 +49,11 @@ void Host::State::LockObject(REALobject o, const char* where) {
 }
 
 void Host::State::ReleaseObject(REALobject o, const char* where) {
-  if (o == nullptr) return;
-  if (!IsLiveObject(o)) {
-    Misuse(where, o, "release of a released or unknown object");
-    return;
-  }
-  if (--o->refs > 0) return;
   // The slot (without its payload) is not handed out again at once.
-  o->magic = kDeadMagic;
+  ReleaseHandle(o, where, [this](REALobject dead) { FreeObject(dead); });
+}
+
+void Host::State::FreeObject(REALobject o) {
   switch (o->kind) {
     case ObjectKind::kStyledText: {
       auto st = static_cast<StyledTextObject*>(o);

@@ -99,15 +99,6 @@ constexpr const char* NameOf(Counter c) {
   return kCounterNames[c];
 }
 
-// Declarations of the host methods, exactly as the host matches them.
-constexpr const char* kDeclLen = host_contract::kLenDeclaration;
-constexpr const char* kDeclLenB = host_contract::kLenBDeclaration;
-constexpr const char* kDeclStyleRun = host_contract::kStyleRunDeclaration;
-constexpr const char* kDeclParagraph = host_contract::kParagraphDeclaration;
-constexpr const char* kDeclRemoveStyleRun = host_contract::kRemoveStyleRunDeclaration;
-constexpr const char* kDeclAppendStyleRun = host_contract::kAppendStyleRunDeclaration;
-constexpr const char* kDeclParagraphAlignment = host_contract::kParagraphAlignmentDeclaration;
-
 struct Host::State {
   Options options;
   Host* previous = nullptr;  // the host that was current before this one
@@ -173,47 +164,35 @@ struct Host::State {
     return s;
   }
   bool IsLiveString(const void* s) const {
-    return s != nullptr && stringBlocks.IsSlot(s) &&
-           static_cast<const REALstringStruct*>(s)->magic == kLiveMagic;
+    return IsLiveHandle(static_cast<const REALstringStruct*>(s));
   }
   [[gnu::always_inline]] bool CheckString(REALstring s, const char* where) {
-    if (s == nullptr) return false;
-    if (IsLiveString(s)) return true;
-    Misuse(where, s, "use of a released or unknown string");
-    return false;
+    return CheckHandle(s, where);
   }
   void LockString(REALstring s, const char* where);
   void ReleaseString(REALstring s, const char* where) {
-    if (s == nullptr) return;
-    if (!IsLiveString(s)) {
-      Misuse(where, s, "release of a released or unknown string");
-      return;
-    }
-    if (--s->refs > 0) return;
     // The slot (without its bytes) is not handed out again at once.
-    s->magic = kDeadMagic;
-    s->bytes.Clear();
-    strings.Release(s);
+    ReleaseHandle(s, where, [this](REALstring dead) {
+      dead->bytes.Clear();
+      strings.Release(dead);
+    });
   }
   template <typename T>
   T* NewObject() {
     return Pool(static_cast<T*>(nullptr)).Allocate(kLiveMagic);
   }
   bool IsLiveObject(const void* o) const {
-    return o != nullptr && objectBlocks.IsSlot(o) &&
-           static_cast<const REALobjectStruct*>(o)->magic == kLiveMagic;
+    return IsLiveHandle(static_cast<const REALobjectStruct*>(o));
   }
   [[gnu::always_inline]] bool CheckObject(REALobject o, const char* where) {
-    if (o == nullptr) return false;
-    if (IsLiveObject(o)) return true;
-    Misuse(where, o, "use of a released or unknown object");
-    return false;
+    return CheckHandle(o, where);
   }
   size_t LiveObjects() const {
     return styledTexts.live() + styleRuns.live() + paragraphs.live() + exceptionObjects.live();
   }
   void LockObject(REALobject o, const char* where);
   void ReleaseObject(REALobject o, const char* where);
+  void FreeObject(REALobject o);  // clears a dead object and returns its slot
   [[gnu::noinline]] void Misuse(const char* where, const void* handle, const char* what);
 
   // StyledText.
@@ -236,6 +215,47 @@ struct Host::State {
   bool AsciiCompatible(Encoding e) { return Facts(e) & kAsciiCompatible; }
 
  private:
+  // Strings and objects alike: a handle is live while it lies in a slot of its kind's blocks
+  // and carries the live mark; misuse is reported in the words of its kind.
+  const BlockIndex& BlocksOf(const REALstringStruct*) const { return stringBlocks; }
+  const BlockIndex& BlocksOf(const REALobjectStruct*) const { return objectBlocks; }
+  static const char* UseMisuse(const REALstringStruct*) {
+    return "use of a released or unknown string";
+  }
+  static const char* UseMisuse(const REALobjectStruct*) {
+    return "use of a released or unknown object";
+  }
+  static const char* ReleaseMisuse(const REALstringStruct*) {
+    return "release of a released or unknown string";
+  }
+  static const char* ReleaseMisuse(const REALobjectStruct*) {
+    return "release of a released or unknown object";
+  }
+  template <typename H>
+  bool IsLiveHandle(const H* h) const {
+    return h != nullptr && BlocksOf(h).IsSlot(h) && h->magic == kLiveMagic;
+  }
+  template <typename H>
+  [[gnu::always_inline]] bool CheckHandle(H* h, const char* where) {
+    if (h == nullptr) return false;
+    if (IsLiveHandle(h)) return true;
+    Misuse(where, h, UseMisuse(h));
+    return false;
+  }
+  // Drops one reference; the last one marks the handle dead and hands it to free, which clears
+  // its payload and returns its slot to the pool.
+  template <typename H, typename Free>
+  void ReleaseHandle(H* h, const char* where, Free free) {
+    if (h == nullptr) return;
+    if (!IsLiveHandle(h)) {
+      Misuse(where, h, ReleaseMisuse(h));
+      return;
+    }
+    if (--h->refs > 0) return;
+    h->magic = kDeadMagic;
+    free(h);
+  }
+
   HandlePool<StyledTextObject>& Pool(StyledTextObject*) { return styledTexts; }
   HandlePool<StyleRunObject>& Pool(StyleRunObject*) { return styleRuns; }
   HandlePool<ParagraphObject>& Pool(ParagraphObject*) { return paragraphs; }

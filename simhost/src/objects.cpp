@@ -41,11 +41,19 @@ T* Self(Host::State& s, REALobject o, ObjectKind kind, const char* where) {
 
 // --- StyledText methods ----------------------------------------------------------------------
 
-REALobject RBCALL StyledTextStyleRun(REALobject self, RBInteger index) {
-  Host::State* s = CurrentState();
+// The start of every StyledText method: the current host in *state, the call counted, and the
+// live StyledText it was called on; null (misuse labelled with the method's declaration) when
+// there is no host or no such object.
+StyledTextObject* EnterMethod(Host::State** state, REALobject self, Counter method) {
+  Host::State* s = *state = CurrentState();
   if (s == nullptr) return nullptr;
-  s->Count(kMethodStyleRun);
-  auto st = Self<StyledTextObject>(*s, self, ObjectKind::kStyledText, kDeclStyleRun);
+  s->Count(method);
+  return Self<StyledTextObject>(*s, self, ObjectKind::kStyledText, NameOf(method));
+}
+
+REALobject RBCALL StyledTextStyleRun(REALobject self, RBInteger index) {
+  Host::State* s;
+  auto st = EnterMethod(&s, self, kMethodStyleRun);
   if (st == nullptr || index < 0 || index >= static_cast<RBInteger>(st->runs.size())) {
     return nullptr;
   }
@@ -56,10 +64,8 @@ REALobject RBCALL StyledTextStyleRun(REALobject self, RBInteger index) {
 }
 
 REALobject RBCALL StyledTextParagraph(REALobject self, RBInteger index) {
-  Host::State* s = CurrentState();
-  if (s == nullptr) return nullptr;
-  s->Count(kMethodParagraph);
-  auto st = Self<StyledTextObject>(*s, self, ObjectKind::kStyledText, kDeclParagraph);
+  Host::State* s;
+  auto st = EnterMethod(&s, self, kMethodParagraph);
   if (st == nullptr || index < 0 || index >= s->ParagraphCount(st)) return nullptr;
   auto paragraph = s->NewObject<ParagraphObject>();
   paragraph->paragraph = s->ParagraphAt(st, index);
@@ -67,29 +73,23 @@ REALobject RBCALL StyledTextParagraph(REALobject self, RBInteger index) {
 }
 
 void RBCALL StyledTextRemoveStyleRun(REALobject self, RBInteger index) {
-  Host::State* s = CurrentState();
-  if (s == nullptr) return;
-  s->Count(kMethodRemoveStyleRun);
-  auto st = Self<StyledTextObject>(*s, self, ObjectKind::kStyledText, kDeclRemoveStyleRun);
+  Host::State* s;
+  auto st = EnterMethod(&s, self, kMethodRemoveStyleRun);
   if (st != nullptr) s->RemoveRun(st, index);  // an index out of range is ignored
 }
 
 void RBCALL StyledTextAppendStyleRun(REALobject self, REALobject run) {
-  Host::State* s = CurrentState();
-  if (s == nullptr) return;
-  s->Count(kMethodAppendStyleRun);
-  auto st = Self<StyledTextObject>(*s, self, ObjectKind::kStyledText, kDeclAppendStyleRun);
+  Host::State* s;
+  auto st = EnterMethod(&s, self, kMethodAppendStyleRun);
   if (st == nullptr || run == nullptr) return;
-  auto r = Self<StyleRunObject>(*s, run, ObjectKind::kStyleRun, kDeclAppendStyleRun);
+  auto r = Self<StyleRunObject>(*s, run, ObjectKind::kStyleRun, NameOf(kMethodAppendStyleRun));
   // The text keeps a copy of the run, its text held as Unicode.
   if (r != nullptr) s->AppendRun(st, r->run, true);
 }
 
 void RBCALL StyledTextParagraphAlignment(REALobject self, RBInteger index, RBInteger value) {
-  Host::State* s = CurrentState();
-  if (s == nullptr) return;
-  s->Count(kMethodParagraphAlignment);
-  auto st = Self<StyledTextObject>(*s, self, ObjectKind::kStyledText, kDeclParagraphAlignment);
+  Host::State* s;
+  auto st = EnterMethod(&s, self, kMethodParagraphAlignment);
   if (st != nullptr) s->SetAlignment(st, index, value);  // an index out of range is ignored
 }
 
@@ -139,15 +139,15 @@ REALobject NewInstance(Host::State& s, const char* className) {
 
 void* StyledTextMethod(Host::State& s, const std::string& declaration) {
   void* entry = nullptr;
-  if (declaration == kDeclStyleRun) {
+  if (declaration == host_contract::kStyleRunDeclaration) {
     entry = reinterpret_cast<void*>(&StyledTextStyleRun);
-  } else if (declaration == kDeclParagraph) {
+  } else if (declaration == host_contract::kParagraphDeclaration) {
     entry = reinterpret_cast<void*>(&StyledTextParagraph);
-  } else if (declaration == kDeclRemoveStyleRun) {
+  } else if (declaration == host_contract::kRemoveStyleRunDeclaration) {
     entry = reinterpret_cast<void*>(&StyledTextRemoveStyleRun);
-  } else if (declaration == kDeclAppendStyleRun) {
+  } else if (declaration == host_contract::kAppendStyleRunDeclaration) {
     entry = reinterpret_cast<void*>(&StyledTextAppendStyleRun);
-  } else if (declaration == kDeclParagraphAlignment) {
+  } else if (declaration == host_contract::kParagraphAlignmentDeclaration) {
     entry = reinterpret_cast<void*>(&StyledTextParagraphAlignment);
   }
   return entry != nullptr && !s.Withheld(declaration) ? entry : nullptr;

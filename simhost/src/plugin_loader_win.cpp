@@ -12,23 +12,10 @@
 #include <vector>
 
 #include "plugin_loader.h"
+#include "simhost/system_error_text.h"
 
 namespace simhost {
 namespace {
-
-std::string LastErrorText(DWORD code) {
-  char* text = nullptr;
-  DWORD n = FormatMessageA(
-      FORMAT_MESSAGE_ALLOCATE_BUFFER | FORMAT_MESSAGE_FROM_SYSTEM | FORMAT_MESSAGE_IGNORE_INSERTS,
-      nullptr, code, 0, reinterpret_cast<char*>(&text), 0, nullptr);
-  std::string result = n > 0 ? std::string(text, n) : "error " + std::to_string(code);
-  if (text != nullptr) LocalFree(text);
-  while (!result.empty() && (result.back() == '\n' || result.back() == '\r' ||
-                             result.back() == ' ' || result.back() == '.')) {
-    result.pop_back();
-  }
-  return result;
-}
 
 std::string TemporaryFolder() {
   char buffer[MAX_PATH + 1];
@@ -109,8 +96,8 @@ void* LoadPrivateCopy(const std::string& libraryPath, std::string* error) {
   if (!copied) {
     DWORD code = GetLastError();
     *error = code == ERROR_FILE_NOT_FOUND || code == ERROR_PATH_NOT_FOUND
-                 ? "cannot open " + libraryPath + ": " + LastErrorText(code)
-                 : "cannot create a copy of the library: " + LastErrorText(code);
+                 ? "cannot open " + libraryPath + ": " + SystemErrorText(code)
+                 : "cannot create a copy of the library: " + SystemErrorText(code);
     return nullptr;
   }
   // No error dialog box for a file that is not a DLL.
@@ -120,7 +107,7 @@ void* LoadPrivateCopy(const std::string& libraryPath, std::string* error) {
   SetErrorMode(oldMode);
   if (module == nullptr) {
     DeleteFileA(path.c_str());
-    *error = "cannot load " + libraryPath + ": " + LastErrorText(code);
+    *error = "cannot load " + libraryPath + ": " + SystemErrorText(code);
     return nullptr;
   }
   copies.Add(module, path);

@@ -54,12 +54,26 @@ size_t PropertyStride(uint32_t version) {
                                        : offsetof(REALproperty, attributeCount);
 }
 
+// The attribute list of a method or property record of type T.
+template <typename T>
+std::vector<std::pair<std::string, std::string>> AttributesOf(const char* record) {
+  return Attributes(Field<REALattribute*>(record, offsetof(T, attributes)),
+                    Field<size_t>(record, offsetof(T, attributeCount)));
+}
+
+// Appends read(element) for each of count elements of stride bytes from list; a missing list
+// or an implausible count adds nothing.
+template <typename Record, typename Read>
+void AppendRecords(const void* list, size_t count, size_t stride, std::vector<Record>* out,
+                   Read read) {
+  if (list == nullptr || count > kMaxEntries) return;
+  for (size_t i = 0; i < count; ++i)
+    out->push_back(read(static_cast<const char*>(list) + i * stride));
+}
+
 void AppendMethods(const void* list, size_t count, uint32_t version,
                    std::vector<MethodRecord>* out) {
-  if (list == nullptr || count > kMaxEntries) return;
-  size_t stride = MethodStride(version);
-  for (size_t i = 0; i < count; ++i) {
-    const char* m = static_cast<const char*>(list) + i * stride;
+  AppendRecords(list, count, MethodStride(version), out, [version](const char* m) {
     MethodRecord record;
     record.function = Field<REALproc>(m, offsetof(REALmethodDefinition, function));
     record.setter = Field<REALproc>(m, offsetof(REALmethodDefinition, setterFunction));
@@ -67,43 +81,40 @@ void AppendMethods(const void* list, size_t count, uint32_t version,
     if (version >= kFlagsVersion) {
       record.flags = Field<uint32_t>(m, offsetof(REALmethodDefinition, flags));
     }
-    if (version >= kAttributesVersion) {
-      record.attributes =
-          Attributes(Field<REALattribute*>(m, offsetof(REALmethodDefinition, attributes)),
-                     Field<size_t>(m, offsetof(REALmethodDefinition, attributeCount)));
-    }
-    out->push_back(std::move(record));
-  }
+    if (version >= kAttributesVersion) record.attributes = AttributesOf<REALmethodDefinition>(m);
+    return record;
+  });
 }
 
 void AppendProperties(const void* list, size_t count, uint32_t version,
                       std::vector<PropertyRecord>* out) {
-  if (list == nullptr || count > kMaxEntries) return;
-  size_t stride = PropertyStride(version);
-  for (size_t i = 0; i < count; ++i) {
-    const char* p = static_cast<const char*>(list) + i * stride;
+  AppendRecords(list, count, PropertyStride(version), out, [version](const char* p) {
     PropertyRecord record;
     record.name = Text(Field<const char*>(p, offsetof(REALproperty, name)));
     record.type = Text(Field<const char*>(p, offsetof(REALproperty, type)));
     record.flags = Field<uint32_t>(p, offsetof(REALproperty, flags));
     record.getter = Field<REALproc>(p, offsetof(REALproperty, getter));
     record.setter = Field<REALproc>(p, offsetof(REALproperty, setter));
-    if (version >= kAttributesVersion) {
-      record.attributes = Attributes(Field<REALattribute*>(p, offsetof(REALproperty, attributes)),
-                                     Field<size_t>(p, offsetof(REALproperty, attributeCount)));
-    }
-    out->push_back(std::move(record));
-  }
+    if (version >= kAttributesVersion) record.attributes = AttributesOf<REALproperty>(p);
+    return record;
+  });
+}
+
+// What every registration starts with: its kind, the record, the record's version and name.
+template <typename Definition>
+Registration Named(Registration::Kind kind, const Definition* d) {
+  Registration r;
+  r.kind = kind;
+  r.record = d;
+  r.version = d->version;
+  r.name = Text(d->name);
+  return r;
 }
 
 }  // namespace
 
 Registration DecodeClassExtension(const REALclassDefinition* d) {
-  Registration r;
-  r.kind = Registration::Kind::kClassExtension;
-  r.record = d;
-  r.version = d->version;
-  r.name = Text(d->name);
+  Registration r = Named(Registration::Kind::kClassExtension, d);
   if (r.version >= kFlagsVersion) r.flags = d->flags;
   AppendMethods(d->methods, d->methodCount, r.version, &r.methods);
   AppendProperties(d->properties, d->propertyCount, r.version, &r.properties);
@@ -115,11 +126,7 @@ Registration DecodeClassExtension(const REALclassDefinition* d) {
 }
 
 Registration DecodeModule(const REALmoduleDefinition* d) {
-  Registration r;
-  r.kind = Registration::Kind::kModule;
-  r.record = d;
-  r.version = d->version;
-  r.name = Text(d->name);
+  Registration r = Named(Registration::Kind::kModule, d);
   AppendMethods(d->methods, d->methodCount, r.version, &r.methods);
   if (r.version >= kSharedVersion) {
     AppendProperties(d->properties, d->propertyCount, r.version, &r.properties);

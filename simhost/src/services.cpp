@@ -130,13 +130,13 @@ RBInteger RBCALL RuntimeStringCompare(REALstring a, REALstring b) {
 
 RBInteger RBCALL GlobalLen(REALstring str) {
   Host::State* s = Enter(kMethodLen);
-  if (s == nullptr || !s->CheckString(str, kDeclLen)) return 0;
+  if (s == nullptr || !s->CheckString(str, host_contract::kLenDeclaration)) return 0;
   return static_cast<RBInteger>(LengthOf(str->bytes, str->encoding));
 }
 
 RBInteger RBCALL GlobalLenB(REALstring str) {
   Host::State* s = Enter(kMethodLenB);
-  if (s == nullptr || !s->CheckString(str, kDeclLenB)) return 0;
+  if (s == nullptr || !s->CheckString(str, host_contract::kLenBDeclaration)) return 0;
   return static_cast<RBInteger>(str->bytes.size());
 }
 
@@ -147,8 +147,8 @@ void* RBCALL REALLoadGlobalMethod(const char* module, const char* declaration) {
   ++s->lookups[d];
   // Only the framework's own globals are found, and only with no module name.
   if (module != nullptr || s->Withheld(d)) return nullptr;
-  if (d == kDeclLen) return reinterpret_cast<void*>(&GlobalLen);
-  if (d == kDeclLenB) return reinterpret_cast<void*>(&GlobalLenB);
+  if (d == host_contract::kLenDeclaration) return reinterpret_cast<void*>(&GlobalLen);
+  if (d == host_contract::kLenBDeclaration) return reinterpret_cast<void*>(&GlobalLenB);
   return nullptr;
 }
 

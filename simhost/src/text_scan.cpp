@@ -3,13 +3,13 @@
 #include <cstring>
 
 #include "frame/host_api.h"
+#include "unicode_units.h"
 
 namespace simhost {
 namespace {
 
 constexpr uint64_t kOnes = 0x0101010101010101ULL;
 constexpr uint64_t kHighBits = 0x8080808080808080ULL;
-constexpr char32_t kReplacement = 0xFFFD;
 
 uint64_t Load8(const unsigned char* p) {
   uint64_t w;
@@ -75,41 +75,6 @@ bool UnicodeForm(uint32_t encoding, bool* utf16, bool* bigEndian) {
   *utf16 = encoding == kREALTextEncodingUTF16 || encoding == kREALTextEncodingUTF16BE ||
            encoding == kREALTextEncodingUTF16LE;
   return true;
-}
-
-// Calls put(char32_t) for each character of UTF-16 or UTF-32 bytes: a lone surrogate, a value
-// beyond Unicode and trailing bytes of an incomplete unit each give U+FFFD.
-template <typename Put>
-void ForEachCharacter(const unsigned char* s, size_t n, bool utf16, bool bigEndian, Put put) {
-  if (utf16) {
-    const size_t units = n / 2;
-    auto unit = [&](size_t k) -> char32_t {
-      return bigEndian ? char32_t(s[2 * k]) << 8 | s[2 * k + 1]
-                       : char32_t(s[2 * k + 1]) << 8 | s[2 * k];
-    };
-    for (size_t k = 0; k < units; ++k) {
-      char32_t u = unit(k);
-      if (u >= 0xD800 && u <= 0xDBFF && k + 1 < units) {
-        char32_t v = unit(k + 1);
-        if (v >= 0xDC00 && v <= 0xDFFF) {
-          put(0x10000 + ((u - 0xD800) << 10) + (v - 0xDC00));
-          ++k;
-          continue;
-        }
-      }
-      put(u >= 0xD800 && u <= 0xDFFF ? kReplacement : u);
-    }
-    if (n % 2 != 0) put(kReplacement);
-  } else {
-    for (size_t i = 0; i + 4 <= n; i += 4) {
-      char32_t c = bigEndian ? char32_t(s[i]) << 24 | char32_t(s[i + 1]) << 16 |
-                                   char32_t(s[i + 2]) << 8 | s[i + 3]
-                             : char32_t(s[i + 3]) << 24 | char32_t(s[i + 2]) << 16 |
-                                   char32_t(s[i + 1]) << 8 | s[i];
-      put(c > 0x10FFFF || (c >= 0xD800 && c <= 0xDFFF) ? kReplacement : c);
-    }
-    if (n % 4 != 0) put(kReplacement);
-  }
 }
 
 }  // namespace
@@ -220,14 +185,18 @@ bool UnicodeToUTF8(std::string_view bytes, uint32_t encoding, std::string* out) 
   if (!UnicodeForm(encoding, &utf16, &bigEndian)) return false;
   out->clear();
   out->reserve(utf16 ? bytes.size() / 2 * 3 + 3 : bytes.size() + 3);
-  ForEachCharacter(reinterpret_cast<const unsigned char*>(bytes.data()), bytes.size(), utf16,
-                   bigEndian, [out](char32_t c) {
-                     if (c < 0x80) {
-                       out->push_back(static_cast<char>(c));
-                     } else {
-                       PutUTF8(c, out);
-                     }
-                   });
+  auto put = [out](char32_t c) {
+    if (c < 0x80) {
+      out->push_back(static_cast<char>(c));
+    } else {
+      PutUTF8(c, out);
+    }
+  };
+  if (utf16) {
+    ForEachUTF16(bytes, bigEndian, put);
+  } else {
+    ForEachUTF32(bytes, bigEndian, put);
+  }
   return true;
 }
 
@@ -236,8 +205,12 @@ bool SmallUnicodeToUTF8(std::string_view bytes, uint32_t encoding, char* out, si
   if (bytes.size() > kSmallUnicodeInput || !UnicodeForm(encoding, &utf16, &bigEndian)) return false;
   // At most 4 characters (3 bytes each) from UTF-16, 2 (4 bytes each) from UTF-32.
   size_t n = 0;
-  ForEachCharacter(reinterpret_cast<const unsigned char*>(bytes.data()), bytes.size(), utf16,
-                   bigEndian, [&](char32_t c) { n += EncodeUTF8(c, out + n); });
+  auto put = [&](char32_t c) { n += EncodeUTF8(c, out + n); };
+  if (utf16) {
+    ForEachUTF16(bytes, bigEndian, put);
+  } else {
+    ForEachUTF32(bytes, bigEndian, put);
+  }
   *length = n;
   return true;
 }

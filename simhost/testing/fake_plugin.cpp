@@ -78,8 +78,7 @@ REALmethodDefinition gClassMethods[] = {
 REALclassDefinition gClass = [] {
   REALclassDefinition c{};
   c.name = "StyledText";
-  c.methods = gClassMethods;
-  c.methodCount = 1;
+  PointAt(c.methods, c.methodCount, gClassMethods);
   c.flags = kDesktopWebConsole;
   return c;
 }();
@@ -99,10 +98,8 @@ REALproperty gModuleProperties[] = {{nullptr, "Debugging", "Boolean", kDebugging
 REALmoduleDefinition gModule = [] {
   REALmoduleDefinition m{};
   m.name = "FakeModule";
-  m.methods = gModuleMethods;
-  m.methodCount = 2;
-  m.properties = gModuleProperties;
-  m.propertyCount = 1;
+  PointAt(m.methods, m.methodCount, gModuleMethods);
+  PointAt(m.properties, m.propertyCount, gModuleProperties);
   m.flags = kModuleFlags;
   return m;
 }();

@@ -214,6 +214,13 @@ struct REALmoduleDefinition {
   size_t mobileControlCount;
 };
 
+// Points a record's list and its count at a whole array, so that the count always matches it.
+template <typename T, size_t N>
+inline void PointAt(T*& list, size_t& count, T (&entries)[N]) {
+  list = entries;
+  count = N;
+}
+
 // Filled by the host's string-data service, given back exactly once with its dispose service
 // (PluginGetStringData, PluginDisposeStringData).
 struct REALstringData {

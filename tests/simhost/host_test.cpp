@@ -104,12 +104,9 @@ struct ClassRecord {
   explicit ClassRecord(uint32_t version) {
     definition.version = version;
     definition.name = "StyledText";
-    definition.methods = methods;
-    definition.methodCount = 1;
-    definition.properties = properties;
-    definition.propertyCount = 1;
-    definition.sharedProperties = shared;
-    definition.sharedPropertyCount = 1;
+    PointAt(definition.methods, definition.methodCount, methods);
+    PointAt(definition.properties, definition.propertyCount, properties);
+    PointAt(definition.sharedProperties, definition.sharedPropertyCount, shared);
     definition.flags = kDesktopWebConsole;
   }
 };

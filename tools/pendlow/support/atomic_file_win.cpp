@@ -9,6 +9,7 @@
 #include <cstdio>
 #include <cstring>
 
+#include "simhost/system_error_text.h"
 #include "support/atomic_file.h"
 #include "support/platform.h"
 #include "support/tool_error.h"
@@ -40,17 +41,7 @@ std::string Reason(DWORD code) {
     default:
       break;
   }
-  char* text = nullptr;
-  DWORD n = FormatMessageA(
-      FORMAT_MESSAGE_ALLOCATE_BUFFER | FORMAT_MESSAGE_FROM_SYSTEM | FORMAT_MESSAGE_IGNORE_INSERTS,
-      nullptr, code, 0, reinterpret_cast<char*>(&text), 0, nullptr);
-  std::string result = n > 0 ? std::string(text, n) : "error " + std::to_string(code);
-  if (text != nullptr) LocalFree(text);
-  while (!result.empty() && (result.back() == '\n' || result.back() == '\r' ||
-                             result.back() == ' ' || result.back() == '.')) {
-    result.pop_back();
-  }
-  return result;
+  return simhost::SystemErrorText(code);
 }
 
 [[noreturn]] void Fail(const std::string& path, const std::string& reason) {
