@@ -159,15 +159,12 @@ struct FreshEntryPoints {
 
 }  // namespace bridge_test
 
-// Runs the block (which may clear `ok`) with no host service or method resolved yet; passes
-// when the block leaves `ok` true and no check in it failed.
-#define WITH_FRESH_ENTRY_POINTS(...)                       \
-  do {                                                     \
-    bridge_test::FreshEntryPoints freshEntryPoints;        \
-    bool freshOk = true;                                   \
-    [&](bool& ok) {                                        \
-      (void)ok;                                            \
-      __VA_ARGS__;                                         \
-    }(freshOk);                                            \
-    EXPECT_TRUE(freshOk) << "a check in the block failed"; \
-  } while (0)
+// Fixtures of tests that meet the host as a library that has resolved nothing yet: hosts without
+// some services, and the paths that only a first lookup takes.
+class FreshEntryPointsTest : public testing::Test {
+  bridge_test::FreshEntryPoints fresh_;
+};
+class BridgeWithheld : public FreshEntryPointsTest {};
+class BridgeGuard : public FreshEntryPointsTest {};
+class BridgeReadBack : public FreshEntryPointsTest {};
+class BridgeUnterminated : public FreshEntryPointsTest {};

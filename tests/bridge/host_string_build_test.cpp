@@ -327,89 +327,78 @@ REALstring RBCALL BuildStringWithEncoding(const char* bytes, int length, uint32_
 
 }  // namespace throwing
 
-TEST(BridgeGuard, ExceptionsInsideTheBuildBecomeHostExceptions) {
-  WITH_FRESH_ENTRY_POINTS({
-    simhost::Host host;
-    bridge_test::ConnectLibrary();
-    gResolver =
-        &bridge_test::ResolveReplacing<throwing::kBuildService, &throwing::BuildStringWithEncoding>;
-    throwing::throwKind = 1;
-    EXPECT_EQ(REALBuildUnicodeString("abc", 3, kREALTextEncodingUTF8), nullptr);
-    ASSERT_EQ(host.Exceptions().size(), 1u);
-    EXPECT_EQ(host.Exceptions()[0].className, "RuntimeException");
-    EXPECT_EQ(host.Exceptions()[0].message, "C++ Exception: too long for the host");
+TEST_F(BridgeGuard, ExceptionsInsideTheBuildBecomeHostExceptions) {
+  simhost::Host host;
+  bridge_test::ConnectLibrary();
+  gResolver =
+      &bridge_test::ResolveReplacing<throwing::kBuildService, &throwing::BuildStringWithEncoding>;
+  throwing::throwKind = 1;
+  EXPECT_EQ(REALBuildUnicodeString("abc", 3, kREALTextEncodingUTF8), nullptr);
+  ASSERT_EQ(host.Exceptions().size(), 1u);
+  EXPECT_EQ(host.Exceptions()[0].className, "RuntimeException");
+  EXPECT_EQ(host.Exceptions()[0].message, "C++ Exception: too long for the host");
 
-    host.ClearExceptions();
-    throwing::throwKind = 2;
-    Log log = LogOf(
-        host, [&] { EXPECT_EQ(REALBuildUnicodeString("abc", 3, kREALTextEncodingUTF8), nullptr); });
-    EXPECT_EQ(log, Log{Line("Unnamed C++ Exception.")});
-    ASSERT_EQ(host.Exceptions().size(), 1u);
-    EXPECT_EQ(host.Exceptions()[0].className, "RuntimeException");
-    EXPECT_EQ(host.Exceptions()[0].message, "Sorry, but there was an unnamed C++ Exception.");
+  host.ClearExceptions();
+  throwing::throwKind = 2;
+  Log log = LogOf(
+      host, [&] { EXPECT_EQ(REALBuildUnicodeString("abc", 3, kREALTextEncodingUTF8), nullptr); });
+  EXPECT_EQ(log, Log{Line("Unnamed C++ Exception.")});
+  ASSERT_EQ(host.Exceptions().size(), 1u);
+  EXPECT_EQ(host.Exceptions()[0].className, "RuntimeException");
+  EXPECT_EQ(host.Exceptions()[0].message, "Sorry, but there was an unnamed C++ Exception.");
 
-    // The UTF-32 fallback gives back its heap buffer when the build throws (the leak checker
-    // of sanitizer builds sees it).
-    rbversion = 2012.5;
-    throwing::throwKind = 1;
-    std::vector<uint32_t> many(1000, 0x1F600);
-    EXPECT_EQ(REALBuildUnicodeString(many.data(), 4000, kREALTextEncodingUTF32), nullptr);
-    EXPECT_EQ(host.Exceptions().size(), 2u);
-    EXPECT_EQ(host.LiveStrings(), 0u);
-  });
+  // The UTF-32 fallback gives back its heap buffer when the build throws (the leak checker
+  // of sanitizer builds sees it).
+  rbversion = 2012.5;
+  throwing::throwKind = 1;
+  std::vector<uint32_t> many(1000, 0x1F600);
+  EXPECT_EQ(REALBuildUnicodeString(many.data(), 4000, kREALTextEncodingUTF32), nullptr);
+  EXPECT_EQ(host.Exceptions().size(), 2u);
+  EXPECT_EQ(host.LiveStrings(), 0u);
 }
 
 // Hosts without some of the builders.
 
-TEST(BridgeWithheld, OldHostWithoutPlainBuilderReportsUTF16OutOfMemory) {
-  WITH_FRESH_ENTRY_POINTS({
-    bridge_test::HostWithout host({"REALBuildString"}, 2011.04);
-    const uint16_t unit = 'a';
-    Log log = LogOf(host, [&] {
-      EXPECT_EQ(REALBuildUnicodeString(&unit, 2, kREALTextEncodingUTF16), nullptr);
-      EXPECT_EQ(REALBuildUnicodeString(UTF32Bytes({'a'}).data(), 4, kREALTextEncodingUTF32),
-                nullptr);
-      EXPECT_EQ(REALBuildUnicodeString("abc", 3, kREALTextEncodingUTF8), nullptr);
-    });
-    EXPECT_EQ(log, (Log{Line("Out of memory in REALBuildUnicodeStringUTF16."),
-                        Line("Out of memory in REALBuildUnicodeStringUTF16.")}));
-    EXPECT_EQ(host.LiveStrings(), 0u);
-    EXPECT_TRUE(host.Exceptions().empty());
-  });
-}
-
-TEST(BridgeWithheld, NewHostWithoutBuilderOrConverterGivesNull) {
-  WITH_FRESH_ENTRY_POINTS({
-    bridge_test::HostWithout host({"REALConvertString"});
-    const uint16_t unit = 'a';
+TEST_F(BridgeWithheld, OldHostWithoutPlainBuilderReportsUTF16OutOfMemory) {
+  bridge_test::HostWithout host({"REALBuildString"}, 2011.04);
+  const uint16_t unit = 'a';
+  Log log = LogOf(host, [&] {
     EXPECT_EQ(REALBuildUnicodeString(&unit, 2, kREALTextEncodingUTF16), nullptr);
     EXPECT_EQ(REALBuildUnicodeString(UTF32Bytes({'a'}).data(), 4, kREALTextEncodingUTF32), nullptr);
-    EXPECT_EQ(host.LiveStrings(), 0u) << "the intermediate string is released";
-    REALstring s = REALBuildUnicodeString("abc", 3, kREALTextEncodingUTF8);
-    EXPECT_NE(s, nullptr) << "the generic path needs no conversion";
-    host.Release(s);
-  });
-}
-
-TEST(BridgeWithheld, NewHostWithoutEncodedBuilderGivesNull) {
-  WITH_FRESH_ENTRY_POINTS({
-    bridge_test::HostWithout host({"REALBuildStringWithEncoding"});
-    const uint16_t unit = 'a';
     EXPECT_EQ(REALBuildUnicodeString("abc", 3, kREALTextEncodingUTF8), nullptr);
-    EXPECT_EQ(REALBuildUnicodeString(&unit, 2, kREALTextEncodingUTF16), nullptr);
-    EXPECT_EQ(host.Calls("REALBuildString"), 0u) << "no fallback to the old builder";
-    EXPECT_EQ(host.LiveStrings(), 0u);
   });
+  EXPECT_EQ(log, (Log{Line("Out of memory in REALBuildUnicodeStringUTF16."),
+                      Line("Out of memory in REALBuildUnicodeStringUTF16.")}));
+  EXPECT_EQ(host.LiveStrings(), 0u);
+  EXPECT_TRUE(host.Exceptions().empty());
 }
 
-TEST(BridgeWithheld, OldHostWithoutEncodingSetterStillBuilds) {
-  WITH_FRESH_ENTRY_POINTS({
-    bridge_test::HostWithout host({"REALSetStringEncoding"}, 2011.04);
-    REALstring s = REALBuildUnicodeString("abc", 3, kREALTextEncodingUTF8);
-    EXPECT_NE(s, nullptr);
-    EXPECT_EQ(host.BytesOf(s), "abc");
-    host.Release(s);
-  });
+TEST_F(BridgeWithheld, NewHostWithoutBuilderOrConverterGivesNull) {
+  bridge_test::HostWithout host({"REALConvertString"});
+  const uint16_t unit = 'a';
+  EXPECT_EQ(REALBuildUnicodeString(&unit, 2, kREALTextEncodingUTF16), nullptr);
+  EXPECT_EQ(REALBuildUnicodeString(UTF32Bytes({'a'}).data(), 4, kREALTextEncodingUTF32), nullptr);
+  EXPECT_EQ(host.LiveStrings(), 0u) << "the intermediate string is released";
+  REALstring s = REALBuildUnicodeString("abc", 3, kREALTextEncodingUTF8);
+  EXPECT_NE(s, nullptr) << "the generic path needs no conversion";
+  host.Release(s);
+}
+
+TEST_F(BridgeWithheld, NewHostWithoutEncodedBuilderGivesNull) {
+  bridge_test::HostWithout host({"REALBuildStringWithEncoding"});
+  const uint16_t unit = 'a';
+  EXPECT_EQ(REALBuildUnicodeString("abc", 3, kREALTextEncodingUTF8), nullptr);
+  EXPECT_EQ(REALBuildUnicodeString(&unit, 2, kREALTextEncodingUTF16), nullptr);
+  EXPECT_EQ(host.Calls("REALBuildString"), 0u) << "no fallback to the old builder";
+  EXPECT_EQ(host.LiveStrings(), 0u);
+}
+
+TEST_F(BridgeWithheld, OldHostWithoutEncodingSetterStillBuilds) {
+  bridge_test::HostWithout host({"REALSetStringEncoding"}, 2011.04);
+  REALstring s = REALBuildUnicodeString("abc", 3, kREALTextEncodingUTF8);
+  EXPECT_NE(s, nullptr);
+  EXPECT_EQ(host.BytesOf(s), "abc");
+  host.Release(s);
 }
 
 }  // namespace

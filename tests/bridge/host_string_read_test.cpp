@@ -429,94 +429,84 @@ void* RBCALL Resolve(const char* name) {
 
 }  // namespace unterminated
 
-TEST(BridgeUnterminated, ViewsAreCopiedAndTerminated) {
-  WITH_FRESH_ENTRY_POINTS({
-    simhost::Host host;
-    bridge_test::ConnectLibrary();
-    gResolver = &unterminated::Resolve;
-    REALstring latin = host.NewString("caf\xE9", kREALTextEncodingWindowsLatin1);
-    REALstring ascii = host.NewStringUTF8("abc");
-    std::vector<std::string> log = LogOf(host, [&] {
-      rbText text(latin);
-      EXPECT_EQ(std::string(text.UTF8()), "caf\xC3\xA9");
-      EXPECT_EQ(text.UTF8Length(), 5);
-      EXPECT_EQ(UnitsOf(text), (Units{'c', 'a', 'f', 0xE9}));
-      EXPECT_EQ(text.UTF16()[4], 0);
-      rbText plain(ascii);
-      EXPECT_EQ(std::string(plain.UTF8()), "abc");
-      EXPECT_NE(plain.UTF8(), unterminated::kASCII) << "a terminated copy";
-      EXPECT_EQ(plain.views[rbText::kBytes], static_cast<const void*>(unterminated::kASCII));
-    });
-    EXPECT_EQ(log, (std::vector<std::string>{Line("String is not zero terminated. Fixed."),
-                                             Line("String is not zero terminated. Fixed."),
-                                             Line("String is not zero terminated. Fixed.")}));
-    host.Release(latin);
-    host.Release(ascii);
-    EXPECT_EQ(host.LiveStrings(), 0u);
+TEST_F(BridgeUnterminated, ViewsAreCopiedAndTerminated) {
+  simhost::Host host;
+  bridge_test::ConnectLibrary();
+  gResolver = &unterminated::Resolve;
+  REALstring latin = host.NewString("caf\xE9", kREALTextEncodingWindowsLatin1);
+  REALstring ascii = host.NewStringUTF8("abc");
+  std::vector<std::string> log = LogOf(host, [&] {
+    rbText text(latin);
+    EXPECT_EQ(std::string(text.UTF8()), "caf\xC3\xA9");
+    EXPECT_EQ(text.UTF8Length(), 5);
+    EXPECT_EQ(UnitsOf(text), (Units{'c', 'a', 'f', 0xE9}));
+    EXPECT_EQ(text.UTF16()[4], 0);
+    rbText plain(ascii);
+    EXPECT_EQ(std::string(plain.UTF8()), "abc");
+    EXPECT_NE(plain.UTF8(), unterminated::kASCII) << "a terminated copy";
+    EXPECT_EQ(plain.views[rbText::kBytes], static_cast<const void*>(unterminated::kASCII));
   });
+  EXPECT_EQ(log, (std::vector<std::string>{Line("String is not zero terminated. Fixed."),
+                                           Line("String is not zero terminated. Fixed."),
+                                           Line("String is not zero terminated. Fixed.")}));
+  host.Release(latin);
+  host.Release(ascii);
+  EXPECT_EQ(host.LiveStrings(), 0u);
 }
 
 // Hosts without some of the string services.
 
-TEST(BridgeWithheld, MissingEncodingServiceStillFindsASCII) {
-  WITH_FRESH_ENTRY_POINTS({
-    bridge_test::HostWithout host({"REALGetStringEncoding"});
-    REALstring s = host.NewStringUTF8("abc");
-    {
-      rbText text(s);
-      ok = ok && text.encoding == 0 && text.state == rbText::kUnchecked;
-      ok = ok && std::string(text.UTF8()) == "abc" && text.state == rbText::kPureASCII;
-    }
-    host.Release(s);
-    ok = ok && host.LiveStrings() == 0;
-  });
+TEST_F(BridgeWithheld, MissingEncodingServiceStillFindsASCII) {
+  bridge_test::HostWithout host({"REALGetStringEncoding"});
+  REALstring s = host.NewStringUTF8("abc");
+  {
+    rbText text(s);
+    EXPECT_TRUE(text.encoding == 0 && text.state == rbText::kUnchecked);
+    EXPECT_TRUE(std::string(text.UTF8()) == "abc" && text.state == rbText::kPureASCII);
+  }
+  host.Release(s);
+  EXPECT_TRUE(host.LiveStrings() == 0);
 }
 
-TEST(BridgeWithheld, MissingStringDataLeavesConvertedViewsEmpty) {
-  WITH_FRESH_ENTRY_POINTS({
-    bridge_test::HostWithout host({"PluginGetStringData"});
-    REALstring s = host.NewString("caf\xE9", kREALTextEncodingWindowsLatin1);
-    std::vector<std::string> log = LogOf(host, [&] {
-      rbText text(s);
-      EXPECT_EQ(text.UTF8Length(), 0);
-      EXPECT_STREQ(text.UTF8(), "");
-      EXPECT_EQ(text.UTF16Length(), 0);
-      EXPECT_TRUE(text.conversionFailed);
-    });
-    EXPECT_EQ(log, (std::vector<std::string>{Line("REALGetStringData failed."),
-                                             Line("REALGetStringData failed.")}));
-    host.Release(s);
-    EXPECT_EQ(host.LiveStrings(), 0u);
+TEST_F(BridgeWithheld, MissingStringDataLeavesConvertedViewsEmpty) {
+  bridge_test::HostWithout host({"PluginGetStringData"});
+  REALstring s = host.NewString("caf\xE9", kREALTextEncodingWindowsLatin1);
+  std::vector<std::string> log = LogOf(host, [&] {
+    rbText text(s);
+    EXPECT_EQ(text.UTF8Length(), 0);
+    EXPECT_STREQ(text.UTF8(), "");
+    EXPECT_EQ(text.UTF16Length(), 0);
+    EXPECT_TRUE(text.conversionFailed);
   });
+  EXPECT_EQ(log, (std::vector<std::string>{Line("REALGetStringData failed."),
+                                           Line("REALGetStringData failed.")}));
+  host.Release(s);
+  EXPECT_EQ(host.LiveStrings(), 0u);
 }
 
-TEST(BridgeWithheld, MissingBytesServiceFixesTheLengthToZero) {
-  WITH_FRESH_ENTRY_POINTS({
-    bridge_test::HostWithout host({"StringGetCString"});
-    REALstring s = host.NewStringUTF8("abc");
-    std::vector<std::string> log = LogOf(host, [&] {
-      rbData data(s);
-      EXPECT_EQ(data.data, nullptr);
-      EXPECT_EQ(data.length, 0);
-    });
-    EXPECT_EQ(log, std::vector<std::string>{Line("data is NULL, so size fixed to zero.")});
-    host.Release(s);
+TEST_F(BridgeWithheld, MissingBytesServiceFixesTheLengthToZero) {
+  bridge_test::HostWithout host({"StringGetCString"});
+  REALstring s = host.NewStringUTF8("abc");
+  std::vector<std::string> log = LogOf(host, [&] {
+    rbData data(s);
+    EXPECT_EQ(data.data, nullptr);
+    EXPECT_EQ(data.length, 0);
   });
+  EXPECT_EQ(log, std::vector<std::string>{Line("data is NULL, so size fixed to zero.")});
+  host.Release(s);
 }
 
-TEST(BridgeWithheld, MissingLenBGivesLengthZeroButKeepsTheBytes) {
-  WITH_FRESH_ENTRY_POINTS({
-    bridge_test::HostWithout host({host_contract::kLenBDeclaration});
-    REALstring s = host.NewStringUTF8("abc");
-    {
-      rbData data(s);
-      EXPECT_NE(data.data, nullptr);
-      EXPECT_EQ(data.length, 0);
-      rbText text(s);
-      EXPECT_EQ(text.UTF8Length(), 0);
-    }
-    host.Release(s);
-  });
+TEST_F(BridgeWithheld, MissingLenBGivesLengthZeroButKeepsTheBytes) {
+  bridge_test::HostWithout host({host_contract::kLenBDeclaration});
+  REALstring s = host.NewStringUTF8("abc");
+  {
+    rbData data(s);
+    EXPECT_NE(data.data, nullptr);
+    EXPECT_EQ(data.length, 0);
+    rbText text(s);
+    EXPECT_EQ(text.UTF8Length(), 0);
+  }
+  host.Release(s);
 }
 
 }  // namespace

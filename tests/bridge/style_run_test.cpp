@@ -247,46 +247,42 @@ RBInteger RBCALL CompareStrings(REALstring, REALstring) {
 
 }  // namespace differing
 
-TEST(BridgeReadBack, DifferentReadBackIsReported) {
-  WITH_FRESH_ENTRY_POINTS({
-    simhost::Options options;
-    options.fontProperty = simhost::FontProperty::kFontName;
-    simhost::Host host(options);
-    bridge_test::ConnectLibrary();
-    gResolver =
-        &bridge_test::ResolveReplacing<differing::kCompareService, &differing::CompareStrings>;
-    REALobject run = NewStyleRun();
-    REALstring name = host.NewStringUTF8("Arial");
-    Log log = LogOf(host, [&] {
-      StyleRunSetFontName(run, name);
-      StyleRunSetText(run, name);
-    });
-    ASSERT_EQ(log.size(), 7u);
-    EXPECT_EQ(log[2], Line("Failed to set Font property, trying FontName."));
-    EXPECT_EQ(log[3].rfind(Line("fontSet 0x"), 0), 0u) << log[3];
-    // The warning names "Font" also for the FontName property.
-    EXPECT_EQ(log[4].rfind(Line("Warning: Font queried is not same! 0x"), 0), 0u) << log[4];
-    EXPECT_EQ(log[4].substr(log[4].size() - 7), ": Arial");
-    EXPECT_EQ(log[5], Line("StyleRunSetText"));
-    EXPECT_EQ(log[6].rfind(Line("text queried is not same! 0x"), 0), 0u) << log[6];
-    EXPECT_EQ(log[6].substr(log[6].size() - 7), ": Arial");
-    EXPECT_EQ(host.LiveStrings(), 1u) << "read-back strings released";
-    host.Release(run);
-    host.Release(name);
+TEST_F(BridgeReadBack, DifferentReadBackIsReported) {
+  simhost::Options options;
+  options.fontProperty = simhost::FontProperty::kFontName;
+  simhost::Host host(options);
+  bridge_test::ConnectLibrary();
+  gResolver =
+      &bridge_test::ResolveReplacing<differing::kCompareService, &differing::CompareStrings>;
+  REALobject run = NewStyleRun();
+  REALstring name = host.NewStringUTF8("Arial");
+  Log log = LogOf(host, [&] {
+    StyleRunSetFontName(run, name);
+    StyleRunSetText(run, name);
   });
+  ASSERT_EQ(log.size(), 7u);
+  EXPECT_EQ(log[2], Line("Failed to set Font property, trying FontName."));
+  EXPECT_EQ(log[3].rfind(Line("fontSet 0x"), 0), 0u) << log[3];
+  // The warning names "Font" also for the FontName property.
+  EXPECT_EQ(log[4].rfind(Line("Warning: Font queried is not same! 0x"), 0), 0u) << log[4];
+  EXPECT_EQ(log[4].substr(log[4].size() - 7), ": Arial");
+  EXPECT_EQ(log[5], Line("StyleRunSetText"));
+  EXPECT_EQ(log[6].rfind(Line("text queried is not same! 0x"), 0), 0u) << log[6];
+  EXPECT_EQ(log[6].substr(log[6].size() - 7), ": Arial");
+  EXPECT_EQ(host.LiveStrings(), 1u) << "read-back strings released";
+  host.Release(run);
+  host.Release(name);
 }
 
 // Hosts without some services.
 
-TEST(BridgeWithheld, NewStyleRunFailsWithoutInstanceService) {
-  WITH_FRESH_ENTRY_POINTS({
-    bridge_test::HostWithout host({"PluginNewInstance"});
-    REALobject run = nullptr;
-    Log log = LogOf(host, [&] { run = NewStyleRun(); });
-    EXPECT_EQ(run, nullptr);
-    EXPECT_EQ(log, Log{Line("NewStyleRun failed")});
-    EXPECT_EQ(host.Lookups("PluginNewInstance"), 1u);
-  });
+TEST_F(BridgeWithheld, NewStyleRunFailsWithoutInstanceService) {
+  bridge_test::HostWithout host({"PluginNewInstance"});
+  REALobject run = nullptr;
+  Log log = LogOf(host, [&] { run = NewStyleRun(); });
+  EXPECT_EQ(run, nullptr);
+  EXPECT_EQ(log, Log{Line("NewStyleRun failed")});
+  EXPECT_EQ(host.Lookups("PluginNewInstance"), 1u);
 }
 
 // Setting the font name "Arial" on a new style run with debugging on: the log, the name's
@@ -307,50 +303,51 @@ ArialSetting SetArial(simhost::Host& host) {
   return setting;
 }
 
-TEST(BridgeWithheld, FontVerificationWithoutGetterOrCompare) {
-  WITH_FRESH_ENTRY_POINTS({
+TEST_F(BridgeWithheld, FontVerificationWithoutGetterOrCompare) {
+  {
+    bridge_test::FreshEntryPoints fresh;
     HostWithout host({"REALGetPropValueString"}, kCurrentHost, simhost::FontProperty::kFont);
     const ArialSetting arial = SetArial(host);
     EXPECT_EQ(arial.log, (Log{HandleLine("StyleRunSetFontName", arial.name, "Arial"),
                               Line("LengthUTF8 5"), Line("Failed to query Font property!")}));
-  });
-  WITH_FRESH_ENTRY_POINTS({
+  }
+  {
+    bridge_test::FreshEntryPoints fresh;
     HostWithout host({"REALGetPropValueString"}, kCurrentHost, simhost::FontProperty::kFontName);
     const ArialSetting arial = SetArial(host);
     EXPECT_EQ(arial.log,
               (Log{HandleLine("StyleRunSetFontName", arial.name, "Arial"), Line("LengthUTF8 5"),
                    Line("Failed to set Font property, trying FontName."),
                    Line("Failed to query FontName property!")}));
-  });
-  WITH_FRESH_ENTRY_POINTS({
+  }
+  {
+    bridge_test::FreshEntryPoints fresh;
     HostWithout host({"RuntimeStringCompare"});
     const ArialSetting arial = SetArial(host);
     EXPECT_EQ(arial.log.size(), 3u) << "no comparison, no warning";
     EXPECT_EQ(arial.liveStrings, 1u);
-  });
+  }
 }
 
-TEST(BridgeWithheld, WithoutPropertySettersEveryFailureIsLogged) {
-  WITH_FRESH_ENTRY_POINTS({
-    bridge_test::HostWithout host({"REALSetPropValueBoolean", "REALSetPropValueUInt32",
-                                   "REALSetPropValueInteger", "REALSetPropValueString"});
-    REALobject run = NewStyleRun();
-    REALstring name = host.NewStringUTF8("Arial");
-    Log log = LogOf(host, [&] {
-      StyleRunSetBold(run, 1);
-      StyleRunSetTextColor(run, 1);
-      StyleRunSetSize(run, 1);
-      StyleRunSetFontName(run, name);
-    });
-    EXPECT_EQ(log, (Log{Line("StyleRunSetBold 1"), Line("Failed to set Bold property."),
-                        Line("StyleRunSetTextColor 1"), Line("Failed to set TextColor property."),
-                        Line("StyleRunSetSize 1"), Line("Failed to set Size property."),
-                        HandleLine("StyleRunSetFontName", name, "Arial"), Line("LengthUTF8 5"),
-                        Line("Failed to set Font property, trying FontName."),
-                        Line("Failed to set FontName property.")}));
-    host.Release(run);
-    host.Release(name);
+TEST_F(BridgeWithheld, WithoutPropertySettersEveryFailureIsLogged) {
+  bridge_test::HostWithout host({"REALSetPropValueBoolean", "REALSetPropValueUInt32",
+                                 "REALSetPropValueInteger", "REALSetPropValueString"});
+  REALobject run = NewStyleRun();
+  REALstring name = host.NewStringUTF8("Arial");
+  Log log = LogOf(host, [&] {
+    StyleRunSetBold(run, 1);
+    StyleRunSetTextColor(run, 1);
+    StyleRunSetSize(run, 1);
+    StyleRunSetFontName(run, name);
   });
+  EXPECT_EQ(log, (Log{Line("StyleRunSetBold 1"), Line("Failed to set Bold property."),
+                      Line("StyleRunSetTextColor 1"), Line("Failed to set TextColor property."),
+                      Line("StyleRunSetSize 1"), Line("Failed to set Size property."),
+                      HandleLine("StyleRunSetFontName", name, "Arial"), Line("LengthUTF8 5"),
+                      Line("Failed to set Font property, trying FontName."),
+                      Line("Failed to set FontName property.")}));
+  host.Release(run);
+  host.Release(name);
 }
 
 }  // namespace

@@ -524,61 +524,54 @@ TEST_F(StyledTextAccess, NothingIsLoggedWithDebuggingOff) {
 
 // Hosts without some services.
 
-TEST(BridgeWithheld, WithoutIntegerPropertiesNothingIsRemovedOrAligned) {
-  WITH_FRESH_ENTRY_POINTS({
-    bridge_test::HostWithout host({"REALGetPropValueInteger"});
-    REALobject st = host.NewStyledText();
-    host.AppendRun(st, TextRun("a\r"));
-    StyledTextClear(st);
-    EXPECT_EQ(host.RunsOf(st).size(), 1u) << "the count reads as 0";
-    REALobject run = NewStyleRun();
-    REALstring text = host.NewStringUTF8("b\r");
-    StyledTextAddStyleRun(text, st, run, 2);
-    EXPECT_EQ(host.RunsOf(st).size(), 2u);
-    EXPECT_EQ(host.Calls(kAlignDecl), 0u) << "both counts read as 0";
-    host.Release(text);
-    host.Release(st);
-    EXPECT_EQ(host.LiveObjects(), 0u);
-  });
+TEST_F(BridgeWithheld, WithoutIntegerPropertiesNothingIsRemovedOrAligned) {
+  bridge_test::HostWithout host({"REALGetPropValueInteger"});
+  REALobject st = host.NewStyledText();
+  host.AppendRun(st, TextRun("a\r"));
+  StyledTextClear(st);
+  EXPECT_EQ(host.RunsOf(st).size(), 1u) << "the count reads as 0";
+  REALobject run = NewStyleRun();
+  REALstring text = host.NewStringUTF8("b\r");
+  StyledTextAddStyleRun(text, st, run, 2);
+  EXPECT_EQ(host.RunsOf(st).size(), 2u);
+  EXPECT_EQ(host.Calls(kAlignDecl), 0u) << "both counts read as 0";
+  host.Release(text);
+  host.Release(st);
+  EXPECT_EQ(host.LiveObjects(), 0u);
 }
 
-TEST(BridgeWithheld, WithoutObjectMethodServiceNothingIsFound) {
-  WITH_FRESH_ENTRY_POINTS({
-    bridge_test::HostWithout host({"REALLoadObjectMethod"});
-    REALobject st = host.NewStyledText();
-    host.AppendRun(st, TextRun("a"));
-    EXPECT_EQ(GetStyleRun(st, 0), nullptr);
-    EXPECT_EQ(GetParagraph(st, 0), nullptr);
-    Log log = LogOf(host, [&] { StyledTextClear(st); });
-    EXPECT_EQ(log, (Log{Line("StyledTextClear"), Line("StyledTextRemoveStyleRun 0"),
-                        Line("nil function in StyledTextRemoveStyleRun")}));
-    EXPECT_EQ(host.Lookups("REALLoadObjectMethod"), 3u) << "resolved again on every use";
-    host.Release(st);
-  });
+TEST_F(BridgeWithheld, WithoutObjectMethodServiceNothingIsFound) {
+  bridge_test::HostWithout host({"REALLoadObjectMethod"});
+  REALobject st = host.NewStyledText();
+  host.AppendRun(st, TextRun("a"));
+  EXPECT_EQ(GetStyleRun(st, 0), nullptr);
+  EXPECT_EQ(GetParagraph(st, 0), nullptr);
+  Log log = LogOf(host, [&] { StyledTextClear(st); });
+  EXPECT_EQ(log, (Log{Line("StyledTextClear"), Line("StyledTextRemoveStyleRun 0"),
+                      Line("nil function in StyledTextRemoveStyleRun")}));
+  EXPECT_EQ(host.Lookups("REALLoadObjectMethod"), 3u) << "resolved again on every use";
+  host.Release(st);
 }
 
-TEST(BridgeWithheld, LenIsLookedUpUntilFoundThenKept) {
-  WITH_FRESH_ENTRY_POINTS({
-    bridge_test::HostWithout host({kLenDecl});
-    REALstring s = host.NewStringUTF8("abc");
-    bridge_test::ExpectLookedUpUntilFound(
-        host, kLenDecl, [&] { EXPECT_EQ(GetStringLength(s), 0); },
-        [&] { EXPECT_EQ(GetStringLength(s), 3); });
-    host.Release(s);
-  });
+TEST_F(BridgeWithheld, LenIsLookedUpUntilFoundThenKept) {
+  bridge_test::HostWithout host({kLenDecl});
+  REALstring s = host.NewStringUTF8("abc");
+  bridge_test::ExpectLookedUpUntilFound(
+      host, kLenDecl, [&] { EXPECT_EQ(GetStringLength(s), 0); },
+      [&] { EXPECT_EQ(GetStringLength(s), 3); });
+  host.Release(s);
 }
 
-TEST(BridgeWithheld, WithoutGlobalMethodServiceLenIsZero) {
-  WITH_FRESH_ENTRY_POINTS({
-    bridge_test::HostWithout host({"REALLoadGlobalMethod"});
-    REALstring s = host.NewStringUTF8("abc");
-    EXPECT_EQ(GetStringLength(s), 0);
-    host.Release(s);
-  });
+TEST_F(BridgeWithheld, WithoutGlobalMethodServiceLenIsZero) {
+  bridge_test::HostWithout host({"REALLoadGlobalMethod"});
+  REALstring s = host.NewStringUTF8("abc");
+  EXPECT_EQ(GetStringLength(s), 0);
+  host.Release(s);
 }
 
-TEST(BridgeWithheld, ReadBackWithoutCompareOrGetterIsSkipped) {
-  WITH_FRESH_ENTRY_POINTS({
+TEST_F(BridgeWithheld, ReadBackWithoutCompareOrGetterIsSkipped) {
+  {
+    bridge_test::FreshEntryPoints fresh;
     bridge_test::HostWithout host({"RuntimeStringCompare"});
     REALobject run = NewStyleRun();
     REALstring text = host.NewStringUTF8("t");
@@ -588,8 +581,9 @@ TEST(BridgeWithheld, ReadBackWithoutCompareOrGetterIsSkipped) {
     EXPECT_EQ(host.LiveStrings(), 1u) << "the read-back string is released";
     host.Release(text);
     REALUnlockObject(run);
-  });
-  WITH_FRESH_ENTRY_POINTS({
+  }
+  {
+    bridge_test::FreshEntryPoints fresh;
     bridge_test::HostWithout host({"REALGetPropValueString"});
     REALobject run = NewStyleRun();
     REALstring text = host.NewStringUTF8("t");
@@ -597,7 +591,7 @@ TEST(BridgeWithheld, ReadBackWithoutCompareOrGetterIsSkipped) {
     EXPECT_EQ(log, (Log{Line("StyleRunSetText"), Line("Failed to query value set!")}));
     host.Release(text);
     REALUnlockObject(run);
-  });
+  }
 }
 
 }  // namespace
