@@ -354,6 +354,7 @@ void WriteUnits(const uint16_t* units, int64_t count, RTFOutput& out) {
   }
 }
 
+#if defined(__SSE2__)
 // Copies count bytes (1 to 15) to to in at most two overlapping pieces; returns the position
 // after them.
 inline char* CopyFew(char* to, const uint8_t* from, int64_t count) {
@@ -368,6 +369,7 @@ inline char* CopyFew(char* to, const uint8_t* from, int64_t count) {
   }
   return to + count;
 }
+#endif
 
 // A unit from 0x80 up as "\\u", its decimal value and a space, at to; returns the position after.
 char* PutUnicodeEscape(char* to, uint32_t u) {
