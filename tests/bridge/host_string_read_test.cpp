@@ -461,11 +461,13 @@ TEST_F(BridgeWithheld, MissingEncodingServiceStillFindsASCII) {
   REALstring s = host.NewStringUTF8("abc");
   {
     rbText text(s);
-    EXPECT_TRUE(text.encoding == 0 && text.state == rbText::kUnchecked);
-    EXPECT_TRUE(std::string(text.UTF8()) == "abc" && text.state == rbText::kPureASCII);
+    EXPECT_EQ(text.encoding, 0u);
+    EXPECT_EQ(text.state, rbText::kUnchecked);
+    EXPECT_STREQ(text.UTF8(), "abc");
+    EXPECT_EQ(text.state, rbText::kPureASCII);
   }
   host.Release(s);
-  EXPECT_TRUE(host.LiveStrings() == 0);
+  EXPECT_EQ(host.LiveStrings(), 0u);
 }
 
 TEST_F(BridgeWithheld, MissingStringDataLeavesConvertedViewsEmpty) {
