@@ -94,3 +94,11 @@ long long ReadCommand(const char* text, long long position, std::string& word,
   parameter = token.parameter;
   return result;
 }
+
+// The rare words of PassControlWord, out of line: "\bin", long names and numbers, the last
+// bytes of the text.
+long long PassControlWordFully(const char* text, long long length, long long backslash) {
+  ControlWord word;
+  const long long end = ScanControlWord(text, length, backslash + 1, word);
+  return word.word == RTFWord::kBin ? BinaryEnd(length, backslash, end, word.parameter) : end + 1;
+}

@@ -61,6 +61,16 @@ struct ControlWord {
   bool rewritten = false;  // an empty name read as "par" (backslash line break) or "u" ("\'")
 };
 
+// The end of a control word whose name and number end at e: the delimiter at e is kept for the
+// caller when it starts the next token and consumed otherwise; a CR with an LF two bytes on
+// takes the byte behind it along.
+inline long long DelimitedEnd(const char* text, long long length, long long e) {
+  const char d = rtf_bytes::At(text, length, e);
+  if (rtf_bytes::StartsNextToken(d)) return e - 1;
+  if (d == '\r' && rtf_bytes::At(text, length, e + 2) == '\n') return e + 1;
+  return e;
+}
+
 // ReadCommand without the string: the same word, parameter and result for every input, where
 // every byte at an index of length or more reads as NUL, so text needs no terminator or padding.
 // Only bytes in [0, length) are read. ReadCommand passes rtf_bytes::kUnknownLength: the text is
@@ -130,9 +140,60 @@ ScanControlWord(const char* text, long long length, long long position, ControlW
     e = j + 1;
   }
 
-  // The delimiter: kept for the caller when it starts the next token, consumed otherwise.
-  const char d = At(text, length, e);
-  if (rtf_bytes::StartsNextToken(d)) return e - 1;
-  if (d == '\r' && At(text, length, e + 2) == '\n') return e + 1;
-  return e;
+  return DelimitedEnd(text, length, e);
+}
+
+// Where the scan goes on behind "\binN" whose backslash is at backslash and whose delimiter ends
+// at position: the parameter counts the binary bytes behind the delimiter, which are passed
+// over unread. A count past the end ends the text (length). A negative count moves back, but
+// never to the backslash or before it, so the scan always moves forward.
+inline long long BinaryEnd(long long length, long long backslash, long long position,
+                           long long parameter) {
+  const long long next = position + 1;
+  if (parameter >= 0) {
+    if (next >= length || parameter >= length - next) return length;
+    return next + parameter;
+  }
+  const long long back = next + parameter;  // next >= 0, so this cannot overflow
+  return back > backslash ? back : backslash + 1;
+}
+
+// A control word that is only passed over, as in a skipped group, read by ScanControlWord with
+// the backslash at backslash (backslash < length, a length that is known): returns where the
+// scan goes on, behind the word or, for "\bin", behind its binary bytes.
+long long PassControlWordFully(const char* text, long long length, long long backslash);
+// The common case inline: a name of lower-case letters whose letters and number end within the
+// sixteen bytes behind the backslash is measured with one block read, its letters compared with
+// "bin" only and its number not read at all. Every other word takes the full reading.
+#if defined(__GNUC__)
+__attribute__((always_inline))
+#endif
+inline long long
+PassControlWord(const char* text, long long length, long long backslash) {
+#if defined(__SSE2__)
+  const long long position = backslash + 1;
+  if (length - position >= 16 && rtf_bytes::IsLower(text[position])) {
+    const __m128i block = _mm_loadu_si128(reinterpret_cast<const __m128i*>(text + position));
+    const unsigned others = ~rtf_bytes::LowerMask(block) & 0xFFFFu;
+    const int k = others != 0 ? __builtin_ctz(others) : 16;
+    if (k < 16 && !(k == 3 && text[position] == 'b' && text[position + 1] == 'i' &&
+                    text[position + 2] == 'n')) {
+      const char c = text[position + k];
+      int e = k;
+      if (rtf_bytes::IsDigit(c) || c == '-') {
+        // The first byte that is no digit behind the number's first one.
+        const unsigned behind = ~rtf_bytes::DigitMask(block) & (0xFFFEu << k) & 0xFFFFu;
+        e = behind != 0 ? __builtin_ctz(behind) : 16;
+      }
+      if (e < 16) {
+        const long long end = position + e;
+        const char d = text[end];
+        if (rtf_bytes::StartsNextToken(d)) return end;
+        if (d == '\r' && rtf_bytes::At(text, length, end + 2) == '\n') return end + 2;
+        return end + 1;
+      }
+    }
+  }
+#endif
+  return PassControlWordFully(text, length, backslash);
 }

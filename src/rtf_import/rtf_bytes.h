@@ -33,19 +33,33 @@ inline bool StartsNextToken(char c) {
   return c == '\\' || c == '{' || c == '}' || c == ';';
 }
 
+#if defined(__SSE2__)
+// One bit per byte of the block (bit n for byte n) that lies in [first, first + count).
+inline unsigned RangeMask(__m128i block, char first, int count) {
+  // The range moved to -128..-128 + count - 1, the only bytes below -128 + count as signed values.
+  const __m128i bias = _mm_set1_epi8(static_cast<char>(0x80 - first));
+  const __m128i limit = _mm_set1_epi8(static_cast<char>(-128 + count));
+  return static_cast<unsigned>(_mm_movemask_epi8(_mm_cmplt_epi8(_mm_add_epi8(block, bias), limit)));
+}
+
+inline unsigned LowerMask(__m128i block) {
+  return RangeMask(block, 'a', 26);
+}
+
+inline unsigned DigitMask(__m128i block) {
+  return RangeMask(block, '0', 10);
+}
+#endif
+
 // Index of the first byte at or behind k that is no lower-case letter; length when the letters
 // run to the end. Sixteen bytes per step where the end is known; byte by byte otherwise, so
 // that a NUL-terminated text is not read past its terminator.
 inline long long SkipLetters(const char* text, long long k, long long length) {
 #if defined(__SSE2__)
   if (length != kUnknownLength) {
-    // 'a'..'z' moved to -128..-103, the only bytes below -102 as signed values.
-    const __m128i bias = _mm_set1_epi8(static_cast<char>(0x80 - 'a'));
-    const __m128i limit = _mm_set1_epi8(static_cast<char>(-128 + 26));
     for (; length - k >= 16; k += 16) {
       const __m128i block = _mm_loadu_si128(reinterpret_cast<const __m128i*>(text + k));
-      const __m128i lower = _mm_cmplt_epi8(_mm_add_epi8(block, bias), limit);
-      const unsigned others = ~static_cast<unsigned>(_mm_movemask_epi8(lower)) & 0xFFFFu;
+      const unsigned others = ~LowerMask(block) & 0xFFFFu;
       if (others != 0) return k + __builtin_ctz(others);
     }
   }

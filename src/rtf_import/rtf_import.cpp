@@ -208,6 +208,12 @@ class RTFImport {
   long long
   ReadText(const char* text, long long length, long long i);
   long long HandleUnicode(const char* text, long long length, long long backslash);
+  // Out of line: the main loop keeps its registers, the skipped words their own tight loop.
+#if defined(__GNUC__)
+  __attribute__((noinline))
+#endif
+  long long
+  SkipGroup(const char* text, long long length, long long i);
 
   REALobjectStruct* styledText_;
   RTFGroupStack stack_;
@@ -471,22 +477,67 @@ long long RTFImport::HandleControlWord(const char* text, long long length, long 
                                        bool groupJustOpened) {
   ControlWord word;
   long long position = ScanControlWord(text, length, backslash + 1, word);
-  if (word.word == RTFWord::kBin) {
-    // The parameter counts the binary bytes behind the delimiter; they are passed over unread,
-    // even while skipping. A count past the end ends the document. A negative count moves
-    // back, but never to the backslash or before it, so the scan always moves forward.
-    const long long next = position + 1;
-    const long long parameter = word.parameter;
-    if (parameter >= 0) {
-      if (next >= length || parameter >= length - next) return length;
-      return next + parameter;
-    }
-    const long long back = next + parameter;  // next >= 0, so this cannot overflow
-    return back > backslash ? back : backslash + 1;
-  }
+  if (word.word == RTFWord::kBin) return BinaryEnd(length, backslash, position, word.parameter);
   if (state_ != nullptr && skipDepth_ == 0)
     HandleWord(text, length, word, position, groupJustOpened);
   return position + 1;
+}
+
+// The steps of the main loop while a group is skipped, from i until the "}" that ends the
+// skipped destination (or the end of the text): text, "\'hh" and every control word but "\bin"
+// are passed over, braces still move the group stack and the skip depth, and line breaks still
+// flush (a run may be pending from before the group). Returns where the scan goes on.
+long long RTFImport::SkipGroup(const char* text, long long length, long long i) {
+  while (i < length) {
+    const char c = text[i];
+    if (c == '\\') {
+      // Mostly a control word: it is tested for first.
+      const char ch2 = At(text, length, i + 1);
+      if (rtf_bytes::IsLower(ch2)) {
+        i = PassControlWord(text, length, i);
+      } else if (ch2 == '\'') {
+        i += 4;
+      } else if (ch2 == '\\' || ch2 == '{' || ch2 == '}') {
+        i += 2;
+      } else if (ch2 == '\n' || ch2 == '\r') {
+        text_.push_back('\r');
+        Flush();
+        i += 2;
+      } else {
+        i = PassControlWord(text, length, i);
+      }
+      continue;
+    }
+    switch (kClasses.of[static_cast<unsigned char>(c)]) {
+      case kOpen:
+        if (!DebuggingEnabled && At(text, length, i + 1) == '}') {
+          Flush();
+          i += 2;
+          while (length - i >= 2 && text[i] == '{' && text[i + 1] == '}') i += 2;
+          break;
+        }
+        state_ = stack_.Push();
+        ++skipDepth_;
+        ++i;
+        break;
+      case kClose:
+        Flush();
+        if (state_ == nullptr) return length;
+        state_ = stack_.Pop();
+        if (DebuggingEnabled) Flush();
+        ++i;
+        if (--skipDepth_ == 0) return i;
+        break;
+      case kLineBreak:
+        Flush();
+        ++i;
+        break;
+      default:
+        i = FindTextEnd(text, i + 1, length);
+        break;
+    }
+  }
+  return i;
 }
 
 void RTFImport::SetFontTable(std::unordered_map<int, std::string>&& table) {
@@ -580,7 +631,10 @@ void RTFImport::HandleWord(const char* text, long long length, const ControlWord
     default:
       // An unknown word opening its group (also "*\..." of a marked destination): the whole
       // group is a destination this import does not read.
-      if (groupJustOpened) skipDepth_ = 1;
+      if (groupJustOpened) {
+        skipDepth_ = 1;
+        position = SkipGroup(text, length, position + 1) - 1;
+      }
       return;
   }
 }

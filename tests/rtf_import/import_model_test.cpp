@@ -143,6 +143,17 @@ const char* kPieces[] = {
     "\\ansicpg437 \\'82",
     "{\\upr{\\*\\ud x}}",
     "\\plain ",
+    "\\insrsid15008489 ",
+    "\\lang1033\\langfe1033\\cgrid ",
+    "{\\rtlch\\fcs1 \\af31507 \\ltrch\\fcs0 \\insrsid1499604 text }",
+    "\\abcdefghijklmnopq1 ",
+    "\\abcdefghijklmnopqrstuvwx ",
+    "\\binx ",
+    "\\pararsid12345678901234567 ",
+    "{\\foo \\bin2 {}}",
+    "{\\foo \\'7d}",
+    "{\\foo{}{}\\\\\\{x}",
+    "{\\*\\foo\\bar-12\r\nx}",
 };
 
 // A random document made of the pieces above, with a random byte now and then.

@@ -145,6 +145,22 @@ using test_support::ShownBytes;
   if (publicEnd != want.end || publicWord != want.word || publicParameter != want.parameter) {
     return ::testing::AssertionFailure() << "ReadCommand differs on \"" << ShownBytes(text) << "\"";
   }
+  // A word passed over in a skipped group: where the scan goes on, behind the binary bytes of
+  // "\bin".
+  if (position >= 1) {
+    std::vector<char> exact(text.begin(), text.end());
+    const long long length = static_cast<long long>(exact.size());
+    const long long backslash = position - 1;
+    const long long next = want.id == RTFWord::kBin
+                               ? BinaryEnd(length, backslash, want.end, want.parameter)
+                               : want.end + 1;
+    const long long passed = PassControlWord(exact.data(), length, backslash);
+    if (passed != next) {
+      return ::testing::AssertionFailure()
+             << "passing over \"" << ShownBytes(text) << "\" at " << position << " goes on at "
+             << passed << ", not " << next;
+    }
+  }
   return ::testing::AssertionSuccess();
 }
 
@@ -244,6 +260,27 @@ TEST(ScannerEquivalence, LongNumbersWrapAlike) {
       ASSERT_TRUE(Agree(std::string("{\\fs") + sign + digits + " x", 2));
       ASSERT_TRUE(Agree(std::string("{\\fs") + sign + digits, 2));
       ASSERT_TRUE(Agree("{\\'" + std::string(30, 'F'), 2));
+    }
+  }
+}
+
+// Names and numbers of every length around the sixteen bytes read at once, each followed by
+// every steering byte and by a short or long rest of the text, at the end of the text or not.
+TEST(ScannerEquivalence, WordsAroundTheBlockLength) {
+  std::vector<std::string> names = {"bin", "fs"};
+  for (int letters = 1; letters <= 19; ++letters)
+    names.push_back(std::string(static_cast<size_t>(letters), 'q'));
+  for (const std::string& name : names) {
+    for (int digits = 0; digits <= 19; ++digits) {
+      for (const char* sign : {"", "-"}) {
+        const std::string word =
+            "{\\" + name + sign + std::string(static_cast<size_t>(digits), '7');
+        for (char delimiter : kAlphabet) {
+          for (const char* rest : {"", "x", "x\n", "\nabcdefghijklmnopqrstuvwxyz0123456789"}) {
+            ASSERT_TRUE(Agree(word + delimiter + rest, 2));
+          }
+        }
+      }
     }
   }
 }
