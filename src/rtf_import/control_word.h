@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstdint>
+#include <cstring>
 #include <string>
 
 #include "rtf_import/rtf_bytes.h"
@@ -52,6 +53,80 @@ enum class RTFWord : uint8_t {
 
 // The word that count lower-case letters spell, by exact comparison.
 RTFWord LookUpControlWord(const char* letters, size_t count);
+
+#if defined(__SSE2__)
+namespace control_word_detail {
+
+// The words of up to eight letters by a multiplicative hash of their letters read as one
+// little-endian 64-bit number (zero bytes behind the letters): 64 slots, one word each. The
+// factor was picked so that no two words share a slot; the table's construction fails to
+// compile if one ever did.
+constexpr uint64_t kHashFactor = 0x1d5c482557450e65u;
+constexpr int kHashShift = 58;
+
+struct WordHash {
+  uint64_t key[64];
+  RTFWord word[64];
+
+  constexpr WordHash() : key(), word() {
+    Add("b", RTFWord::kB);
+    Add("f", RTFWord::kF);
+    Add("i", RTFWord::kI);
+    Add("u", RTFWord::kU);
+    Add("cf", RTFWord::kCf);
+    Add("fs", RTFWord::kFs);
+    Add("ul", RTFWord::kUl);
+    Add("qc", RTFWord::kQc);
+    Add("qj", RTFWord::kQj);
+    Add("ql", RTFWord::kQl);
+    Add("qr", RTFWord::kQr);
+    Add("par", RTFWord::kPar);
+    Add("rtf", RTFWord::kRtf);
+    Add("bin", RTFWord::kBin);
+    Add("mac", RTFWord::kMac);
+    Add("upr", RTFWord::kUpr);
+    Add("red", RTFWord::kRed);
+    Add("pard", RTFWord::kPard);
+    Add("ansi", RTFWord::kAnsi);
+    Add("blue", RTFWord::kBlue);
+    Add("green", RTFWord::kGreen);
+    Add("ulnone", RTFWord::kUlnone);
+    Add("paperw", RTFWord::kPaperw);
+    Add("paperh", RTFWord::kPaperh);
+    Add("ansicpg", RTFWord::kAnsicpg);
+    Add("fonttbl", RTFWord::kFonttbl);
+    Add("colortbl", RTFWord::kColortbl);
+  }
+
+  constexpr void Add(const char* letters, RTFWord w) {
+    uint64_t k = 0;
+    for (int n = 0; letters[n] != '\0'; ++n)
+      k |= static_cast<uint64_t>(static_cast<unsigned char>(letters[n])) << (8 * n);
+    const unsigned slot = static_cast<unsigned>((k * kHashFactor) >> kHashShift);
+    if (key[slot] != 0) throw "two words share a slot";
+    key[slot] = k;
+    word[slot] = w;
+  }
+};
+
+inline constexpr WordHash kWordHash{};
+
+}  // namespace control_word_detail
+
+// LookUpControlWord for count (1 or more) letters at s with at least eight bytes readable from
+// s (x86 only, so the load is little-endian): a word of up to eight letters is one load, one
+// multiplication and one comparison; longer ones take the comparisons.
+inline RTFWord LookUpControlWordQuickly(const char* s, size_t count) {
+  using control_word_detail::kWordHash;
+  if (count > 8) return LookUpControlWord(s, count);
+  uint64_t k;
+  std::memcpy(&k, s, 8);
+  k &= ~uint64_t{0} >> (64 - 8 * count);
+  const unsigned slot = static_cast<unsigned>((k * control_word_detail::kHashFactor) >>
+                                              control_word_detail::kHashShift);
+  return kWordHash.key[slot] == k ? kWordHash.word[slot] : RTFWord::kUnknown;
+}
+#endif
 
 // One control word as ReadCommand reads it, with the word looked up instead of copied.
 struct ControlWord {

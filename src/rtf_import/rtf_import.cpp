@@ -473,10 +473,85 @@ long long RTFImport::HandleUnicode(const char* text, long long length, long long
   return position + 1;
 }
 
+#if defined(__SSE2__)
+// Unknown words mostly come in rows ("\\li0\\ri0\\sa160\\widctlpar"): behind one, the unknown words
+// that follow at once, none of them opening a group, are passed over here as the main loop
+// would ignore them. Returns the index of the first step that is something else.
+long long PassUnknownWords(const char* text, long long length, long long i) {
+  while (length - i >= 17 && text[i] == '\\') {
+    const long long position = i + 1;
+    const __m128i block = _mm_loadu_si128(reinterpret_cast<const __m128i*>(text + position));
+    const int k = __builtin_ctz((~rtf_bytes::LowerMask(block) & 0xFFFFu) | 0x10000u);
+    if (k < 1 || k >= 16 ||
+        LookUpControlWordQuickly(text + position, static_cast<size_t>(k)) != RTFWord::kUnknown)
+      break;
+    const char c = text[position + k];
+    int e = k;
+    if (rtf_bytes::IsDigit(c) || c == '-') {
+      const unsigned behind = ~rtf_bytes::DigitMask(block) & (0xFFFEu << k) & 0xFFFFu;
+      e = behind != 0 ? __builtin_ctz(behind) : 16;
+      if (e == 16) break;
+    }
+    i = DelimitedEnd(text, length, position + e) + 1;
+  }
+  return i;
+}
+#endif
+
 long long RTFImport::HandleControlWord(const char* text, long long length, long long backslash,
                                        bool groupJustOpened) {
   ControlWord word;
-  long long position = ScanControlWord(text, length, backslash + 1, word);
+  long long position = backslash + 1;
+#if defined(__SSE2__)
+  // Mostly lower-case letters whose letters and number end within the sixteen bytes behind the
+  // backslash: one block read finds them, the word is looked up by hash, and the number of a
+  // word this import does not act on is never read. Everything else takes ScanControlWord.
+  bool scanned = false;
+  if (length - position >= 16) {
+    const __m128i block = _mm_loadu_si128(reinterpret_cast<const __m128i*>(text + position));
+    const int k = __builtin_ctz((~rtf_bytes::LowerMask(block) & 0xFFFFu) | 0x10000u);
+    if (k >= 1 && k < 16) {
+      word.word = LookUpControlWordQuickly(text + position, static_cast<size_t>(k));
+      const char c = text[position + k];
+      const bool number = rtf_bytes::IsDigit(c) || c == '-';
+      if (word.word == RTFWord::kUnknown) {
+        int e = k;
+        if (number) {
+          // The first byte that is no digit behind the number's first one.
+          const unsigned behind = ~rtf_bytes::DigitMask(block) & (0xFFFEu << k) & 0xFFFFu;
+          e = behind != 0 ? __builtin_ctz(behind) : 16;
+        }
+        if (e < 16) {
+          const long long end = DelimitedEnd(text, length, position + e);
+          if (groupJustOpened && state_ != nullptr && skipDepth_ == 0) {
+            // An unknown word opening its group: the whole group is a destination this import
+            // does not read.
+            skipDepth_ = 1;
+            return SkipGroup(text, length, end + 1);
+          }
+          return PassUnknownWords(text, length, end + 1);
+        }
+      } else {
+        // Read as ScanControlWord reads it: wrapping, a leading "-" negating the value
+        // accumulated from -1.
+        long long e = position + k;
+        if (number) {
+          unsigned long long value = rtf_bytes::IsDigit(c)
+                                         ? static_cast<unsigned long long>(c - '0')
+                                         : static_cast<unsigned long long>(-1);
+          for (++e; e < length && rtf_bytes::IsDigit(text[e]); ++e)
+            value = value * 10u + static_cast<unsigned long long>(text[e] - '0');
+          if (c == '-') value = 0u - value;
+          word.parameter = static_cast<long long>(value);
+        }
+        position = DelimitedEnd(text, length, e);
+        scanned = true;
+      }
+    }
+  }
+  if (!scanned)
+#endif
+    position = ScanControlWord(text, length, position, word);
   if (word.word == RTFWord::kBin) return BinaryEnd(length, backslash, position, word.parameter);
   if (state_ != nullptr && skipDepth_ == 0)
     HandleWord(text, length, word, position, groupJustOpened);

@@ -195,6 +195,15 @@ TEST(ScannerEquivalence, EveryWordOfUpToThreeLettersAndEveryNearMiss) {
     const RTFWord want = original::Match(w);
     known += want != RTFWord::kUnknown;
     ASSERT_EQ(LookUpControlWord(w.data(), w.size()), want) << w;
+#if defined(__SSE2__)
+    // The hashed look-up reads eight bytes and more: the word followed by what may follow it.
+    if (!w.empty()) {
+      for (const char* behind : {"                ", "0123456789abcdef", "\\zzzzzzzzzzzzzzz"}) {
+        const std::string padded = w + behind;
+        ASSERT_EQ(LookUpControlWordQuickly(padded.data(), w.size()), want) << w;
+      }
+    }
+#endif
   }
   EXPECT_GE(known, sizeof original::kOrderedWords / sizeof original::kOrderedWords[0]);
 }
