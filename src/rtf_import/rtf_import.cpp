@@ -364,7 +364,7 @@ void RTFImport::Parse(const char* text, long long length) {
 // that starts anything else, or length (or up to two more after an escape cut short by the end).
 long long RTFImport::ReadText(const char* text, long long length, long long i) {
   // Room reserved ahead in the buffer; a longer stretch of text reserves its own length.
-  constexpr size_t kRoom = 64;
+  constexpr size_t kRoom = 256;
   const char* p = text + i;
   const char* const end = text + length;
   // The last place a whole "\'hh" can start.
@@ -387,7 +387,44 @@ long long RTFImport::ReadText(const char* text, long long length, long long i) {
         do {
           p += 4;
         } while (p <= lastEscape && p[0] == '\\' && p[1] == '\'');
-      } else if (p > lastEscape) {
+        if (p >= end) break;
+        continue;
+      }
+#if defined(__SSE2__)
+      // Rows of two to eight escapes at a time, and the single text bytes between rows (a space
+      // between two words); whatever else follows goes back to the steps below.
+      bool atEscape = true;  // p at "\\'"
+      // A lone escape (a fallback behind "\\u") is left to the steps below.
+      if (end - p >= 32 && IsEscapeStart(p + 4)) {
+        const bool runPending = run_ != nullptr;
+        for (;;) {
+          if (room - out < 9) refill(kRoom);
+          const int count = DecodeEscapeRow(p, out);
+          out += count;
+          p += 4 * count;
+          if (count == 8) {
+            if (end - p >= 2 && IsEscapeStart(p)) {
+              if (end - p >= 32) continue;
+              break;
+            }
+          } else if (count == 0) {
+            break;  // an escape whose digits the steps below read
+          } else if (runPending && kClasses.of[static_cast<unsigned char>(*p)] == kText &&
+                     IsEscapeStart(p + 1)) {
+            *out++ = *p++;
+            if (end - p >= 32) continue;
+            break;
+          }
+          atEscape = false;
+          break;
+        }
+      }
+      if (!atEscape) {
+        if (p >= end) break;
+        continue;
+      }
+#endif
+      if (p > lastEscape) {
         // Cut short by the end of the text.
         if (out == room) refill(kRoom);
         *out++ = static_cast<char>(EscapedByte(text, length, (p - text) + 2));

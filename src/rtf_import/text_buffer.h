@@ -9,7 +9,7 @@
 #include <string>
 
 // Copies count bytes; short pieces (a word between two control words) without a call, with two
-// overlapping moves.
+// overlapping moves (three single bytes below four).
 inline void CopyShort(char* to, const char* bytes, size_t count) {
   if (count >= 8 && count <= 16) {
     uint64_t head, tail;
@@ -17,8 +17,19 @@ inline void CopyShort(char* to, const char* bytes, size_t count) {
     std::memcpy(&tail, bytes + count - 8, 8);
     std::memcpy(to, &head, 8);
     std::memcpy(to + count - 8, &tail, 8);
-  } else if (count < 8) {
-    for (size_t k = 0; k < count; ++k) to[k] = bytes[k];
+  } else if (count >= 4 && count < 8) {
+    uint32_t head, tail;
+    std::memcpy(&head, bytes, 4);
+    std::memcpy(&tail, bytes + count - 4, 4);
+    std::memcpy(to, &head, 4);
+    std::memcpy(to + count - 4, &tail, 4);
+  } else if (count < 4) {
+    if (count != 0) {
+      const char first = bytes[0], middle = bytes[count / 2], last = bytes[count - 1];
+      to[0] = first;
+      to[count / 2] = middle;
+      to[count - 1] = last;
+    }
   } else {
     std::memcpy(to, bytes, count);
   }

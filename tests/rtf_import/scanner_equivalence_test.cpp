@@ -408,6 +408,63 @@ TEST(ScannerEquivalence, TextEndMatchesAByteLoop) {
       [](const char* text, long long from, int length) { return FindTextEnd(text, from, length); });
 }
 
+#if defined(__SSE2__)
+int HexDigit(char c) {
+  if (c >= '0' && c <= '9') return c - '0';
+  if (c >= 'a' && c <= 'f') return c - 'a' + 10;
+  if (c >= 'A' && c <= 'F') return c - 'A' + 10;
+  return -1;
+}
+
+// Rows of escapes with every byte value in every place now and then, against a byte loop: the
+// count of whole escapes with two digits from the start (up to eight) and their bytes.
+TEST(ScannerEquivalence, EscapeRowsMatchAByteLoop) {
+  std::mt19937 rng(31);
+  const char digits[] = "0123456789abcdefABCDEF";
+  for (int round = 0; round < 200000; ++round) {
+    std::string row;
+    while (row.size() < 32) {
+      row += "\\'";
+      row += digits[rng() % 22];
+      row += digits[rng() % 22];
+    }
+    const int changes = static_cast<int>(rng() % 3);
+    for (int k = 0; k < changes; ++k) row[rng() % 32] = static_cast<char>(rng());
+    int want = 0;
+    std::string bytes;
+    while (want < 8) {
+      const char* e = row.data() + 4 * want;
+      if (e[0] != '\\' || e[1] != '\'' || HexDigit(e[2]) < 0 || HexDigit(e[3]) < 0) break;
+      bytes += static_cast<char>(HexDigit(e[2]) * 16 + HexDigit(e[3]));
+      ++want;
+    }
+    char out[8];
+    const int got = DecodeEscapeRow(row.data(), out);
+    ASSERT_EQ(got, want) << ShownBytes(row);
+    ASSERT_EQ(std::string(out, static_cast<size_t>(got)), bytes) << ShownBytes(row);
+  }
+  // Every byte value in each place of an escape.
+  for (int place = 0; place < 4; ++place) {
+    for (int value = 0; value < 256; ++value) {
+      std::string row;
+      for (int k = 0; k < 8; ++k) row += "\\'7F";
+      row[static_cast<size_t>(4 + place)] = static_cast<char>(value);
+      const bool whole = place == 0   ? value == '\\'
+                         : place == 1 ? value == '\''
+                                      : HexDigit(static_cast<char>(value)) >= 0;
+      char out[8];
+      const int got = DecodeEscapeRow(row.data(), out);
+      ASSERT_EQ(got, whole ? 8 : 1) << place << " " << value;
+      if (whole && place >= 2) {
+        const int h = place == 2 ? HexDigit(static_cast<char>(value)) : 7;
+        const int l = place == 3 ? HexDigit(static_cast<char>(value)) : 15;
+        ASSERT_EQ(static_cast<unsigned char>(out[1]), h * 16 + l) << place << " " << value;
+      }
+    }
+  }
+}
+#endif
+
 TEST(ScannerEquivalence, LetterRunMatchesAByteLoop) {
   CompareWithByteLoop(
       6, [](std::mt19937& rng) { return static_cast<char>('a' + rng() % 26); }, AnyByte,
