@@ -28,9 +28,19 @@ inline bool IsDigit(char c) {
   return static_cast<unsigned char>(c - '0') < 10;
 }
 
+// The bytes that a control word leaves for the caller instead of consuming them as its
+// delimiter, by value.
+struct NextTokenStarts {
+  bool of[256];
+  constexpr NextTokenStarts() : of() {
+    for (unsigned char c : {'\\', '{', '}', ';'}) of[c] = true;
+  }
+};
+inline constexpr NextTokenStarts kNextTokenStarts{};
+
 // A byte that a control word leaves for the caller instead of consuming it as its delimiter.
 inline bool StartsNextToken(char c) {
-  return c == '\\' || c == '{' || c == '}' || c == ';';
+  return kNextTokenStarts.of[static_cast<unsigned char>(c)];
 }
 
 #if defined(__SSE2__)
