@@ -353,6 +353,11 @@ void RTFImport::Parse(const char* text, long long length) {
         i = HandleControlWord(text, length, i, groupJustOpened);
         break;
       }
+#if defined(__GNUC__)
+      default:
+        // The table holds no other class.
+        __builtin_unreachable();
+#endif
     }
   }
   Flush();
