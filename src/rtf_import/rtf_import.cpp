@@ -745,7 +745,11 @@ void RTFImport::HandleWord(const char* text, long long length, const ControlWord
       // Half-points; "\upr" is read the same way, without a parameter as size 0.
       Change()->size = p / 2;
       return;
-    default:
+    case RTFWord::kUnknown:
+    case RTFWord::kBin:  // handled before
+    case RTFWord::kRed:  // colour table words
+    case RTFWord::kGreen:
+    case RTFWord::kBlue:
       // An unknown word opening its group (also "*\..." of a marked destination): the whole
       // group is a destination this import does not read.
       if (groupJustOpened) {
@@ -753,6 +757,11 @@ void RTFImport::HandleWord(const char* text, long long length, const ControlWord
         position = SkipGroup(text, length, position + 1) - 1;
       }
       return;
+#if defined(__GNUC__)
+    default:
+      // Every word is listed above.
+      __builtin_unreachable();
+#endif
   }
 }
 
