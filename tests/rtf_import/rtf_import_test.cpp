@@ -368,6 +368,23 @@ TEST_F(ImportTest, EveryClosingBraceFlushesTwiceInTheLog) {
   EXPECT_EQ(empty, 3u);  // behind each "}" and at the end
 }
 
+// Inside a skipped destination the log sees every flush the steps make: a line break flushes,
+// an empty group is a "{" and a "}" (no shortcut while logging), and each "}" flushes twice.
+TEST_F(ImportTest, SkippedDestinationFlushesAsEveryStepDoesInTheLog) {
+  ASSERT_TRUE(plugin_.HasDebugging());
+  plugin_.SetDebugging(true);
+  host_.ClearLog();
+  EXPECT_TRUE(Import("{\\rtf1 {\\foo x\n{y}{}\\bin1 }}}").empty());
+  size_t empty = 0;
+  for (const std::string& line : host_.Log()) {
+    if (line == "ZVK Debug: Ignore empty run") ++empty;
+  }
+  plugin_.SetDebugging(false);
+  // The line break 1, "{y}" 2, "{}" 2, the "}" of the destination 2 (the "}" behind "\\bin1 "
+  // is passed over), the last "}" 2, the end 1.
+  EXPECT_EQ(empty, 10u);
+}
+
 TEST_F(ImportTest, QuietWhenDebuggingIsOff) {
   host_.ClearLog();
   Import("{\\rtf1{\\fonttbl\\f0 T;}\\f0 hello\\par}");
