@@ -7,6 +7,7 @@
 #include <string>
 
 #include "frame/host_api.h"
+#include "frame/host_services.h"
 
 REALobjectStruct* GetStyleRun(REALobjectStruct* styledText, int64_t index);
 REALobjectStruct* GetParagraph(REALobjectStruct* styledText, int64_t index);
@@ -27,3 +28,26 @@ void StyledTextAddStyleRun(uint32_t encoding, std::string& text, REALobjectStruc
                            REALobjectStruct*& styleRun, int64_t alignment);
 void StyledTextAddStyleRun(uint16_t ch, REALobjectStruct* styledText, REALobjectStruct*& styleRun,
                            int64_t alignment);
+
+// Whether every host service a run of the import uses is set (host_resolved): making and
+// formatting a run, building its text, appending it to styledText and counting paragraphs,
+// on a host that builds strings with their encoding. With unicode, also the conversion a
+// "\\u" character is built with. Once true it stays true for the rest of an import.
+bool StyledTextRunServicesResolved(REALobjectStruct* styledText, bool unicode);
+
+// StyledTextAddStyleRun with the log off, a StyledText, a run and every service resolved: the
+// same host calls without their tests. The caller forgets the run, which is released.
+inline void StyledTextAddRunResolved(REALstringStruct* text, REALobjectStruct* styledText,
+                                     REALobjectStruct* styleRun, int64_t alignment) {
+  RBInteger oldCount = 0;
+  host_resolved::REALGetPropValueInteger()(styledText, host_contract::kParagraphCountProperty,
+                                           &oldCount);
+  host_resolved::REALSetPropValueString()(styleRun, host_contract::kTextProperty, text);
+  reinterpret_cast<HostObjectAction>(gHostEntryPoints.methodAppendStyleRun.entry)(styledText,
+                                                                                  styleRun);
+  host_resolved::REALUnlockObject()(styleRun);
+  RBInteger newCount = 0;
+  host_resolved::REALGetPropValueInteger()(styledText, host_contract::kParagraphCountProperty,
+                                           &newCount);
+  if (newCount != oldCount) StyledTextSetParagraphAlignment(styledText, oldCount, alignment);
+}
