@@ -38,23 +38,36 @@ REALstringStruct* CString2RB(const char* text, size_t length, uint32_t encoding)
 // builder above minus its tests; the host calls and their arguments are the same.
 namespace host_string_resolved {
 
+// Each with the builders' host exception guard (WithHostExceptionGuard) written out, so that
+// the build stays in the caller rather than in a template instance of its own.
+
 // BuildWithEncoding of 1 to 2^31 - 1 bytes.
 inline REALstringStruct* BuildBytes(const char* bytes, size_t length, uint32_t encoding) {
-  return WithHostExceptionGuard<REALstringStruct*>(nullptr, [=]() -> REALstringStruct* {
+  try {
     return host_resolved::REALBuildStringWithEncoding()(bytes, static_cast<int32_t>(length),
                                                         encoding);
-  });
+  } catch (const std::exception& e) {
+    RaiseRuntimeException(e);
+  } catch (...) {
+    RaiseUnnamedException();
+  }
+  return nullptr;
 }
 
 // BuildUTF16Unit: the unit built as UTF-16 and handed back as the host's UTF-8 conversion.
 inline REALstringStruct* BuildUTF16Unit(uint16_t unit) {
-  return WithHostExceptionGuard<REALstringStruct*>(nullptr, [&unit]() -> REALstringStruct* {
+  try {
     REALstringStruct* s = host_resolved::REALBuildStringWithEncoding()(
         reinterpret_cast<const char*>(&unit), 2, kREALTextEncodingUTF16);
     REALstringStruct* r = host_resolved::REALConvertString()(s, kREALTextEncodingUTF8);
     if (s != nullptr) host_resolved::REALUnlockString()(s);
     return r;
-  });
+  } catch (const std::exception& e) {
+    RaiseRuntimeException(e);
+  } catch (...) {
+    RaiseUnnamedException();
+  }
+  return nullptr;
 }
 
 // The number of bytes before the first NUL of size bytes (size when there is none), and in

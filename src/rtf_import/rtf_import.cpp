@@ -150,11 +150,7 @@ class RTFImport {
     }
     if (run_ != nullptr) {
       if (RunServicesResolved()) {
-        REALstringStruct* s =
-            host_string_resolved::BuildRunText(text_.data(), text_.size(), Encoding());
-        StyledTextAddRunResolved(s, styledText_, run_, alignment_);
-        run_ = nullptr;
-        if (s != nullptr) host_resolved::REALUnlockString()(s);
+        AppendTextRun();
       } else {
         const char* bytes = text_.data();
         const void* nul = std::memchr(bytes, 0, text_.size());
@@ -175,6 +171,26 @@ class RTFImport {
     if (!runServicesResolved_)
       runServicesResolved_ = StyledTextRunServicesResolved(styledText_, false);
     return runServicesResolved_ && !DebuggingEnabled;
+  }
+  // The same for a "\u" character's run.
+  bool UnicodeServicesResolved() {
+    if (!unicodeServicesResolved_)
+      unicodeServicesResolved_ = StyledTextRunServicesResolved(styledText_, true);
+    return unicodeServicesResolved_ && !DebuggingEnabled;
+  }
+
+  // FlushQuietly's host calls for collected text and a pending run, every service resolved:
+  // the run gets the text, is appended and released.
+#if defined(__GNUC__)
+  __attribute__((always_inline))
+#endif
+  void
+  AppendTextRun() {
+    REALstringStruct* s =
+        host_string_resolved::BuildRunText(text_.data(), text_.size(), Encoding());
+    StyledTextAddRunResolved(s, styledText_, run_, alignment_);
+    run_ = nullptr;
+    if (s != nullptr) host_resolved::REALUnlockString()(s);
   }
 
   // A new run for the text or character that follows, formatted as the current group.
@@ -211,7 +227,11 @@ class RTFImport {
   void
   AddCharacter(uint16_t ch);
 
-  void FormatRun(REALobjectStruct* run, const RTFGroupState& state);
+#if defined(__GNUC__)
+  __attribute__((always_inline))
+#endif
+  inline void
+  FormatRun(REALobjectStruct* run, const RTFGroupState& state);
   void ApplyState();
   REALstringStruct* FontName(const RTFGroupState* state);
 
@@ -318,7 +338,7 @@ void RTFImport::ApplyState() {
 }
 
 // ApplyState's host calls for a run made with every service resolved and the log off.
-void RTFImport::FormatRun(REALobjectStruct* run, const RTFGroupState& state) {
+inline void RTFImport::FormatRun(REALobjectStruct* run, const RTFGroupState& state) {
   const unsigned int color = static_cast<unsigned int>(state.color.red) * 65536u +
                              static_cast<unsigned int>(state.color.green) * 256u +
                              static_cast<unsigned int>(state.color.blue);
@@ -341,20 +361,36 @@ void RTFImport::FormatRun(REALobjectStruct* run, const RTFGroupState& state) {
 }
 
 void RTFImport::AddCharacter(uint16_t ch) {
-  Flush();
-  if (run_ == nullptr) CreateRun();
-  if (ch != 0 && run_ != nullptr && RunServicesResolved()) {
-    if (!unicodeServicesResolved_)
-      unicodeServicesResolved_ = StyledTextRunServicesResolved(styledText_, true);
-    if (unicodeServicesResolved_) {
-      REALstringStruct* s = host_string_resolved::BuildUTF16Unit(ch);
-      StyledTextAddRunResolved(s, styledText_, run_, alignment_);
+  const RTFGroupState* state = state_;
+  if (ch == 0 || state == nullptr || !UnicodeServicesResolved()) {
+    Flush();
+    if (run_ == nullptr) CreateRun();
+    StyledTextAddStyleRun(ch, styledText_, run_, alignment_);
+    return;
+  }
+  // Flush, CreateRun and StyledTextAddStyleRun with every service resolved, in one frame.
+  if (run_ != nullptr) {
+    if (!text_.empty()) {
+      AppendTextRun();
+    } else {
+      host_resolved::REALUnlockObject()(run_);
       run_ = nullptr;
-      if (s != nullptr) host_resolved::REALUnlockString()(s);
-      return;
     }
   }
-  StyledTextAddStyleRun(ch, styledText_, run_, alignment_);
+  text_.clear();
+  REALobjectStruct* run = host_resolved::PluginNewInstance()("StyleRun");
+  run_ = run;
+  if (run == nullptr) {
+    // The host made no run: the formatting's host calls that need none, and nothing to append.
+    ApplyState();
+    StyledTextAddStyleRun(ch, styledText_, run_, alignment_);
+    return;
+  }
+  FormatRun(run, *state);
+  REALstringStruct* s = host_string_resolved::BuildUTF16Unit(ch);
+  StyledTextAddRunResolved(s, styledText_, run, alignment_);
+  run_ = nullptr;
+  if (s != nullptr) host_resolved::REALUnlockString()(s);
 }
 
 void RTFImport::Parse(const char* text, long long length) {
