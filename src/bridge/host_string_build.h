@@ -72,7 +72,11 @@ inline REALstringStruct* BuildUTF16Unit(uint16_t unit) {
 
 // The number of bytes before the first NUL of size bytes (size when there is none), and in
 // *ascii whether all of those are below 0x80.
-inline size_t TextBeforeNul(const char* bytes, size_t size, bool* ascii) {
+#if defined(__GNUC__)
+__attribute__((always_inline))
+#endif
+inline size_t
+TextBeforeNul(const char* bytes, size_t size, bool* ascii) {
   size_t length = 0;
   bool high = false;
 #if defined(__SSE2__)
@@ -101,7 +105,8 @@ inline size_t TextBeforeNul(const char* bytes, size_t size, bool* ascii) {
   }
 #endif
   if (length == 0 && size >= 8) {
-    // Eight bytes per step while no NUL is among them.
+    // Eight bytes per step while no NUL is among them (also the 8 to 15 bytes of a short text
+    // where SSE2 takes the longer ones).
     constexpr uint64_t kOnes = 0x0101010101010101u, kHighs = kOnes * 0x80;
     uint64_t seen = 0, word;
     for (; size - length > 8; length += 8) {
@@ -130,7 +135,11 @@ inline size_t TextBeforeNul(const char* bytes, size_t size, bool* ascii) {
 // The import's collected text (size bytes) as the host string of its run, as BuildByteString
 // builds it from the bytes before the first NUL (where the byte string's C string ends): null
 // when there are none.
-inline REALstringStruct* BuildRunText(const char* bytes, size_t size, uint32_t encoding) {
+#if defined(__GNUC__)
+__attribute__((always_inline))
+#endif
+inline REALstringStruct*
+BuildRunText(const char* bytes, size_t size, uint32_t encoding) {
   bool ascii;
   const size_t length = TextBeforeNul(bytes, size, &ascii);
   if (length == 0) return nullptr;
