@@ -143,14 +143,15 @@ BuildRunText(const char* bytes, size_t size, uint32_t encoding) {
   bool ascii;
   const size_t length = TextBeforeNul(bytes, size, &ascii);
   if (length == 0) return nullptr;
-  if (length >= 0x80000000u || encoding == kREALTextEncodingUTF16 ||
-      encoding == kREALTextEncodingUTF32)
+  if (length >= 0x80000000u) return ::BuildByteString(bytes, length, encoding);
+  // Pure ASCII in an encoding whose lower half is ASCII (the default one first) is labelled as
+  // such so the host never has to convert it.
+  if (encoding == kREALTextEncodingWindowsLatin1 || encoding == kREALTextEncodingMacRoman ||
+      encoding == kREALTextEncodingISOLatin1 || encoding == kREALTextEncodingUnknown) {
+    if (ascii) encoding = kREALTextEncodingASCII;
+  } else if (encoding == kREALTextEncodingUTF16 || encoding == kREALTextEncodingUTF32) {
     return ::BuildByteString(bytes, length, encoding);
-  const bool asciiBased =
-      encoding == kREALTextEncodingWindowsLatin1 || encoding == kREALTextEncodingMacRoman ||
-      encoding == kREALTextEncodingISOLatin1 || encoding == kREALTextEncodingUnknown;
-  // Pure ASCII is labelled as such so the host never has to convert it.
-  if (asciiBased && ascii) encoding = kREALTextEncodingASCII;
+  }
   return BuildBytes(bytes, length, encoding);
 }
 
