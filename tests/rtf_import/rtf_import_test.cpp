@@ -355,6 +355,29 @@ TEST_F(ImportWithoutStyleRuns, NewStyleRunFailureIsLoggedAndTextDropped) {
   plugin_.SetDebugging(false);
 }
 
+// Hosts from 2019r2 call the run's font property "FontName": every run, the first ones and
+// those made once every service is known, text and "\u" character runs alike, falls back to it.
+class ImportOnFontNameHost : public ImportTest {
+ protected:
+  ImportOnFontNameHost() : ImportTest(FontNameOnly()) {}
+  static simhost::Options FontNameOnly() {
+    simhost::Options options;
+    options.fontProperty = simhost::FontProperty::kFontName;
+    return options;
+  }
+};
+
+TEST_F(ImportOnFontNameHost, EveryRunGetsItsFontThroughFontName) {
+  auto runs = Import(
+      "{\\rtf1{\\fonttbl\\f0 Arial;\\f1 Courier;}\\f0 a{\\f1\\b b\\u8364?c}d\\par\\f1 "
+      "e\\u8364?}");
+  EXPECT_EQ(runs, (Runs{MakeRun("a", {"Arial"}), MakeRun("b", {"Courier", 0, 0, true}),
+                        MakeRun("\xE2\x82\xAC", {"Courier", 0, 0, true}),
+                        MakeRun("c", {"Courier", 0, 0, true}), MakeRun("d\r", {"Arial"}),
+                        MakeRun("e", {"Courier"}), MakeRun("\xE2\x82\xAC", {"Courier"})}));
+  EXPECT_EQ(host_.Calls("REALSetPropValueString"), 3 * runs.size());  // Font, FontName, Text
+}
+
 TEST_F(ImportTest, EveryClosingBraceFlushesTwiceInTheLog) {
   ASSERT_TRUE(plugin_.HasDebugging());
   plugin_.SetDebugging(true);
