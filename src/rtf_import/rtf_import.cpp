@@ -561,15 +561,19 @@ long long RTFImport::ReadText(const char* text, long long length, long long i) {
 long long RTFImport::HandleUnicode(const char* text, long long length, long long backslash) {
   using rtf_bytes::IsDigit;
   // The number as ScanControlWord reads it: wrapping, and a leading "-" negating the value
-  // accumulated from -1.
+  // accumulated from -1. Only its low 16 bits are used, and those come out the same in 32-bit
+  // arithmetic.
   const char first = text[backslash + 2];
-  unsigned long long value = IsDigit(first) ? static_cast<unsigned long long>(first - '0')
-                                            : static_cast<unsigned long long>(-1);
-  long long e = backslash + 3;
-  while (e < length && IsDigit(text[e])) {
-    value = value * 10u + static_cast<unsigned long long>(text[e] - '0');
-    ++e;
+  unsigned int value =
+      IsDigit(first) ? static_cast<unsigned int>(first - '0') : static_cast<unsigned int>(-1);
+  const unsigned char* digits = reinterpret_cast<const unsigned char*>(text) + backslash + 3;
+  const unsigned char* const end = reinterpret_cast<const unsigned char*>(text) + length;
+  for (; digits != end; ++digits) {
+    const unsigned int digit = *digits - static_cast<unsigned int>('0');
+    if (digit > 9) break;
+    value = value * 10u + digit;
   }
+  const long long e = digits - reinterpret_cast<const unsigned char*>(text);
   if (first == '-') value = 0u - value;
   // The delimiter: kept when it starts the next token, consumed otherwise.
   const char d = At(text, length, e);

@@ -124,6 +124,16 @@ TEST_F(ImportTest, UnicodeNumbersAndDelimitersReadAsAnyControlWord) {
   EXPECT_EQ(TextsOf(Import("{\\rtf1 g\\u69")), (Texts{"g", "E"}));
 }
 
+TEST_F(ImportTest, LongUnicodeNumbersWrapAndKeepTheirLow16Bits) {
+  // 10^24 + 65 and 2^32 + 66 wrap to "A" and "B"; "-" before 10^22 - 67 gives 67, "C".
+  EXPECT_EQ(TextsOf(Import("{\\rtf1 \\u1000000000000000000000065?x}")), (Texts{"A", "x"}));
+  EXPECT_EQ(TextsOf(Import("{\\rtf1 \\u4294967362 y}")), (Texts{"B", "y"}));
+  EXPECT_EQ(TextsOf(Import("{\\rtf1 \\u-9999999999999999999933?z}")), (Texts{"C", "z"}));
+  // Digits up to the end of the text.
+  EXPECT_EQ(TextsOf(Import("{\\rtf1 w\\u12345678901234567890")),
+            (Texts{"w", Utf8(12345678901234567890ull % 65536)}));
+}
+
 TEST_F(ImportTest, EveryUnicodeEscapeIsARunWithTheGroupStyle) {
   auto runs = Import("{\\rtf1\\b ab\\u228?c}");
   EXPECT_EQ(runs, (Runs{MakeRun("ab", {"", 0, 0, true}), MakeRun(Utf8(0xE4), {"", 0, 0, true}),
