@@ -36,9 +36,9 @@ void StyledTextAddStyleRun(uint16_t ch, REALobjectStruct* styledText, REALobject
 bool StyledTextRunServicesResolved(REALobjectStruct* styledText, bool unicode);
 
 // StyledTextAddStyleRun with the log off, a StyledText, a run and every service resolved: the
-// same host calls without their tests. The caller forgets the run, which is released.
+// same host calls without their tests. The run is released (styleRun is null afterwards).
 inline void StyledTextAddRunResolved(REALstringStruct* text, REALobjectStruct* styledText,
-                                     REALobjectStruct* styleRun, int64_t alignment) {
+                                     REALobjectStruct*& styleRun, int64_t alignment) {
   RBInteger oldCount = 0;
   host_resolved::REALGetPropValueInteger()(styledText, host_contract::kParagraphCountProperty,
                                            &oldCount);
@@ -46,6 +46,7 @@ inline void StyledTextAddRunResolved(REALstringStruct* text, REALobjectStruct* s
   reinterpret_cast<HostObjectAction>(gHostEntryPoints.methodAppendStyleRun.entry)(styledText,
                                                                                   styleRun);
   host_resolved::REALUnlockObject()(styleRun);
+  styleRun = nullptr;
   RBInteger newCount = 0;
   host_resolved::REALGetPropValueInteger()(styledText, host_contract::kParagraphCountProperty,
                                            &newCount);

@@ -189,7 +189,6 @@ class RTFImport {
     REALstringStruct* s =
         host_string_resolved::BuildRunText(text_.data(), text_.size(), Encoding());
     StyledTextAddRunResolved(s, styledText_, run_, alignment_);
-    run_ = nullptr;
     if (s != nullptr) host_resolved::REALUnlockString()(s);
   }
 
@@ -388,8 +387,7 @@ void RTFImport::AddCharacter(uint16_t ch) {
   }
   FormatRun(run, *state);
   REALstringStruct* s = host_string_resolved::BuildUTF16Unit(ch);
-  StyledTextAddRunResolved(s, styledText_, run, alignment_);
-  run_ = nullptr;
+  StyledTextAddRunResolved(s, styledText_, run_, alignment_);
   if (s != nullptr) host_resolved::REALUnlockString()(s);
 }
 
