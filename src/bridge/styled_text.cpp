@@ -246,8 +246,10 @@ bool StyledTextRunServicesResolved(REALobjectStruct* styledText, bool unicode) {
                     e.REALSetPropValueInteger != nullptr && e.REALSetPropValueUInt32 != nullptr &&
                     e.REALSetPropValueString != nullptr &&
                     e.REALBuildStringWithEncoding != nullptr && e.REALUnlockString != nullptr &&
-                    e.REALGetPropValueInteger != nullptr && e.REALUnlockObject != nullptr &&
-                    e.methodAppendStyleRun.lastObject == styledText &&
-                    e.methodAppendStyleRun.entry != nullptr;
+                    e.REALGetPropValueInteger != nullptr && e.REALUnlockObject != nullptr;
   return runs && (!unicode || e.REALConvertString != nullptr);
+}
+
+void* StyledTextAppendMethod(REALobjectStruct* styledText) {
+  return FindMethod(gHostEntryPoints.methodAppendStyleRun, styledText, kAppendDeclaration);
 }
