@@ -82,10 +82,12 @@ inline void StyleRunSetFontName(REALobjectStruct* run, REALstringStruct* name) {
 // the same host calls without their tests. First the five of the formatting, in their order.
 inline void StyleRunFormatResolved(REALobjectStruct* run, bool bold, bool italic, bool underline,
                                    long long size, unsigned int color) {
-  const auto setBoolean = host_resolved::REALSetPropValueBoolean();
-  setBoolean(run, host_contract::kBoldProperty, static_cast<RBBoolean>(bold ? 1 : 0));
-  setBoolean(run, host_contract::kItalicProperty, static_cast<RBBoolean>(italic ? 1 : 0));
-  setBoolean(run, host_contract::kUnderlineProperty, static_cast<RBBoolean>(underline ? 1 : 0));
+  host_resolved::REALSetPropValueBoolean()(run, host_contract::kBoldProperty,
+                                           static_cast<RBBoolean>(bold ? 1 : 0));
+  host_resolved::REALSetPropValueBoolean()(run, host_contract::kItalicProperty,
+                                           static_cast<RBBoolean>(italic ? 1 : 0));
+  host_resolved::REALSetPropValueBoolean()(run, host_contract::kUnderlineProperty,
+                                           static_cast<RBBoolean>(underline ? 1 : 0));
   host_resolved::REALSetPropValueInteger()(run, host_contract::kSizeProperty,
                                            static_cast<RBInteger>(size));
   host_resolved::REALSetPropValueUInt32()(run, host_contract::kTextColorProperty, color);
