@@ -77,3 +77,24 @@ inline void StyleRunSetFontName(REALobjectStruct* run, REALstringStruct* name) {
     style_run_detail::SetFontName(run, name, true);
   }
 }
+
+// The setters above for a run with the log off and every service resolved (host_resolved):
+// the same host calls without their tests. First the five of the formatting, in their order.
+inline void StyleRunFormatResolved(REALobjectStruct* run, bool bold, bool italic, bool underline,
+                                   long long size, unsigned int color) {
+  host_resolved::REALSetPropValueBoolean()(run, host_contract::kBoldProperty,
+                                           static_cast<RBBoolean>(bold ? 1 : 0));
+  host_resolved::REALSetPropValueBoolean()(run, host_contract::kItalicProperty,
+                                           static_cast<RBBoolean>(italic ? 1 : 0));
+  host_resolved::REALSetPropValueBoolean()(run, host_contract::kUnderlineProperty,
+                                           static_cast<RBBoolean>(underline ? 1 : 0));
+  host_resolved::REALSetPropValueInteger()(run, host_contract::kSizeProperty,
+                                           static_cast<RBInteger>(size));
+  host_resolved::REALSetPropValueUInt32()(run, host_contract::kTextColorProperty, color);
+}
+
+// Then the font name (StyleRunSetFontName); the caller keeps the name.
+inline void StyleRunSetFontNameResolved(REALobjectStruct* run, REALstringStruct* name) {
+  if (host_resolved::REALSetPropValueString()(run, host_contract::kFontProperty, name) == 0)
+    style_run_detail::SetFontName(run, name, true);
+}

@@ -7,6 +7,7 @@
 #include "bridge/host_string_read.h"
 #include "frame/debug_log.h"
 #include "frame/host_services.h"
+#include "frame/host_version.h"
 
 namespace {
 
@@ -236,4 +237,19 @@ void StyledTextAddStyleRun(uint16_t ch, REALobjectStruct* styledText, REALobject
   }
   StyledTextAddStyleRun(s, styledText, styleRun, alignment);
   if (s != nullptr) REALUnlockString(s);
+}
+
+bool StyledTextRunServicesResolved(REALobjectStruct* styledText, bool unicode) {
+  const HostEntryPoints& e = gHostEntryPoints;
+  const bool runs = styledText != nullptr && rbversion >= kHostBuildsEncodedStrings &&
+                    e.PluginNewInstance != nullptr && e.REALSetPropValueBoolean != nullptr &&
+                    e.REALSetPropValueInteger != nullptr && e.REALSetPropValueUInt32 != nullptr &&
+                    e.REALSetPropValueString != nullptr &&
+                    e.REALBuildStringWithEncoding != nullptr && e.REALUnlockString != nullptr &&
+                    e.REALGetPropValueInteger != nullptr && e.REALUnlockObject != nullptr;
+  return runs && (!unicode || e.REALConvertString != nullptr);
+}
+
+void* StyledTextAppendMethod(REALobjectStruct* styledText) {
+  return FindMethod(gHostEntryPoints.methodAppendStyleRun, styledText, kAppendDeclaration);
 }

@@ -106,6 +106,17 @@ namespace host_detail {
 
 }  // namespace host_detail
 
+// <Id>(): the cached entry point of a service, taken as it is. Only for callers that have seen
+// every entry they use set: an entry, once found, stays for the rest of an import, so a run's
+// dozen host calls need neither the test nor the resolver.
+namespace host_resolved {
+#define HOST_SERVICE(Id, Name, Declared, Read, Params, Neutral, Since)   \
+  inline host_contract::Id##Fn Id() {                                    \
+    return reinterpret_cast<host_contract::Id##Fn>(gHostEntryPoints.Id); \
+  }
+#include "frame/host_contract.def"
+}  // namespace host_resolved
+
 inline bool REALGetStringData(REALstring s, uint32_t encoding, REALstringData* out) {
   auto fn = host_detail::PluginGetStringData();
   return fn != nullptr && fn(s, encoding, out) != 0;

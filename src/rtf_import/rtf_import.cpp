@@ -149,30 +149,88 @@ class RTFImport {
       return;
     }
     if (run_ != nullptr) {
-      const char* bytes = text_.data();
-      const void* nul = std::memchr(bytes, 0, text_.size());
-      const size_t length = nul != nullptr
-                                ? static_cast<size_t>(static_cast<const char*>(nul) - bytes)
-                                : text_.size();
-      REALstringStruct* s = BuildByteString(bytes, length, Encoding());
-      StyledTextAddStyleRun(s, styledText_, run_, alignment_);
-      if (s != nullptr) REALUnlockString(s);
+      if (RunServicesResolved()) {
+        AppendTextRun();
+      } else {
+        const char* bytes = text_.data();
+        const void* nul = std::memchr(bytes, 0, text_.size());
+        const size_t length = nul != nullptr
+                                  ? static_cast<size_t>(static_cast<const char*>(nul) - bytes)
+                                  : text_.size();
+        REALstringStruct* s = BuildByteString(bytes, length, Encoding());
+        StyledTextAddStyleRun(s, styledText_, run_, alignment_);
+        if (s != nullptr) REALUnlockString(s);
+      }
     }
     text_.clear();
   }
 
-  void CreateRun() {
-    run_ = NewStyleRun();
+  // Whether a run's host work can take the resolved entries: the log off and every service
+  // it uses set. Asks again while some service is missing.
+  bool RunServicesResolved() {
+    if (!runServicesResolved_)
+      runServicesResolved_ = StyledTextRunServicesResolved(styledText_, false);
+    return runServicesResolved_ && !DebuggingEnabled;
+  }
+  // The same for a "\u" character's run.
+  bool UnicodeServicesResolved() {
+    if (!unicodeServicesResolved_)
+      unicodeServicesResolved_ = StyledTextRunServicesResolved(styledText_, true);
+    return unicodeServicesResolved_ && !DebuggingEnabled;
+  }
+
+  // FlushQuietly's host calls for collected text and a pending run, every service resolved:
+  // the run gets the text, is appended and released.
+#if defined(__GNUC__)
+  __attribute__((always_inline))
+#endif
+  void
+  AppendTextRun() {
+    REALstringStruct* s =
+        host_string_resolved::BuildRunText(text_.data(), text_.size(), Encoding());
+    StyledTextAddRunResolved(s, styledText_, run_, alignment_);
+    if (s != nullptr) host_resolved::REALUnlockString()(s);
+  }
+
+  // A new run for the text or character that follows, formatted as the current group.
+#if defined(__GNUC__)
+  __attribute__((noinline))
+#endif
+  void
+  CreateRun() {
+    const RTFGroupState* state = state_;
+    if (state != nullptr && RunServicesResolved()) {
+      REALobjectStruct* run = host_resolved::PluginNewInstance()("StyleRun");
+      run_ = run;
+      if (run != nullptr) {
+        FormatRun(run, *state);
+        return;
+      }
+    } else {
+      run_ = REALnewInstance("StyleRun");
+    }
+    if (run_ == nullptr) DebugLog("NewStyleRun failed");
     ApplyState();
   }
 
   // The run an ordinary text byte asks for.
   void CreateTextRun() {
-    run_ = REALnewInstance("StyleRun");
-    if (run_ == nullptr) DebugLog("NewStyleRun failed");
-    ApplyState();
+    CreateRun();
   }
 
+  // A "\u" character: the text collected so far is flushed and the character appended as a
+  // run of its own.
+#if defined(__GNUC__)
+  __attribute__((noinline))
+#endif
+  void
+  AddCharacter(uint16_t ch);
+
+#if defined(__GNUC__)
+  __attribute__((always_inline))
+#endif
+  inline void
+  FormatRun(REALobjectStruct* run, const RTFGroupState& state);
   void ApplyState();
   REALstringStruct* FontName(const RTFGroupState* state);
 
@@ -231,6 +289,10 @@ class RTFImport {
   // The byte length of the last font name given to a run: most runs repeat their neighbour's.
   const std::string* lengthOf_ = nullptr;
   size_t fontNameLength_ = 0;
+  // Set once every service a run uses has been found (see RunServicesResolved); the second
+  // also for the conversion of "\u" characters.
+  bool runServicesResolved_ = false;
+  bool unicodeServicesResolved_ = false;
 };
 
 // The host string of the group's font name (the setter gets it even when null): null for none
@@ -278,6 +340,61 @@ void RTFImport::ApplyState() {
   REALstringStruct* name = FontName(state);
   StyleRunSetFontName(run, name);
   if (name != nullptr) REALUnlockString(name);
+}
+
+// ApplyState's host calls for a run made with every service resolved and the log off.
+inline void RTFImport::FormatRun(REALobjectStruct* run, const RTFGroupState& state) {
+  const unsigned int color = static_cast<unsigned int>(state.color.red) * 65536u +
+                             static_cast<unsigned int>(state.color.green) * 256u +
+                             static_cast<unsigned int>(state.color.blue);
+  StyleRunFormatResolved(run, state.bold, state.italic, state.underline, state.size, color);
+  // The font name as FontName builds it: nothing for no name or an empty one.
+  REALstringStruct* name = nullptr;
+  const std::string* font = state.fontName;
+  if (font != nullptr) {
+    if (font != lengthOf_) {
+      lengthOf_ = font;
+      fontNameLength_ = std::strlen(font->c_str());
+    }
+    const size_t length = fontNameLength_;
+    name = length - 1 < 0x7FFFFFFFu
+               ? host_string_resolved::BuildBytes(font->c_str(), length, kREALTextEncodingUTF8)
+               : BuildUTF8String(font->c_str(), length);
+  }
+  StyleRunSetFontNameResolved(run, name);
+  if (name != nullptr) host_resolved::REALUnlockString()(name);
+}
+
+void RTFImport::AddCharacter(uint16_t ch) {
+  const RTFGroupState* state = state_;
+  if (ch == 0 || state == nullptr || !UnicodeServicesResolved()) {
+    Flush();
+    if (run_ == nullptr) CreateRun();
+    StyledTextAddStyleRun(ch, styledText_, run_, alignment_);
+    return;
+  }
+  // Flush, CreateRun and StyledTextAddStyleRun with every service resolved, in one frame.
+  if (run_ != nullptr) {
+    if (!text_.empty()) {
+      AppendTextRun();
+    } else {
+      host_resolved::REALUnlockObject()(run_);
+      run_ = nullptr;
+    }
+  }
+  text_.clear();
+  REALobjectStruct* run = host_resolved::PluginNewInstance()("StyleRun");
+  run_ = run;
+  if (run == nullptr) {
+    // The host made no run: the formatting's host calls that need none, and nothing to append.
+    ApplyState();
+    StyledTextAddStyleRun(ch, styledText_, run_, alignment_);
+    return;
+  }
+  FormatRun(run, *state);
+  REALstringStruct* s = host_string_resolved::BuildUTF16Unit(ch);
+  StyledTextAddRunResolved(s, styledText_, run_, alignment_);
+  if (s != nullptr) host_resolved::REALUnlockString()(s);
 }
 
 void RTFImport::Parse(const char* text, long long length) {
@@ -490,15 +607,19 @@ long long RTFImport::ReadText(const char* text, long long length, long long i) {
 long long RTFImport::HandleUnicode(const char* text, long long length, long long backslash) {
   using rtf_bytes::IsDigit;
   // The number as ScanControlWord reads it: wrapping, and a leading "-" negating the value
-  // accumulated from -1.
+  // accumulated from -1. Only its low 16 bits are used, and those come out the same in 32-bit
+  // arithmetic.
   const char first = text[backslash + 2];
-  unsigned long long value = IsDigit(first) ? static_cast<unsigned long long>(first - '0')
-                                            : static_cast<unsigned long long>(-1);
-  long long e = backslash + 3;
-  while (e < length && IsDigit(text[e])) {
-    value = value * 10u + static_cast<unsigned long long>(text[e] - '0');
-    ++e;
+  unsigned int value =
+      IsDigit(first) ? static_cast<unsigned int>(first - '0') : static_cast<unsigned int>(-1);
+  const unsigned char* digits = reinterpret_cast<const unsigned char*>(text) + backslash + 3;
+  const unsigned char* const end = reinterpret_cast<const unsigned char*>(text) + length;
+  for (; digits != end; ++digits) {
+    const unsigned int digit = *digits - static_cast<unsigned int>('0');
+    if (digit > 9) break;
+    value = value * 10u + digit;
   }
+  const long long e = digits - reinterpret_cast<const unsigned char*>(text);
   if (first == '-') value = 0u - value;
   // The delimiter: kept when it starts the next token, consumed otherwise.
   const char d = At(text, length, e);
@@ -509,9 +630,7 @@ long long RTFImport::HandleUnicode(const char* text, long long length, long long
     position = e + 1;
   }
   // Every "\\u" character is a run of its own, appended at once.
-  Flush();
-  if (run_ == nullptr) CreateRun();
-  StyledTextAddStyleRun(static_cast<uint16_t>(value), styledText_, run_, alignment_);
+  AddCharacter(static_cast<uint16_t>(value));
   return position + 1;
 }
 
@@ -699,9 +818,7 @@ void RTFImport::HandleWord(const char* text, long long length, const ControlWord
       return;
     case RTFWord::kU:
       // Every "\u" character is a run of its own, appended at once.
-      Flush();
-      if (run_ == nullptr) CreateRun();
-      StyledTextAddStyleRun(static_cast<uint16_t>(p), styledText_, run_, alignment_);
+      AddCharacter(static_cast<uint16_t>(p));
       return;
     case RTFWord::kFonttbl:
       // The table reader consumes the group's "}", so the state this group pushed stays.

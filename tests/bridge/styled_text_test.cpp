@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <functional>
+#include <map>
 #include <string>
 #include <vector>
 
@@ -339,6 +340,55 @@ TEST_F(StyledTextAccess, AddRunWithoutLineBreakSetsNoAlignment) {
   host.Release(st);
   EXPECT_EQ(host.LiveObjects(), startObjects) << "the run was released";
   EXPECT_EQ(host.LiveStrings(), startStrings);
+}
+
+// The import's resolved append makes StyledTextAddStyleRun's host calls: the same runs,
+// alignments and calls, and the method looked up again whenever it was last found for another
+// StyledText (as an import of that one in between would leave it).
+TEST_F(StyledTextAccess, ResolvedAddRunMakesTheSameCallsAsAddRun) {
+  // The services the resolved append calls, found as the import's first runs find them.
+  ASSERT_NE(host_detail::REALGetPropValueInteger(), nullptr);
+  ASSERT_NE(host_detail::REALSetPropValueString(), nullptr);
+  ASSERT_NE(host_detail::REALUnlockObject(), nullptr);
+  struct Outcome {
+    std::vector<std::string> textsA, textsB;
+    std::vector<int64_t> alignmentsA, alignmentsB;
+    std::map<std::string, uint64_t> calls;
+  };
+  Outcome outcomes[2];
+  for (const bool resolved : {false, true}) {
+    REALobject a = StyledTextWith({"a"});
+    REALobject b = StyledTextWith({"b"});
+    host.ResetCounters();
+    int64_t alignment = 1;
+    for (REALobject st : {a, a, b, a, b, b}) {
+      REALobject run = NewStyleRun();
+      REALstring text = host.NewStringUTF8(alignment % 2 == 0 ? "x\ry" : "z");
+      if (resolved) {
+        StyledTextAddRunResolved(text, st, run, alignment);
+      } else {
+        StyledTextAddStyleRun(text, st, run, alignment);
+      }
+      EXPECT_EQ(run, nullptr);
+      host.Release(text);
+      ++alignment;
+    }
+    EXPECT_EQ(host.Lookups(kAppendDecl), 4u) << "asked again at every switch: " << resolved;
+    EXPECT_EQ(host.Calls(kAppendDecl), 6u) << resolved;
+    outcomes[resolved] = {TextsOf(a), TextsOf(b), AlignmentsOf(a), AlignmentsOf(b),
+                          host.AllCalls()};
+    host.Release(a);
+    host.Release(b);
+    EXPECT_EQ(host.LiveObjects(), startObjects) << "every run was released: " << resolved;
+    EXPECT_EQ(host.LiveStrings(), startStrings) << resolved;
+  }
+  EXPECT_EQ(outcomes[1].textsA, outcomes[0].textsA);
+  EXPECT_EQ(outcomes[1].textsB, outcomes[0].textsB);
+  EXPECT_EQ(outcomes[1].alignmentsA, outcomes[0].alignmentsA);
+  EXPECT_EQ(outcomes[1].alignmentsB, outcomes[0].alignmentsB);
+  EXPECT_EQ(outcomes[1].calls, outcomes[0].calls);
+  EXPECT_EQ(outcomes[0].textsA, (std::vector<std::string>{"a", "z", "x\ry", "x\ry"}));
+  EXPECT_GT(outcomes[0].calls[kAlignDecl], 0u) << "some runs open paragraphs";
 }
 
 TEST_F(StyledTextAccess, AddRunAlignsOnlyTheFirstParagraphItOpens) {

@@ -124,6 +124,16 @@ TEST_F(ImportTest, UnicodeNumbersAndDelimitersReadAsAnyControlWord) {
   EXPECT_EQ(TextsOf(Import("{\\rtf1 g\\u69")), (Texts{"g", "E"}));
 }
 
+TEST_F(ImportTest, LongUnicodeNumbersWrapAndKeepTheirLow16Bits) {
+  // 10^24 + 65 and 2^32 + 66 wrap to "A" and "B"; "-" before 10^22 - 67 gives 67, "C".
+  EXPECT_EQ(TextsOf(Import("{\\rtf1 \\u1000000000000000000000065?x}")), (Texts{"A", "x"}));
+  EXPECT_EQ(TextsOf(Import("{\\rtf1 \\u4294967362 y}")), (Texts{"B", "y"}));
+  EXPECT_EQ(TextsOf(Import("{\\rtf1 \\u-9999999999999999999933?z}")), (Texts{"C", "z"}));
+  // Digits up to the end of the text.
+  EXPECT_EQ(TextsOf(Import("{\\rtf1 w\\u12345678901234567890")),
+            (Texts{"w", Utf8(12345678901234567890ull % 65536)}));
+}
+
 TEST_F(ImportTest, EveryUnicodeEscapeIsARunWithTheGroupStyle) {
   auto runs = Import("{\\rtf1\\b ab\\u228?c}");
   EXPECT_EQ(runs, (Runs{MakeRun("ab", {"", 0, 0, true}), MakeRun(Utf8(0xE4), {"", 0, 0, true}),
@@ -353,6 +363,29 @@ TEST_F(ImportWithoutStyleRuns, NewStyleRunFailureIsLoggedAndTextDropped) {
   }
   EXPECT_EQ(failures, 4u);  // "a", "b", "\u", "\par"
   plugin_.SetDebugging(false);
+}
+
+// Hosts from 2019r2 call the run's font property "FontName": every run, the first ones and
+// those made once every service is known, text and "\u" character runs alike, falls back to it.
+class ImportOnFontNameHost : public ImportTest {
+ protected:
+  ImportOnFontNameHost() : ImportTest(FontNameOnly()) {}
+  static simhost::Options FontNameOnly() {
+    simhost::Options options;
+    options.fontProperty = simhost::FontProperty::kFontName;
+    return options;
+  }
+};
+
+TEST_F(ImportOnFontNameHost, EveryRunGetsItsFontThroughFontName) {
+  auto runs = Import(
+      "{\\rtf1{\\fonttbl\\f0 Arial;\\f1 Courier;}\\f0 a{\\f1\\b b\\u8364?c}d\\par\\f1 "
+      "e\\u8364?}");
+  EXPECT_EQ(runs, (Runs{MakeRun("a", {"Arial"}), MakeRun("b", {"Courier", 0, 0, true}),
+                        MakeRun("\xE2\x82\xAC", {"Courier", 0, 0, true}),
+                        MakeRun("c", {"Courier", 0, 0, true}), MakeRun("d\r", {"Arial"}),
+                        MakeRun("e", {"Courier"}), MakeRun("\xE2\x82\xAC", {"Courier"})}));
+  EXPECT_EQ(host_.Calls("REALSetPropValueString"), 3 * runs.size());  // Font, FontName, Text
 }
 
 TEST_F(ImportTest, EveryClosingBraceFlushesTwiceInTheLog) {
