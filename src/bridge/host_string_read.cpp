@@ -175,6 +175,23 @@ void rbData::FixLength() {
 
 // rbText
 
+rbText::rbText(const TextStart& start) : rbText(nullptr) {
+  if (start.string == nullptr) return;
+  string = start.string;
+  lengths[kBytes] = lengths[kUTF8] = lengths[kUTF16] = -1;
+  if (!start.checked) {
+    Classify(start.found, start.available);
+    return;
+  }
+  encoding = kREALTextEncodingUTF8;
+  if (!start.ascii) {
+    state = kNotASCII;
+    return;
+  }
+  views[kBytes] = views[kUTF8] = start.data;
+  lengths[kBytes] = lengths[kUTF8] = start.length;
+}
+
 void rbText::ReleaseView(int view) {
   const int slot = Slot(view);
   const uint8_t bit = static_cast<uint8_t>(1u << slot);

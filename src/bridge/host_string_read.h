@@ -19,6 +19,8 @@ extern const uint16_t EmptyBufferUInt16[2];
 }  // namespace host_string_detail
 extern const uint32_t UTF8_OFFSETS[6];
 
+struct TextStart;
+
 // Decodes length bytes of UTF-8 into UTF-16 units, stopping at the first illegal or truncated
 // sequence (logged with its byte offset). Byte-order marks, U+FFFE and lone surrogates are
 // dropped. out needs room for length + 1 units; returns the units written, a 0 unit follows.
@@ -115,6 +117,9 @@ class rbText {
   }
   rbText(const rbText&) = delete;
   rbText& operator=(const rbText&) = delete;
+  // Goes on from where StartReading stopped, in the state CheckASCII leaves (or, for a string
+  // not held as UTF-8, the constructor): the reader takes over the lock start holds.
+  explicit rbText(const TextStart& start);
 
   // Inline with the check itself: nearly every string read makes it once.
 #if defined(__GNUC__)
@@ -147,6 +152,19 @@ class rbText {
   }
   void ConvertUTF8();
   void ConvertUTF16();
+  // The UTF-8 view: pure ASCII text that ends in a zero byte is its own bytes, the rest is
+  // converted out of line. UTF8() makes it when first asked for.
+  void MakeUTF8() {
+    CheckASCII();
+    if (state == kPureASCII && ((held_ | owning_) & 1u) == 0 &&
+        (lengths[kBytes] == 0 || static_cast<const char*>(views[kBytes])[lengths[kBytes]] == 0)) {
+      views[kUTF8] = views[kBytes];
+      lengths[kUTF8] = lengths[kBytes];
+      return;
+    }
+    ConvertUTF8();
+  }
+  static void FixLength(const char* data, int64_t& length);  // no bytes, or a negative count
 
   // Views: computed on first use; pointers are zero-terminated.
   const char* UTF8() {
@@ -193,19 +211,6 @@ class rbText {
   }
   // The constructor's uncommon encodings: anything but UTF-8, or no encoding service.
   void Classify(uint32_t found, bool available);
-  static void FixLength(const char* data, int64_t& length);  // no bytes, or a negative count
-  // The UTF-8 view: pure ASCII text that ends in a zero byte is its own bytes, the rest is
-  // converted out of line.
-  void MakeUTF8() {
-    CheckASCII();
-    if (state == kPureASCII && ((held_ | owning_) & 1u) == 0 &&
-        (lengths[kBytes] == 0 || static_cast<const char*>(views[kBytes])[lengths[kBytes]] == 0)) {
-      views[kUTF8] = views[kBytes];
-      lengths[kUTF8] = lengths[kBytes];
-      return;
-    }
-    ConvertUTF8();
-  }
   void ReleaseView(int view);  // gives back the view's record and frees its buffer
   void OwnView(int view, void* buffer, int64_t length);
   // Replaces the view by a copy of its units (unitSize bytes each) followed by zero bytes; on
@@ -222,6 +227,70 @@ class rbText {
   uint8_t held_ = 0;
   uint8_t owning_ = 0;
 };
+
+// The host calls every reading of a string starts with, made as rbText makes them when its first
+// use checks for pure ASCII (CheckASCII, UTF8()): the string locked and its encoding asked for,
+// then, for a string held as UTF-8, its own bytes read and checked under a second lock. What
+// they found lets the common string, pure ASCII, be read without a reader.
+struct TextStart {
+  REALstringStruct* string;  // locked once, unless null
+  const char* data;          // the string's own bytes, when checked
+  int64_t length;
+  uint32_t found;  // the encoding service's answer
+  bool available;
+  bool checked;  // held as UTF-8: data and length were read and checked
+  bool ascii;    // pure ASCII bytes in data (a null string counts as empty ASCII)
+};
+
+inline TextStart StartReading(REALstringStruct* s) {
+  TextStart start{s, host_string_detail::EmptyBuffer, 0, 0, false, false, s == nullptr};
+  if (s == nullptr) return start;
+  REALLockString(s);
+  start.found = REALGetStringEncoding(s, &start.available);
+  if (!start.available || start.found != kREALTextEncodingUTF8) return start;
+  REALLockString(s);
+  int64_t length = 0;
+  const char* data = REALGetStringContents(s, &length);
+  if ((data == nullptr && length != 0) || length < 0) rbText::FixLength(data, length);
+  start.ascii = AllASCII(reinterpret_cast<const uint8_t*>(data), length);
+  REALUnlockString(s);
+  start.checked = true;
+  if (data != nullptr) start.data = data;
+  start.length = length;
+  return start;
+}
+
+// Gives back the lock StartReading took, as a reader does when it goes.
+inline void EndReading(const TextStart& start) {
+  if (start.string != nullptr) REALUnlockString(start.string);
+}
+
+namespace host_string_detail {
+template <typename Use>
+#if defined(__GNUC__)
+__attribute__((noinline))
+#endif
+void UseUTF8ViewOfReader(const TextStart& start, Use& use) {
+  rbText reader(start);
+  // A string held as UTF-8 is checked by the first UTF8() call; it goes on from there.
+  if (start.checked) reader.MakeUTF8();
+  use(reader.UTF8(), reader.UTF8Length());
+}
+}  // namespace host_string_detail
+
+// Hands use(bytes, length) the string's UTF-8 view as rbText(s).UTF8() and UTF8Length() give
+// it, with the same host calls in the same order, while the string is still locked. Pure ASCII
+// ending in a zero byte is read in place; everything else goes through a reader.
+template <typename Use>
+inline void UseUTF8View(REALstringStruct* s, Use&& use) {
+  const TextStart start = StartReading(s);
+  if (start.ascii && (start.length == 0 || start.data[start.length] == 0)) {
+    use(start.data, start.length);
+    EndReading(start);
+    return;
+  }
+  host_string_detail::UseUTF8ViewOfReader(start, use);
+}
 
 // The string as UTF-8 bytes up to its first zero byte; empty for null.
 std::string GetStringInUTF8(REALstringStruct* s);

@@ -166,11 +166,11 @@ void BuildTables(const std::vector<XojoStyleRun>& runs, Tables& t) {
       lastColorIndex = found->second;
     }
     indexes->color = static_cast<int32_t>(lastColorIndex);
-    // The name as GetStringInUTF8 gives it, read in place while the reader lives.
-    rbText reader(run.font);
-    const char* bytes = reader.UTF8();
-    const size_t size = NameLength(bytes, reader.UTF8Length());
-    indexes->font = size == 0 ? 0 : static_cast<int32_t>(recent.IndexOf(bytes, size, t));
+    // The name as GetStringInUTF8 gives it, read in place while the string is locked.
+    UseUTF8View(run.font, [&](const char* bytes, int64_t length) {
+      const size_t size = NameLength(bytes, length);
+      indexes->font = size == 0 ? 0 : static_cast<int32_t>(recent.IndexOf(bytes, size, t));
+    });
     ++indexes;
   }
 }
@@ -517,12 +517,12 @@ void WriteASCII(const uint8_t* bytes, int64_t count, RTFOutput& out) {
   WriteUTF8(bytes, count, out);
 }
 
-// The run's text as UTF-16 code units: control characters below tab vanish, each CR or LF is a
-// paragraph mark unless it pairs with the unit just before it, RTF specials are escaped and
-// everything from 0x80 becomes a Unicode escape. Pure ASCII text has the same units as its
-// bytes, so it is read from them directly (the reader makes the same host calls either way).
-void WriteText(REALstringStruct* text, RTFOutput& out) {
-  rbText reader(text);
+// Text that is not pure ASCII held as UTF-8: a reader goes on from the first host calls.
+#if defined(__GNUC__)
+__attribute__((noinline))
+#endif
+void WriteOtherText(const TextStart& start, RTFOutput& out) {
+  rbText reader(start);
   reader.CheckASCII();
   if (reader.state == rbText::kPureASCII) {
     WriteASCII(static_cast<const uint8_t*>(reader.views[rbText::kBytes]),
@@ -541,6 +541,20 @@ void WriteText(REALstringStruct* text, RTFOutput& out) {
   const int64_t count = reader.UTF16Length();
   if (count <= 0 || units == nullptr) return;
   WriteUnits(units, count, out);
+}
+
+// The run's text as UTF-16 code units: control characters below tab vanish, each CR or LF is a
+// paragraph mark unless it pairs with the unit just before it, RTF specials are escaped and
+// everything from 0x80 becomes a Unicode escape. Pure ASCII text has the same units as its
+// bytes, so it is read from them directly (a reader makes the same host calls either way).
+void WriteText(REALstringStruct* text, RTFOutput& out) {
+  const TextStart start = StartReading(text);
+  if (start.ascii) {
+    WriteASCII(reinterpret_cast<const uint8_t*>(start.data), start.length, out);
+    EndReading(start);
+    return;
+  }
+  WriteOtherText(start, out);
 }
 
 // The longest formatting of one run: \qc\b0\i0\ul0, then \f, \cf and \fs with up to eleven
@@ -594,8 +608,7 @@ void WriteRTF(const std::vector<XojoStyleRun>& runs, RTFOutput& out) {
       if (available && differs != 0) {
         // The name is read again, as the host expects; its index is the one the table pass
         // found for this same string.
-        rbText reader(run.font);
-        reader.UTF8();
+        UseUTF8View(run.font, [](const char*, int64_t) {});
         to = Put(to, "\\f");
         to += FormatDecimal(tables.runIndexes[r].font, to);
         curFont = run.font;
