@@ -418,6 +418,14 @@ void rbText::ConvertUTF16() {
   }
 }
 
+void UTF8View::ReadThroughReader() {
+  reader_.emplace(start_);
+  // A string held as UTF-8 is checked by the first UTF8() call; the reader goes on from there.
+  if (start_.checked) reader_->MakeUTF8();
+  data_ = reader_->UTF8();
+  length_ = reader_->UTF8Length();
+}
+
 std::string GetStringInUTF8(REALstringStruct* s) {
   rbText text(s);
   // The view is a C string: read it up to its first zero byte, not by its recorded length,

@@ -4,6 +4,7 @@
 #pragma once
 
 #include <cstdint>
+#include <optional>
 #include <string>
 
 #include "bridge/ascii_check.h"
@@ -242,7 +243,12 @@ struct TextStart {
   bool ascii;    // pure ASCII bytes in data (a null string counts as empty ASCII)
 };
 
-inline TextStart StartReading(REALstringStruct* s) {
+// Inline in every reading: its answers then stay in registers.
+#if defined(__GNUC__)
+__attribute__((always_inline))
+#endif
+inline TextStart
+StartReading(REALstringStruct* s) {
   TextStart start{s, host_string_detail::EmptyBuffer, 0, 0, false, false, s == nullptr};
   if (s == nullptr) return start;
   REALLockString(s);
@@ -265,32 +271,44 @@ inline void EndReading(const TextStart& start) {
   if (start.string != nullptr) REALUnlockString(start.string);
 }
 
-namespace host_string_detail {
-template <typename Use>
+// A string's UTF-8 view as rbText(s).UTF8() and UTF8Length() give it, with the same host calls
+// in the same order; the string stays locked while the view lives. Pure ASCII ending in a zero
+// byte is read in place, everything else through a reader.
+class UTF8View {
+ public:
 #if defined(__GNUC__)
-__attribute__((noinline))
+  __attribute__((always_inline))
 #endif
-void UseUTF8ViewOfReader(const TextStart& start, Use& use) {
-  rbText reader(start);
-  // A string held as UTF-8 is checked by the first UTF8() call; it goes on from there.
-  if (start.checked) reader.MakeUTF8();
-  use(reader.UTF8(), reader.UTF8Length());
-}
-}  // namespace host_string_detail
-
-// Hands use(bytes, length) the string's UTF-8 view as rbText(s).UTF8() and UTF8Length() give
-// it, with the same host calls in the same order, while the string is still locked. Pure ASCII
-// ending in a zero byte is read in place; everything else goes through a reader.
-template <typename Use>
-inline void UseUTF8View(REALstringStruct* s, Use&& use) {
-  const TextStart start = StartReading(s);
-  if (start.ascii && (start.length == 0 || start.data[start.length] == 0)) {
-    use(start.data, start.length);
-    EndReading(start);
-    return;
+  explicit UTF8View(REALstringStruct* s)
+      : start_(StartReading(s)) {
+    if (start_.ascii && (start_.length == 0 || start_.data[start_.length] == 0)) {
+      data_ = start_.data;
+      length_ = start_.length;
+      return;
+    }
+    ReadThroughReader();
   }
-  host_string_detail::UseUTF8ViewOfReader(start, use);
-}
+  ~UTF8View() {
+    if (!reader_) EndReading(start_);  // a reader gives the lock back itself
+  }
+  UTF8View(const UTF8View&) = delete;
+  UTF8View& operator=(const UTF8View&) = delete;
+
+  const char* data() const {
+    return data_;
+  }
+  int64_t length() const {
+    return length_;
+  }
+
+ private:
+  void ReadThroughReader();
+
+  TextStart start_;
+  const char* data_ = nullptr;
+  int64_t length_ = 0;
+  std::optional<rbText> reader_;
+};
 
 // The string as UTF-8 bytes up to its first zero byte; empty for null.
 std::string GetStringInUTF8(REALstringStruct* s);

@@ -52,66 +52,75 @@ int32_t HalfPoints(double size) {
 class RecentFonts {
  public:
   // The index of name, looked up in fonts when it is not among the recent ones; absent names
-  // are entered with index 0 (only the empty name can be absent).
+  // are entered with index 0 (only the empty name can be absent). Neighbouring runs mostly
+  // share their font: the slot of the last hit is tried first. A name is in at most one slot.
   template <typename Tables>
   int64_t IndexOf(const char* name, size_t size, Tables& t) {
-    const int64_t k = Find(name, size);
-    if (k >= 0) return indexes_[k];
-    std::string key(name, size);
-    auto found = t.fontToIndex.find(key);
-    if (found == t.fontToIndex.end()) {
-      found = t.fontToIndex.emplace(key, static_cast<int64_t>(t.fonts.size())).first;
-      t.fonts.push_back(key);
+    const Key key = KeyOf(name, size);
+    if (count_ != 0 && Matches(last_, key, name)) return indexes_[last_];
+    for (size_t k = 0; k < count_; ++k) {
+      if (k != last_ && Matches(k, key, name)) {
+        last_ = k;
+        return indexes_[k];
+      }
     }
-    Remember(std::move(key), found->second);
-    return found->second;
-  }
-
-  void Remember(std::string name, int64_t index) {
-    const size_t slot = count_ < kSlots ? count_++ : next_++ % kSlots;
-    names_[slot] = std::move(name);
-    indexes_[slot] = index;
-    last_ = slot;
+    return Enter(name, key, t);
   }
 
  private:
-  // Neighbouring runs mostly share their font: the slot of the last hit is tried first. A name
-  // is in at most one slot.
-  int64_t Find(const char* name, size_t size) {
-    if (count_ != 0 && Same(names_[last_], name, size)) return static_cast<int64_t>(last_);
-    for (size_t k = 0; k < count_; ++k) {
-      if (k != last_ && Same(names_[k], name, size)) {
-        last_ = k;
-        return static_cast<int64_t>(k);
-      }
+  // A name's length and a word from each end, which overlap for the four to sixteen bytes most
+  // font names have: then they are the whole name.
+  struct Key {
+    size_t size;
+    uint64_t head;
+    uint64_t tail;
+  };
+  static bool Whole(size_t size) { return size >= 4 && size <= 16; }
+  static Key KeyOf(const char* name, size_t size) {
+    Key key{size, 0, 0};
+    if (size >= 8 && size <= 16) {
+      std::memcpy(&key.head, name, 8);
+      std::memcpy(&key.tail, name + size - 8, 8);
+    } else if (size >= 4 && size < 8) {
+      uint32_t head, tail;
+      std::memcpy(&head, name, 4);
+      std::memcpy(&tail, name + size - 4, 4);
+      key.head = head;
+      key.tail = tail;
     }
-    return -1;
+    return key;
+  }
+  bool Matches(size_t k, const Key& key, const char* name) const {
+    const Key& known = keys_[k];
+    if (((known.size ^ key.size) | (known.head ^ key.head) | (known.tail ^ key.tail)) != 0)
+      return false;
+    return Whole(key.size) || std::memcmp(names_[k].data(), name, key.size) == 0;
   }
 
-  static bool Same(const std::string& known, const char* name, size_t size) {
-    if (known.size() != size) return false;
-    if (size >= 8 && size <= 16) {
-      // Two overlapping words from each side cover the names most fonts have.
-      uint64_t a0, a1, b0, b1;
-      std::memcpy(&a0, known.data(), 8);
-      std::memcpy(&a1, known.data() + size - 8, 8);
-      std::memcpy(&b0, name, 8);
-      std::memcpy(&b1, name + size - 8, 8);
-      return ((a0 ^ b0) | (a1 ^ b1)) == 0;
+  // A name not among the recent ones: out of line, as it is rare.
+  template <typename Tables>
+#if defined(__GNUC__)
+  __attribute__((noinline))
+#endif
+  int64_t
+  Enter(const char* name, const Key& key, Tables& t) {
+    std::string text(name, key.size);
+    auto found = t.fontToIndex.find(text);
+    if (found == t.fontToIndex.end()) {
+      found = t.fontToIndex.emplace(text, static_cast<int64_t>(t.fonts.size())).first;
+      t.fonts.push_back(text);
     }
-    if (size >= 4 && size < 8) {
-      uint32_t a0, a1, b0, b1;
-      std::memcpy(&a0, known.data(), 4);
-      std::memcpy(&a1, known.data() + size - 4, 4);
-      std::memcpy(&b0, name, 4);
-      std::memcpy(&b1, name + size - 4, 4);
-      return ((a0 ^ b0) | (a1 ^ b1)) == 0;
-    }
-    return std::memcmp(known.data(), name, size) == 0;
+    const size_t slot = count_ < kSlots ? count_++ : next_++ % kSlots;
+    names_[slot] = std::move(text);
+    keys_[slot] = key;
+    indexes_[slot] = found->second;
+    last_ = slot;
+    return found->second;
   }
 
   static constexpr size_t kSlots = 4;
   std::string names_[kSlots];
+  Key keys_[kSlots] = {};
   int64_t indexes_[kSlots] = {};
   size_t count_ = 0;
   size_t next_ = 0;
@@ -167,10 +176,9 @@ void BuildTables(const std::vector<XojoStyleRun>& runs, Tables& t) {
     }
     indexes->color = static_cast<int32_t>(lastColorIndex);
     // The name as GetStringInUTF8 gives it, read in place while the string is locked.
-    UseUTF8View(run.font, [&](const char* bytes, int64_t length) {
-      const size_t size = NameLength(bytes, length);
-      indexes->font = size == 0 ? 0 : static_cast<int32_t>(recent.IndexOf(bytes, size, t));
-    });
+    const UTF8View name(run.font);
+    const size_t size = NameLength(name.data(), name.length());
+    indexes->font = size == 0 ? 0 : static_cast<int32_t>(recent.IndexOf(name.data(), size, t));
     ++indexes;
   }
 }
@@ -608,7 +616,7 @@ void WriteRTF(const std::vector<XojoStyleRun>& runs, RTFOutput& out) {
       if (available && differs != 0) {
         // The name is read again, as the host expects; its index is the one the table pass
         // found for this same string.
-        UseUTF8View(run.font, [](const char*, int64_t) {});
+        const UTF8View name(run.font);
         to = Put(to, "\\f");
         to += FormatDecimal(tables.runIndexes[r].font, to);
         curFont = run.font;

@@ -239,10 +239,9 @@ TEST_F(BridgeTest, UTF8ViewWithoutAReaderMatchesTheReader) {
     std::string seen = "unset";
     host.ResetCounters();
     const Log log = LogOf(host, [&] {
-      UseUTF8View(s, [&](const char* bytes, int64_t length) {
-        seen.assign(bytes, static_cast<size_t>(length));
-        EXPECT_EQ(bytes[length], 0) << "zero-terminated";
-      });
+      const UTF8View view(s);
+      seen.assign(view.data(), static_cast<size_t>(view.length()));
+      EXPECT_EQ(view.data()[view.length()], 0) << "zero-terminated";
     });
     EXPECT_EQ(seen, expected);
     EXPECT_EQ(host.AllCalls(), expectedCalls) << expected;
@@ -586,10 +585,9 @@ TEST_F(BridgeWithheld, MissingLenBGivesLengthZeroButKeepsTheBytes) {
     rbText text(s);
     EXPECT_EQ(text.UTF8Length(), 0);
     // Read without a reader: the same bytes, still with length 0.
-    UseUTF8View(s, [&](const char* bytes, int64_t length) {
-      EXPECT_EQ(bytes, data.data);
-      EXPECT_EQ(length, 0);
-    });
+    const UTF8View view(s);
+    EXPECT_EQ(view.data(), data.data);
+    EXPECT_EQ(view.length(), 0);
   }
   host.Release(s);
 }
