@@ -380,7 +380,7 @@ inline char* CopyFew(char* to, const uint8_t* from, int64_t count) {
 #endif
 
 // A unit from 0x80 up as "\\u", its decimal value and a space, at to; returns the position after.
-char* PutUnicodeEscape(char* to, uint32_t u) {
+inline char* PutUnicodeEscape(char* to, uint32_t u) {
   const size_t digits = u < 1000 ? 3 : u < 10000 ? 4 : 5;
   to[0] = '\\';
   to[1] = 'u';
@@ -392,63 +392,48 @@ char* PutUnicodeEscape(char* to, uint32_t u) {
   return to + 3 + digits;
 }
 
-// The character at bytes[i], a byte below 0x80 that needs care or a UTF-8 sequence, written at
-// to as the units DecodeUTF8 gives for it; i moves past it and prev becomes the last unit.
-// False, with nothing written, when the sequence is illegal or truncated.
-#if defined(__GNUC__)
-__attribute__((always_inline))
-#endif
-inline bool
-PutCharacter(const uint8_t* bytes, int64_t count, int64_t& i, uint32_t& prev, char*& to) {
-  const uint8_t lead = bytes[i];
-  if (lead < 0x80) {
-    switch (kUnits.of[lead]) {
-      case kPlain:
-        *to++ = static_cast<char>(lead);
-        break;
-      case kCR:
-        if (prev != 10) to = Put(to, "\\par ");
-        break;
-      case kLF:
-        if (prev != 13) to = Put(to, "\\par ");
-        break;
-      case kEscape:
-        to[0] = '\\';
-        to[1] = static_cast<char>(lead);
-        to += 2;
-        break;
-      default:
-        break;  // below tab: dropped
+// What the text rules do with each byte of UTF-8: the classes of the units below 128, and from
+// 128 up the lead bytes of the two-byte sequences and everything else.
+enum ByteClass : unsigned char {
+  kPlainByte,
+  kDropByte,
+  kEscapeByte,
+  kCRByte,
+  kLFByte,
+  kTwoByteLead,
+  kOtherByte
+};
+
+struct ByteClasses {
+  unsigned char of[256];
+  constexpr ByteClasses() : of() {
+    for (int b = 0; b < 128; ++b) {
+      const unsigned char unit = kUnits.of[b];
+      of[b] = unit == kDrop     ? kDropByte
+              : unit == kEscape ? kEscapeByte
+              : unit == kCR     ? kCRByte
+              : unit == kLF     ? kLFByte
+                                : kPlainByte;
     }
-    prev = lead;
-    ++i;
-    return true;
+    for (int b = 128; b < 256; ++b) of[b] = b >= 0xC2 && b < 0xE0 ? kTwoByteLead : kOtherByte;
   }
-  // A legal two-byte sequence gives a unit from U+0080 to U+07FF, never one that is dropped.
-  if (lead >= 0xC2 && lead < 0xE0 && i + 1 < count && (bytes[i + 1] & 0xC0) == 0x80) {
-    prev = ((lead & 0x1Fu) << 6) | (bytes[i + 1] & 0x3Fu);
-    to = PutUnicodeEscape(to, prev);
-    i += 2;
-    return true;
-  }
-  uint32_t ch = 0;
-  const int length = ReadUTF8Sequence(bytes, i, count, &ch);
-  if (length == 0) return false;
-  i += length;
-  uint16_t units[2];
-  const int n = UnitsOfCharacter(ch, units);
-  for (int k = 0; k < n; ++k) to = PutUnicodeEscape(to, units[k]);
-  if (n != 0) prev = units[n - 1];
-  return true;
-}
+};
+constexpr ByteClasses kByteClasses;
 
 // UTF-8 text written as the units DecodeUTF8 would give for it, without making them. The units
-// DecodeUTF8 drops (byte-order marks, U+FFFE) are left out here too, and an illegal or truncated
-// sequence ends the text in the same place with the same log line. No byte gives more than five
-// bytes of output ("\\par "), so each stretch of input is written into room reserved for that.
+// DecodeUTF8 drops (byte-order marks, U+FFFE, lone surrogates) are left out here too, and an
+// illegal or truncated sequence ends the text in the same place with the same log line. No
+// byte gives more than five bytes of output ("\\par "), so each stretch of input is written
+// into room reserved for that; sixteen plain bytes are copied at once.
 void WriteUTF8(const uint8_t* bytes, int64_t count, RTFOutput& out) {
   constexpr int64_t kStretch = 4096;
-  uint32_t prev = 0;
+  // CR and LF pair with the unit before them. That unit ends at the byte before, unless a
+  // character that gives no unit lies between: then it is the one before that character.
+  int64_t resumeAt = -1;
+  uint32_t unitBeforeDropped = 0;
+  const auto unitBefore = [&](int64_t at) -> uint32_t {
+    return at == resumeAt ? unitBeforeDropped : at == 0 ? 0u : bytes[at - 1];
+  };
   int64_t i = 0;
   while (i < count) {
     // A sequence that starts inside the stretch may end up to three bytes after it.
@@ -457,47 +442,79 @@ void WriteUTF8(const uint8_t* bytes, int64_t count, RTFOutput& out) {
     char* to = start;
     while (i < end) {
 #if defined(__SSE2__)
-      if (count >= 16) {
-        // Sixteen bytes are looked at once (near the end the last sixteen, those before i
-        // masked off): the plain stretches between the bytes that need care are copied and
-        // those bytes written one by one, without looking at the block again.
-        const int64_t at = count - i >= 16 ? i : count - 16;
-        const __m128i b = _mm_loadu_si128(reinterpret_cast<const __m128i*>(bytes + at));
-        unsigned mask = MaybeSpecial(b) >> (i - at);
-        const int64_t limit = at + 16 < end ? at + 16 : end;
-        for (;;) {
-          const int64_t left = limit - i;
-          const int64_t plain = mask == 0 ? left : std::min<int64_t>(__builtin_ctz(mask), left);
-          if (plain != 0) {
-            if (count - i >= 16) {
-              _mm_storeu_si128(reinterpret_cast<__m128i*>(to),
-                               _mm_loadu_si128(reinterpret_cast<const __m128i*>(bytes + i)));
-              to += plain;
-            } else {
-              to = CopyFew(to, bytes + i, plain);
-            }
-            i += plain;
-            prev = bytes[i - 1];
-            if (i == limit) break;
-            mask >>= plain;
-          }
-          const int64_t before = i;
-          if (!PutCharacter(bytes, count, i, prev, to)) {
-            out.Commit(static_cast<size_t>(to - start));
-            DebugLogULong("Illegal UTF-8 sequence!", static_cast<uint64_t>(i));
-            return;
-          }
-          if (i >= limit) break;
-          mask >>= (i - before);
+      if (count - i >= 16) {
+        // The block is stored whole; only its plain bytes are kept.
+        const __m128i b = _mm_loadu_si128(reinterpret_cast<const __m128i*>(bytes + i));
+        _mm_storeu_si128(reinterpret_cast<__m128i*>(to), b);
+        const unsigned mask = MaybeSpecial(b);
+        if (mask == 0) {
+          to += 16;
+          i += 16;
+          continue;
         }
-        continue;
+        const int plain = __builtin_ctz(mask);
+        to += plain;
+        i += plain;
+      } else if (count >= 16) {
+        // Near the end the last sixteen bytes are looked at, those before i masked off.
+        const int64_t at = count - 16;
+        const unsigned mask =
+            MaybeSpecial(_mm_loadu_si128(reinterpret_cast<const __m128i*>(bytes + at))) >> (i - at);
+        const int64_t plain = mask == 0 ? count - i : __builtin_ctz(mask);
+        to = CopyFew(to, bytes + i, plain);
+        i += plain;
+        if (i == count) break;
       }
 #endif
-      if (!PutCharacter(bytes, count, i, prev, to)) {
+      const uint8_t lead = bytes[i];
+      switch (kByteClasses.of[lead]) {
+        case kPlainByte:
+          *to++ = static_cast<char>(lead);
+          ++i;
+          continue;
+        case kDropByte:
+          ++i;
+          continue;
+        case kEscapeByte:
+          to[0] = '\\';
+          to[1] = static_cast<char>(lead);
+          to += 2;
+          ++i;
+          continue;
+        case kCRByte:
+          if (unitBefore(i) != 10) to = Put(to, "\\par ");
+          ++i;
+          continue;
+        case kLFByte:
+          if (unitBefore(i) != 13) to = Put(to, "\\par ");
+          ++i;
+          continue;
+        case kTwoByteLead:
+          // A legal two-byte sequence gives a unit from U+0080 to U+07FF, never one dropped.
+          if (i + 1 < count && (bytes[i + 1] & 0xC0) == 0x80) {
+            to = PutUnicodeEscape(to, ((lead & 0x1Fu) << 6) | (bytes[i + 1] & 0x3Fu));
+            i += 2;
+            continue;
+          }
+          break;
+        default:
+          break;
+      }
+      uint32_t ch = 0;
+      const int length = ReadUTF8Sequence(bytes, i, count, &ch);
+      if (length == 0) {
         out.Commit(static_cast<size_t>(to - start));
         DebugLogULong("Illegal UTF-8 sequence!", static_cast<uint64_t>(i));
         return;
       }
+      uint16_t units[2];
+      const int n = UnitsOfCharacter(ch, units);
+      for (int k = 0; k < n; ++k) to = PutUnicodeEscape(to, units[k]);
+      if (n == 0) {
+        unitBeforeDropped = unitBefore(i);
+        resumeAt = i + length;
+      }
+      i += length;
     }
     out.Commit(static_cast<size_t>(to - start));
   }

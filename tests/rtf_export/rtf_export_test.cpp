@@ -201,6 +201,28 @@ TEST_F(RTFExport, UTF8TextIsWrittenAsItsDecodedUnits) {
   EXPECT_GT(malformedCount, 20);
 }
 
+// A character that gives no unit (byte-order mark, U+FFFE) leaves CR and LF on either side of
+// it next to each other, so they still pair; near the start, in the middle of a long text and
+// in its last bytes alike.
+TEST_F(RTFExport, LineBreaksPairAcrossCharactersWithoutUnits) {
+  Start();
+  const std::string bom = "\xEF\xBB\xBF", fffe = "\xEF\xBF\xBE";
+  const std::string middles[] = {bom, fffe, bom + fffe, fffe + bom + bom};
+  for (const std::string& middle : middles) {
+    for (const std::string& pair : {std::string("\n\r"), std::string("\r\n")}) {
+      for (size_t before : {0, 1, 15, 17, 40}) {
+        for (size_t after : {0, 3, 20}) {
+          const std::string text =
+              std::string(before, 'x') + pair[0] + middle + pair[1] + std::string(after, 'y');
+          EXPECT_EQ(Export({Text(text)}), kPlainHeader + std::string(before, 'x') + "\\par " +
+                                              std::string(after, 'y') + "}")
+              << before << " " << after;
+        }
+      }
+    }
+  }
+}
+
 TEST_F(RTFExport, NonASCIITextInLatin1) {
   Start();
   RunRecipe run = Text("caf\xE9");
