@@ -243,12 +243,14 @@ struct TextStart {
   bool ascii;    // pure ASCII bytes in data (a null string counts as empty ASCII)
 };
 
-// Inline in every reading: its answers then stay in registers.
+// Inline in every reading: its answers then stay in registers. check(bytes, length) tells
+// whether the own bytes are pure ASCII; a caller may do its first work with them on the way.
+template <typename Check>
 #if defined(__GNUC__)
 __attribute__((always_inline))
 #endif
 inline TextStart
-StartReading(REALstringStruct* s) {
+StartReading(REALstringStruct* s, Check&& check) {
   TextStart start{s, host_string_detail::EmptyBuffer, 0, 0, false, false, s == nullptr};
   if (s == nullptr) return start;
   REALLockString(s);
@@ -258,12 +260,22 @@ StartReading(REALstringStruct* s) {
   int64_t length = 0;
   const char* data = REALGetStringContents(s, &length);
   if ((data == nullptr && length != 0) || length < 0) rbText::FixLength(data, length);
-  start.ascii = AllASCII(reinterpret_cast<const uint8_t*>(data), length);
-  REALUnlockString(s);
-  start.checked = true;
   if (data != nullptr) start.data = data;
   start.length = length;
+  start.ascii = check(start.data, length);
+  REALUnlockString(s);
+  start.checked = true;
   return start;
+}
+
+#if defined(__GNUC__)
+__attribute__((always_inline))
+#endif
+inline TextStart
+StartReading(REALstringStruct* s) {
+  return StartReading(s, [](const char* bytes, int64_t length) {
+    return AllASCII(reinterpret_cast<const uint8_t*>(bytes), length);
+  });
 }
 
 // Gives back the lock StartReading took, as a reader does when it goes.

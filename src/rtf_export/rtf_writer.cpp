@@ -296,20 +296,21 @@ inline unsigned MaybeSpecial(__m128i b) {
   return static_cast<unsigned>(_mm_movemask_epi8(m));
 }
 
-// Writes the count bytes (4 to 16) as they are when none needs care; false otherwise. Two
-// overlapping loads cover them, so nothing outside the text is read.
-inline bool CopyShortPlain(const uint8_t* bytes, int64_t count, RTFOutput& out) {
-  __m128i b;
+// The count bytes (4 to 16) in the two halves of a block: two overlapping loads cover them, so
+// nothing outside the text is read.
+inline __m128i ShortBlock(const uint8_t* bytes, int64_t count) {
   if (count >= 8) {
-    b = _mm_unpacklo_epi64(_mm_loadl_epi64(reinterpret_cast<const __m128i*>(bytes)),
-                           _mm_loadl_epi64(reinterpret_cast<const __m128i*>(bytes + count - 8)));
-  } else {
-    int32_t head, tail;
-    std::memcpy(&head, bytes, 4);
-    std::memcpy(&tail, bytes + count - 4, 4);
-    b = _mm_unpacklo_epi32(_mm_cvtsi32_si128(head), _mm_cvtsi32_si128(tail));
+    return _mm_unpacklo_epi64(_mm_loadl_epi64(reinterpret_cast<const __m128i*>(bytes)),
+                              _mm_loadl_epi64(reinterpret_cast<const __m128i*>(bytes + count - 8)));
   }
-  if (MaybeSpecial(b) != 0) return false;
+  int32_t head, tail;
+  std::memcpy(&head, bytes, 4);
+  std::memcpy(&tail, bytes + count - 4, 4);
+  return _mm_unpacklo_epi32(_mm_cvtsi32_si128(head), _mm_cvtsi32_si128(tail));
+}
+
+// Writes the count bytes (4 to 16) as they are.
+inline void CopyShort(const uint8_t* bytes, int64_t count, RTFOutput& out) {
   char* to = out.Reserve(static_cast<size_t>(count));
   if (count >= 8) {
     std::memcpy(to, bytes, 8);
@@ -319,7 +320,21 @@ inline bool CopyShortPlain(const uint8_t* bytes, int64_t count, RTFOutput& out) 
     std::memcpy(to + count - 4, bytes + count - 4, 4);
   }
   out.Commit(static_cast<size_t>(count));
+}
+
+// Writes the count bytes (4 to 16) as they are when none needs care; false otherwise.
+inline bool CopyShortPlain(const uint8_t* bytes, int64_t count, RTFOutput& out) {
+  if (MaybeSpecial(ShortBlock(bytes, count)) != 0) return false;
+  CopyShort(bytes, count, out);
   return true;
+}
+
+// Writes the count bytes (17 to 32) as they are: two overlapping blocks.
+inline void CopyTwoBlocks(__m128i head, __m128i tail, int64_t count, RTFOutput& out) {
+  char* to = out.Reserve(static_cast<size_t>(count));
+  _mm_storeu_si128(reinterpret_cast<__m128i*>(to), head);
+  _mm_storeu_si128(reinterpret_cast<__m128i*>(to + count - 16), tail);
+  out.Commit(static_cast<size_t>(count));
 }
 #endif
 
@@ -529,10 +544,7 @@ void WriteASCII(const uint8_t* bytes, int64_t count, RTFOutput& out) {
     const __m128i head = _mm_loadu_si128(reinterpret_cast<const __m128i*>(bytes));
     const __m128i tail = _mm_loadu_si128(reinterpret_cast<const __m128i*>(bytes + count - 16));
     if ((MaybeSpecial(head) | MaybeSpecial(tail)) == 0) {
-      char* to = out.Reserve(static_cast<size_t>(count));
-      _mm_storeu_si128(reinterpret_cast<__m128i*>(to), head);
-      _mm_storeu_si128(reinterpret_cast<__m128i*>(to + count - 16), tail);
-      out.Commit(static_cast<size_t>(count));
+      CopyTwoBlocks(head, tail, count, out);
       return;
     }
   } else if (count >= 4 && count <= 16) {
@@ -540,6 +552,43 @@ void WriteASCII(const uint8_t* bytes, int64_t count, RTFOutput& out) {
   }
 #endif
   WriteUTF8(bytes, count, out);
+}
+
+// Text whose own bytes a reader checks for pure ASCII: written as WriteASCII writes it when they
+// are, false with nothing written when they are not. A short text is checked and scanned for
+// the bytes that need care with the same loads.
+#if defined(__GNUC__)
+__attribute__((always_inline))
+#endif
+inline bool
+WriteIfASCII(const uint8_t* bytes, int64_t count, RTFOutput& out) {
+#if defined(__SSE2__)
+  if (count > 16 && count <= 32) {
+    const __m128i head = _mm_loadu_si128(reinterpret_cast<const __m128i*>(bytes));
+    const __m128i tail = _mm_loadu_si128(reinterpret_cast<const __m128i*>(bytes + count - 16));
+    if ((MaybeSpecial(head) | MaybeSpecial(tail)) == 0) {
+      CopyTwoBlocks(head, tail, count, out);
+      return true;
+    }
+    // The sign bits mark the bytes from 128 up.
+    if ((_mm_movemask_epi8(head) | _mm_movemask_epi8(tail)) != 0) return false;
+    WriteUTF8(bytes, count, out);
+    return true;
+  }
+  if (count >= 4 && count <= 16) {
+    const __m128i b = ShortBlock(bytes, count);
+    if (MaybeSpecial(b) == 0) {
+      CopyShort(bytes, count, out);
+      return true;
+    }
+    if (_mm_movemask_epi8(b) != 0) return false;
+    WriteUTF8(bytes, count, out);
+    return true;
+  }
+#endif
+  if (!AllASCII(bytes, count)) return false;
+  WriteASCII(bytes, count, out);
+  return true;
 }
 
 // Text that is not pure ASCII held as UTF-8: a reader goes on from the first host calls.
@@ -573,9 +622,11 @@ void WriteOtherText(const TextStart& start, RTFOutput& out) {
 // everything from 0x80 becomes a Unicode escape. Pure ASCII text has the same units as its
 // bytes, so it is read from them directly (a reader makes the same host calls either way).
 void WriteText(REALstringStruct* text, RTFOutput& out) {
-  const TextStart start = StartReading(text);
+  // Text held as UTF-8 is written while its bytes are checked (a null text has none to write).
+  const TextStart start = StartReading(text, [&out](const char* bytes, int64_t length) {
+    return WriteIfASCII(reinterpret_cast<const uint8_t*>(bytes), length, out);
+  });
   if (start.ascii) {
-    WriteASCII(reinterpret_cast<const uint8_t*>(start.data), start.length, out);
     EndReading(start);
     return;
   }
