@@ -243,29 +243,84 @@ struct TextStart {
   bool ascii;    // pure ASCII bytes in data (a null string counts as empty ASCII)
 };
 
+// The string services a reading calls, through the wrappers: each finds its entry point while
+// the host has not given it yet.
+struct StringServiceWrappers {
+  void Lock(REALstringStruct* s) const { REALLockString(s); }
+  void Unlock(REALstringStruct* s) const { REALUnlockString(s); }
+  uint32_t Encoding(REALstringStruct* s, bool* available) const {
+    return REALGetStringEncoding(s, available);
+  }
+  const char* Contents(REALstringStruct* s, int64_t* length) const {
+    return REALGetStringContents(s, length);
+  }
+};
+
+// The same services straight from the wrappers' cache, once the wrappers have found every one:
+// a loop over many strings then calls them without testing each entry point every time. The
+// calls and their order are those of the wrappers.
+struct CachedStringServices {
+  // True, with every entry point taken, when all of them are found; false otherwise.
+  bool Take() {
+    lock = reinterpret_cast<host_contract::REALLockStringFn>(gHostEntryPoints.REALLockString);
+    unlock = reinterpret_cast<host_contract::REALUnlockStringFn>(gHostEntryPoints.REALUnlockString);
+    encoding = reinterpret_cast<host_contract::REALGetStringEncodingFn>(
+        gHostEntryPoints.REALGetStringEncoding);
+    bytes = reinterpret_cast<host_contract::StringGetCStringFn>(gHostEntryPoints.StringGetCString);
+    byteCount = reinterpret_cast<HostStringMeasure>(gHostEntryPoints.globalLenB);
+    return lock != nullptr && unlock != nullptr && encoding != nullptr && bytes != nullptr &&
+           byteCount != nullptr;
+  }
+  void Lock(REALstringStruct* s) const { lock(s); }
+  void Unlock(REALstringStruct* s) const { unlock(s); }
+  uint32_t Encoding(REALstringStruct* s, bool* available) const {
+    *available = true;
+    return encoding(s);
+  }
+  const char* Contents(REALstringStruct* s, int64_t* length) const {
+    *length = byteCount(s);
+    return static_cast<const char*>(bytes(s));
+  }
+
+  host_contract::REALLockStringFn lock = nullptr;
+  host_contract::REALUnlockStringFn unlock = nullptr;
+  host_contract::REALGetStringEncodingFn encoding = nullptr;
+  host_contract::StringGetCStringFn bytes = nullptr;
+  HostStringMeasure byteCount = nullptr;
+};
+
 // Inline in every reading: its answers then stay in registers. check(bytes, length) tells
 // whether the own bytes are pure ASCII; a caller may do its first work with them on the way.
+template <typename Services, typename Check>
+#if defined(__GNUC__)
+__attribute__((always_inline))
+#endif
+inline TextStart
+StartReading(const Services& host, REALstringStruct* s, Check&& check) {
+  TextStart start{s, host_string_detail::EmptyBuffer, 0, 0, false, false, s == nullptr};
+  if (s == nullptr) return start;
+  host.Lock(s);
+  start.found = host.Encoding(s, &start.available);
+  if (!start.available || start.found != kREALTextEncodingUTF8) return start;
+  host.Lock(s);
+  int64_t length = 0;
+  const char* data = host.Contents(s, &length);
+  if ((data == nullptr && length != 0) || length < 0) rbText::FixLength(data, length);
+  if (data != nullptr) start.data = data;
+  start.length = length;
+  start.ascii = check(start.data, length);
+  host.Unlock(s);
+  start.checked = true;
+  return start;
+}
+
 template <typename Check>
 #if defined(__GNUC__)
 __attribute__((always_inline))
 #endif
 inline TextStart
 StartReading(REALstringStruct* s, Check&& check) {
-  TextStart start{s, host_string_detail::EmptyBuffer, 0, 0, false, false, s == nullptr};
-  if (s == nullptr) return start;
-  REALLockString(s);
-  start.found = REALGetStringEncoding(s, &start.available);
-  if (!start.available || start.found != kREALTextEncodingUTF8) return start;
-  REALLockString(s);
-  int64_t length = 0;
-  const char* data = REALGetStringContents(s, &length);
-  if ((data == nullptr && length != 0) || length < 0) rbText::FixLength(data, length);
-  if (data != nullptr) start.data = data;
-  start.length = length;
-  start.ascii = check(start.data, length);
-  REALUnlockString(s);
-  start.checked = true;
-  return start;
+  return StartReading(StringServiceWrappers(), s, check);
 }
 
 #if defined(__GNUC__)
@@ -279,8 +334,12 @@ StartReading(REALstringStruct* s) {
 }
 
 // Gives back the lock StartReading took, as a reader does when it goes.
+template <typename Services>
+inline void EndReading(const Services& host, const TextStart& start) {
+  if (start.string != nullptr) host.Unlock(start.string);
+}
 inline void EndReading(const TextStart& start) {
-  if (start.string != nullptr) REALUnlockString(start.string);
+  EndReading(StringServiceWrappers(), start);
 }
 
 // A string's UTF-8 view as rbText(s).UTF8() and UTF8Length() give it, with the same host calls
@@ -288,11 +347,16 @@ inline void EndReading(const TextStart& start) {
 // byte is read in place, everything else through a reader.
 class UTF8View {
  public:
+  explicit UTF8View(REALstringStruct* s) : UTF8View(StringServiceWrappers(), s) {}
+  // The same through the given services.
+  template <typename Services>
 #if defined(__GNUC__)
   __attribute__((always_inline))
 #endif
-  explicit UTF8View(REALstringStruct* s)
-      : start_(StartReading(s)) {
+  UTF8View(const Services& host, REALstringStruct* s)
+      : start_(StartReading(host, s, [](const char* bytes, int64_t length) {
+          return AllASCII(reinterpret_cast<const uint8_t*>(bytes), length);
+        })) {
     if (start_.ascii && (start_.length == 0 || start_.data[start_.length] == 0)) {
       data_ = start_.data;
       length_ = start_.length;

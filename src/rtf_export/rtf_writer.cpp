@@ -55,7 +55,11 @@ class RecentFonts {
   // are entered with index 0 (only the empty name can be absent). Neighbouring runs mostly
   // share their font: the slot of the last hit is tried first. A name is in at most one slot.
   template <typename Tables>
-  int64_t IndexOf(const char* name, size_t size, Tables& t) {
+#if defined(__GNUC__)
+  __attribute__((always_inline))
+#endif
+  int64_t
+  IndexOf(const char* name, size_t size, Tables& t) {
     const Key key = KeyOf(name, size);
     if (count_ != 0 && Matches(last_, key, name)) return indexes_[last_];
     for (size_t k = 0; k < count_; ++k) {
@@ -75,7 +79,9 @@ class RecentFonts {
     uint64_t head;
     uint64_t tail;
   };
-  static bool Whole(size_t size) { return size >= 4 && size <= 16; }
+  static bool Whole(size_t size) {
+    return size >= 4 && size <= 16;
+  }
   static Key KeyOf(const char* name, size_t size) {
     Key key{size, 0, 0};
     if (size >= 8 && size <= 16) {
@@ -129,7 +135,11 @@ class RecentFonts {
 
 // The length of a reader's UTF-8 view up to its first zero byte, as strlen gives it: the view
 // holds length bytes and a zero after them, so a short view is looked at in two words.
-size_t NameLength(const char* bytes, int64_t length) {
+#if defined(__GNUC__)
+__attribute__((always_inline))
+#endif
+inline size_t
+NameLength(const char* bytes, int64_t length) {
   if (length >= 8 && length <= 16) {
     if (!ZeroByteInTwoWords<uint64_t>(bytes, length)) return static_cast<size_t>(length);
   } else if (length >= 4 && length < 8) {
@@ -154,6 +164,19 @@ struct Tables {
   std::vector<RunIndexes> runIndexes;
 };
 
+// The index of a run's font name as GetStringInUTF8 gives it, read in place while the string
+// is locked; 0 for an empty name.
+template <typename Services>
+#if defined(__GNUC__)
+__attribute__((always_inline))
+#endif
+inline int32_t
+FontIndex(const Services& host, REALstringStruct* font, RecentFonts& recent, Tables& t) {
+  const UTF8View name(host, font);
+  const size_t size = NameLength(name.data(), name.length());
+  return size == 0 ? 0 : static_cast<int32_t>(recent.IndexOf(name.data(), size, t));
+}
+
 void BuildTables(const std::vector<XojoStyleRun>& runs, Tables& t) {
   t.runIndexes.resize(runs.size());
   Tables::RunIndexes* indexes = t.runIndexes.data();
@@ -162,6 +185,9 @@ void BuildTables(const std::vector<XojoStyleRun>& runs, Tables& t) {
   uint32_t lastColor = 0;
   int64_t lastColorIndex = 0;
   RecentFonts recent;
+  // The string services come from the cache once the first reads have found them all.
+  CachedStringServices cached;
+  bool haveCached = false;
   for (const XojoStyleRun& run : runs) {
     if (!haveColor || run.textColor != lastColor) {
       auto found = t.colorToIndex.find(run.textColor);
@@ -175,10 +201,9 @@ void BuildTables(const std::vector<XojoStyleRun>& runs, Tables& t) {
       lastColorIndex = found->second;
     }
     indexes->color = static_cast<int32_t>(lastColorIndex);
-    // The name as GetStringInUTF8 gives it, read in place while the string is locked.
-    const UTF8View name(run.font);
-    const size_t size = NameLength(name.data(), name.length());
-    indexes->font = size == 0 ? 0 : static_cast<int32_t>(recent.IndexOf(name.data(), size, t));
+    if (!haveCached) haveCached = cached.Take();
+    indexes->font = haveCached ? FontIndex(cached, run.font, recent, t)
+                               : FontIndex(StringServiceWrappers(), run.font, recent, t);
     ++indexes;
   }
 }
@@ -621,13 +646,18 @@ void WriteOtherText(const TextStart& start, RTFOutput& out) {
 // paragraph mark unless it pairs with the unit just before it, RTF specials are escaped and
 // everything from 0x80 becomes a Unicode escape. Pure ASCII text has the same units as its
 // bytes, so it is read from them directly (a reader makes the same host calls either way).
-void WriteText(REALstringStruct* text, RTFOutput& out) {
+template <typename Services>
+#if defined(__GNUC__)
+__attribute__((always_inline))
+#endif
+inline void
+WriteText(const Services& host, REALstringStruct* text, RTFOutput& out) {
   // Text held as UTF-8 is written while its bytes are checked (a null text has none to write).
-  const TextStart start = StartReading(text, [&out](const char* bytes, int64_t length) {
+  const TextStart start = StartReading(host, text, [&out](const char* bytes, int64_t length) {
     return WriteIfASCII(reinterpret_cast<const uint8_t*>(bytes), length, out);
   });
   if (start.ascii) {
-    EndReading(start);
+    EndReading(host, start);
     return;
   }
   WriteOtherText(start, out);
@@ -649,9 +679,13 @@ void WriteRTF(const std::vector<XojoStyleRun>& runs, RTFOutput& out) {
   REALstringStruct* curFont = nullptr;  // borrowed from the records
   uint32_t curColor = 0;
   double curSize = 0.0;
+  // The string services come from the cache once all are found, as they mostly are by now.
+  CachedStringServices cached;
+  bool haveCached = false;
 
   for (size_t r = 0; r < runs.size(); ++r) {
     const XojoStyleRun& run = runs[r];
+    if (!haveCached) haveCached = cached.Take();
     // The run's formatting goes straight into room reserved for the longest it can be.
     char* const start = out.Reserve(kMaxFormatting);
     char* to = start;
@@ -684,7 +718,11 @@ void WriteRTF(const std::vector<XojoStyleRun>& runs, RTFOutput& out) {
       if (available && differs != 0) {
         // The name is read again, as the host expects; its index is the one the table pass
         // found for this same string.
-        const UTF8View name(run.font);
+        if (haveCached) {
+          const UTF8View name(cached, run.font);
+        } else {
+          const UTF8View name(run.font);
+        }
         to = Put(to, "\\f");
         to += FormatDecimal(tables.runIndexes[r].font, to);
         curFont = run.font;
@@ -704,7 +742,11 @@ void WriteRTF(const std::vector<XojoStyleRun>& runs, RTFOutput& out) {
     // A space ends the control words when any was written.
     if (to != start) *to++ = ' ';
     out.Commit(static_cast<size_t>(to - start));
-    WriteText(run.text, out);
+    if (haveCached) {
+      WriteText(cached, run.text, out);
+    } else {
+      WriteText(StringServiceWrappers(), run.text, out);
+    }
   }
   out.Append('}');
 }

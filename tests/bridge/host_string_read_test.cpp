@@ -246,6 +246,19 @@ TEST_F(BridgeTest, UTF8ViewWithoutAReaderMatchesTheReader) {
     EXPECT_EQ(seen, expected);
     EXPECT_EQ(host.AllCalls(), expectedCalls) << expected;
     EXPECT_EQ(log, expectedLog) << expected;
+
+    // The same through the services taken from the wrappers' cache, all found by now.
+    CachedStringServices cached;
+    ASSERT_TRUE(cached.Take());
+    seen = "unset";
+    host.ResetCounters();
+    const Log cachedLog = LogOf(host, [&] {
+      const UTF8View view(cached, s);
+      seen.assign(view.data(), static_cast<size_t>(view.length()));
+    });
+    EXPECT_EQ(seen, expected);
+    EXPECT_EQ(host.AllCalls(), expectedCalls) << expected;
+    EXPECT_EQ(cachedLog, expectedLog) << expected;
     if (s != nullptr) {
       EXPECT_EQ(host.RefCount(s), 1) << "every lock given back";
       host.Release(s);
@@ -579,6 +592,8 @@ TEST_F(BridgeWithheld, MissingLenBGivesLengthZeroButKeepsTheBytes) {
   bridge_test::HostWithout host({host_contract::kLenBDeclaration});
   REALstring s = host.NewStringUTF8("abc");
   {
+    CachedStringServices cached;
+    EXPECT_FALSE(cached.Take()) << "a missing service keeps readers on the wrappers";
     rbData data(s);
     EXPECT_NE(data.data, nullptr);
     EXPECT_EQ(data.length, 0);
