@@ -50,13 +50,19 @@ struct RunServiceWrappers : StringServiceWrappers {
   bool GetInteger(REALobjectStruct* run, const char* name, int64_t* out) const {
     return REALGetPropValueInteger(run, name, out);
   }
+  int64_t Length(REALstringStruct* s) const { return GetStringLength(s); }
 };
 
 // The same straight from the wrappers' cache once every one is found: the first run finds
 // them, and the others call them without testing each entry point. Each reader keeps the
 // wrappers' contract: the result variable keeps its preset when the host does not write it.
 struct CachedRunServices {
-  bool Take() {
+  // Also the StyleRun method as its lookup cached it for styledText, and the framework's Len.
+  bool Take(REALobjectStruct* styledText) {
+    const HostMethodCache& method = gHostEntryPoints.methodStyleRun;
+    styleRun =
+        method.lastObject == styledText ? reinterpret_cast<HostIndexGetter>(method.entry) : nullptr;
+    length = reinterpret_cast<HostStringMeasure>(gHostEntryPoints.globalLen);
     lock = reinterpret_cast<host_contract::REALLockStringFn>(gHostEntryPoints.REALLockString);
     unlock = reinterpret_cast<host_contract::REALUnlockStringFn>(gHostEntryPoints.REALUnlockString);
     bytes = reinterpret_cast<host_contract::StringGetCStringFn>(gHostEntryPoints.StringGetCString);
@@ -69,14 +75,19 @@ struct CachedRunServices {
         gHostEntryPoints.REALGetPropValueBool);
     getInteger = reinterpret_cast<host_contract::REALGetPropValueIntegerFn>(
         gHostEntryPoints.REALGetPropValueInteger);
-    return lock != nullptr && unlock != nullptr && bytes != nullptr && byteCount != nullptr &&
-           getString != nullptr && getColor != nullptr && getBoolean != nullptr &&
-           getInteger != nullptr;
+    return styleRun != nullptr && length != nullptr && lock != nullptr && unlock != nullptr &&
+           bytes != nullptr && byteCount != nullptr && getString != nullptr &&
+           getColor != nullptr && getBoolean != nullptr && getInteger != nullptr;
   }
+  // GetStyleRun through the method its lookup cached for this StyledText.
+  REALobjectStruct* StyleRun(REALobjectStruct* styledText, int64_t index) const {
+    return styleRun(styledText, static_cast<RBInteger>(index));
+  }
+  int64_t Length(REALstringStruct* s) const { return length(s); }
   void Lock(REALstringStruct* s) const { lock(s); }
   void Unlock(REALstringStruct* s) const { unlock(s); }
-  const char* Contents(REALstringStruct* s, int64_t* length) const {
-    *length = byteCount(s);
+  const char* Contents(REALstringStruct* s, int64_t* count) const {
+    *count = byteCount(s);
     return static_cast<const char*>(bytes(s));
   }
   bool GetString(REALobjectStruct* run, const char* name, REALstringStruct** out) const {
@@ -101,6 +112,8 @@ struct CachedRunServices {
     return ok;
   }
 
+  HostIndexGetter styleRun = nullptr;
+  HostStringMeasure length = nullptr;
   host_contract::REALLockStringFn lock = nullptr;
   host_contract::REALUnlockStringFn unlock = nullptr;
   host_contract::StringGetCStringFn bytes = nullptr;
@@ -165,7 +178,7 @@ ReadRun(const Services& host, REALobjectStruct* run, RunFields& f) {
   f.italic = ReadFlag(host, run, host_contract::kItalicProperty);
   f.underline = ReadFlag(host, run, host_contract::kUnderlineProperty);
   host.GetInteger(run, host_contract::kSizeProperty, &f.size);
-  f.length = GetStringLength(f.text);
+  f.length = host.Length(f.text);
 }
 
 // Each paragraph in turn gives its alignment to every record whose middle lies in
@@ -229,12 +242,13 @@ bool TakeStyleRunSnapshot(REALobjectStruct* styledText, bool skipParagraphs,
   bool haveCached = false;
   for (int64_t i = 0; i < runCount; ++i) {
     // The StyleRun handle is deliberately not released here; only Paragraphs are.
-    REALobjectStruct* run = GetStyleRun(styledText, i);
+    REALobjectStruct* run =
+        haveCached ? cached.StyleRun(styledText, i) : GetStyleRun(styledText, i);
     if (run == nullptr) continue;  // a missing run takes no room in the offsets
     RunFields f;
     rbFreeLater freeFont(nullptr, &f.font);
     rbFreeLater freeText(nullptr, &f.text);
-    if (!haveCached) haveCached = cached.Take();
+    if (!haveCached) haveCached = cached.Take(styledText);
     if (haveCached) {
       ReadRun(cached, run, f);
     } else {
