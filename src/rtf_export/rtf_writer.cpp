@@ -4,7 +4,9 @@
 
 #include <algorithm>
 #include <cstdio>
+#include <cstdlib>
 #include <cstring>
+#include <memory>
 #include <utility>
 #include <unordered_map>
 
@@ -616,11 +618,69 @@ WriteIfASCII(const uint8_t* bytes, int64_t count, RTFOutput& out) {
   return true;
 }
 
+// The host's UTF-8 data record of a string, held until the end of the scope and given back
+// after the string's lock, as a reader gives them back.
+class UTF8Record {
+ public:
+  explicit UTF8Record(REALstringStruct* s) : string_(s) {
+    held_ = REALGetStringData(s, kREALTextEncodingUTF8, &record_);
+  }
+  ~UTF8Record() {
+    if (string_ != nullptr) REALUnlockString(string_);
+    if (held_) REALDisposeStringData(&record_);
+  }
+  UTF8Record(const UTF8Record&) = delete;
+  UTF8Record& operator=(const UTF8Record&) = delete;
+
+  bool held() const { return held_; }
+  const REALstringData& record() const { return record_; }
+
+ private:
+  REALstringStruct* string_;
+  REALstringData record_ = REALstringData();
+  bool held_ = false;
+};
+
+// Text held as UTF-8 that is not pure ASCII, written from the UTF-8 view a reader would make of
+// it: the host's data record, copied first when it lacks its zero byte.
+#if defined(__GNUC__)
+__attribute__((noinline))
+#endif
+void WriteUTF8Text(const TextStart& start, RTFOutput& out) {
+  DebugLog("Try UTF8 to UTF16 conversion...");
+  const UTF8Record utf8(start.string);  // takes over the lock start holds
+  const char* text = host_string_detail::EmptyBuffer;
+  int64_t length = 0;
+  if (!utf8.held()) {
+    DebugLog("REALGetStringData failed.");
+  } else if (utf8.record().data != nullptr) {
+    text = static_cast<const char*>(utf8.record().data);
+    length = static_cast<int64_t>(utf8.record().length);
+  }
+  if (length > 0 && text[length] != 0) {
+    DebugLog("String is not zero terminated. Fixed.");
+    const std::unique_ptr<void, decltype(&std::free)> copy(
+        std::calloc(static_cast<size_t>(length) + 4, 1), &std::free);
+    if (copy == nullptr) {
+      DebugLog("Out of memory");
+      return;
+    }
+    std::memcpy(copy.get(), text, static_cast<size_t>(length));
+    WriteUTF8(static_cast<const uint8_t*>(copy.get()), length, out);
+    return;
+  }
+  if (length >= 1) WriteUTF8(reinterpret_cast<const uint8_t*>(text), length, out);
+}
+
 // Text that is not pure ASCII held as UTF-8: a reader goes on from the first host calls.
 #if defined(__GNUC__)
 __attribute__((noinline))
 #endif
 void WriteOtherText(const TextStart& start, RTFOutput& out) {
+  if (start.checked) {
+    WriteUTF8Text(start, out);
+    return;
+  }
   rbText reader(start);
   reader.CheckASCII();
   if (reader.state == rbText::kPureASCII) {

@@ -2,6 +2,8 @@
 // exported through the loaded library, compared byte for byte.
 #include <gtest/gtest.h>
 
+#include <algorithm>
+
 #include <cstdint>
 #include <cstring>
 #include <iterator>
@@ -129,6 +131,25 @@ TEST_F(RTFExport, FontNamesReachTheFontTableWithoutTheByteCountMethod) {
   EXPECT_EQ(rtf,
             "{\\rtf1\\ansi\\ansicpg1252{\\fonttbl{\\f0\\fnil Arial;}}{\\colortbl\\red255\\green0"
             "\\blue0;}\\uc0 \\b\\f0\\cf0\\fs24 }");
+}
+
+// Without the host's string data service, text outside ASCII has no UTF-8 view: its runs keep
+// their formatting and lose their text, and the debug log says why; ASCII text is still read
+// from its own bytes.
+TEST_F(RTFExport, NonASCIITextWithoutStringDataIsLeftOut) {
+  simhost::Options options;
+  options.withheld = {"PluginGetStringData"};
+  Start(options);
+  plugin_->SetDebugging(true);
+  host_->ClearLog();
+  const std::string rtf =
+      Export({Text("plain "), Text("caf\xC3\xA9 {x}"), Styled("end", "Arial", 12, 0, true)});
+  EXPECT_EQ(rtf,
+            "{\\rtf1\\ansi\\ansicpg1252{\\fonttbl{\\f0\\fnil Arial;}}{\\colortbl\\red0\\green0"
+            "\\blue0;}\\uc0 plain \\b\\f0\\fs24 end}");
+  const auto& log = host_->Log();
+  EXPECT_NE(std::find(log.begin(), log.end(), "ZVK Debug: REALGetStringData failed."), log.end());
+  plugin_->SetDebugging(false);
 }
 
 TEST_F(RTFExport, SpecialCharactersInDefaultFormatting) {
