@@ -179,6 +179,32 @@ FontIndex(const Services& host, REALstringStruct* font, RecentFonts& recent, Tab
   return size == 0 ? 0 : static_cast<int32_t>(recent.IndexOf(name.data(), size, t));
 }
 
+// The indexes of colours already looked up, by a hash of the colour: a styled text uses a few
+// colours over and over, and a hit costs a multiplication and a comparison.
+class RecentColors {
+ public:
+  int64_t IndexOf(uint32_t color, Tables& t) {
+    Slot& slot = slots_[(color * 0x9E3779B1u) >> (32 - kBits)];
+    if (slot.used && slot.color == color) return slot.index;
+    auto found = t.colorToIndex.find(color);
+    if (found == t.colorToIndex.end()) {
+      found = t.colorToIndex.emplace(color, static_cast<int64_t>(t.colors.size())).first;
+      t.colors.push_back(color);
+    }
+    slot = Slot{color, true, found->second};
+    return found->second;
+  }
+
+ private:
+  static constexpr int kBits = 4;
+  struct Slot {
+    uint32_t color;
+    bool used;
+    int64_t index;
+  };
+  Slot slots_[1 << kBits] = {};
+};
+
 void BuildTables(const std::vector<XojoStyleRun>& runs, Tables& t) {
   t.runIndexes.resize(runs.size());
   Tables::RunIndexes* indexes = t.runIndexes.data();
@@ -186,21 +212,16 @@ void BuildTables(const std::vector<XojoStyleRun>& runs, Tables& t) {
   bool haveColor = false;
   uint32_t lastColor = 0;
   int64_t lastColorIndex = 0;
+  RecentColors colors;
   RecentFonts recent;
   // The string services come from the cache once the first reads have found them all.
   CachedStringServices cached;
   bool haveCached = false;
   for (const XojoStyleRun& run : runs) {
     if (!haveColor || run.textColor != lastColor) {
-      auto found = t.colorToIndex.find(run.textColor);
-      if (found == t.colorToIndex.end()) {
-        const int64_t index = static_cast<int64_t>(t.colors.size());
-        found = t.colorToIndex.emplace(run.textColor, index).first;
-        t.colors.push_back(run.textColor);
-      }
       haveColor = true;
       lastColor = run.textColor;
-      lastColorIndex = found->second;
+      lastColorIndex = colors.IndexOf(run.textColor, t);
     }
     indexes->color = static_cast<int32_t>(lastColorIndex);
     if (!haveCached) haveCached = cached.Take();
