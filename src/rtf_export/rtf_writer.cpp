@@ -443,16 +443,45 @@ inline char* CopyFew(char* to, const uint8_t* from, int64_t count) {
 #endif
 
 // A unit from 0x80 up as "\\u", its decimal value and a space, at to; returns the position after.
+// "00" to "99": a unit's digits are written two at a time.
+struct DigitPairs {
+  char of[200];
+  constexpr DigitPairs() : of() {
+    for (int k = 0; k < 100; ++k) {
+      of[2 * k] = static_cast<char>('0' + k / 10);
+      of[2 * k + 1] = static_cast<char>('0' + k % 10);
+    }
+  }
+};
+constexpr DigitPairs kDigitPairs;
+
+// The four digits of a value below 10000, leading zeros included, at to.
+inline void PutFourDigits(char* to, uint32_t v) {
+  const uint32_t high = v / 100;
+  std::memcpy(to, kDigitPairs.of + 2 * high, 2);
+  std::memcpy(to + 2, kDigitPairs.of + 2 * (v - high * 100), 2);
+}
+
 inline char* PutUnicodeEscape(char* to, uint32_t u) {
-  const size_t digits = u < 1000 ? 3 : u < 10000 ? 4 : 5;
   to[0] = '\\';
   to[1] = 'u';
-  for (size_t k = digits; k != 0; --k) {
-    to[1 + k] = static_cast<char>('0' + u % 10);
-    u /= 10;
+  if (u < 1000) {  // three digits
+    const uint32_t high = u / 100;
+    to[2] = static_cast<char>('0' + high);
+    std::memcpy(to + 3, kDigitPairs.of + 2 * (u - high * 100), 2);
+    to[5] = ' ';
+    return to + 6;
   }
-  to[2 + digits] = ' ';
-  return to + 3 + digits;
+  if (u < 10000) {
+    PutFourDigits(to + 2, u);
+    to[6] = ' ';
+    return to + 7;
+  }
+  const uint32_t top = u / 10000;
+  to[2] = static_cast<char>('0' + top);
+  PutFourDigits(to + 3, u - top * 10000);
+  to[7] = ' ';
+  return to + 8;
 }
 
 // What the text rules do with each byte of UTF-8: the classes of the units below 128, and from
@@ -524,7 +553,13 @@ void WriteUTF8(const uint8_t* bytes, int64_t count, RTFOutput& out) {
         const unsigned mask =
             MaybeSpecial(_mm_loadu_si128(reinterpret_cast<const __m128i*>(bytes + at))) >> (i - at);
         const int64_t plain = mask == 0 ? count - i : __builtin_ctz(mask);
-        to = CopyFew(to, bytes + i, plain);
+        if (count - i >= 8 && plain <= 8) {
+          // One word covers the stretch; what it writes past it is room the rest overwrites.
+          std::memcpy(to, bytes + i, 8);
+          to += plain;
+        } else {
+          to = CopyFew(to, bytes + i, plain);
+        }
         i += plain;
         if (i == count) break;
       }
