@@ -254,10 +254,17 @@ bool TakeStyleRunSnapshot(REALobjectStruct* styledText, bool skipParagraphs,
     } else {
       ReadRun(RunServiceWrappers(), run, f);
     }
-    // The record takes its own references; this step's go back through the guards above.
+    // The record takes its own references; this step's go back, text first, as the guards
+    // above give them back on any other way out.
     runs.emplace_back(f.bold, f.underline, f.italic, f.textColor, f.size, pos, f.length, f.font,
                       f.text);
     pos += f.length;
+    if (haveCached) {
+      if (f.text != nullptr) cached.Unlock(f.text);
+      if (f.font != nullptr) cached.Unlock(f.font);
+      f.text = nullptr;
+      f.font = nullptr;
+    }
   }
 
   if (!skipParagraphs && paragraphCount > 0)
