@@ -62,7 +62,24 @@ class RecentFonts {
 #endif
   int64_t
   IndexOf(const char* name, size_t size, Tables& t) {
-    const Key key = KeyOf(name, size);
+    return IndexOf(name, KeyOf(name, size), t);
+  }
+
+  // A name's length and a word from each end, which overlap for the four to sixteen bytes most
+  // font names have: then they are the whole name. Shorter words are zero-extended.
+  struct Key {
+    size_t size;
+    uint64_t head;
+    uint64_t tail;
+  };
+
+  // The same for a name whose key is known.
+  template <typename Tables>
+#if defined(__GNUC__)
+  __attribute__((always_inline))
+#endif
+  int64_t
+  IndexOf(const char* name, const Key& key, Tables& t) {
     if (count_ != 0 && Matches(last_, key, name)) return indexes_[last_];
     for (size_t k = 0; k < count_; ++k) {
       if (k != last_ && Matches(k, key, name)) {
@@ -74,13 +91,6 @@ class RecentFonts {
   }
 
  private:
-  // A name's length and a word from each end, which overlap for the four to sixteen bytes most
-  // font names have: then they are the whole name.
-  struct Key {
-    size_t size;
-    uint64_t head;
-    uint64_t tail;
-  };
   static bool Whole(size_t size) {
     return size >= 4 && size <= 16;
   }
@@ -166,6 +176,55 @@ struct Tables {
   std::vector<RunIndexes> runIndexes;
 };
 
+// The words a font name's key is made of, read while its bytes are checked for pure ASCII: a
+// name of four to sixteen bytes is looked at once.
+struct NameWords {
+  bool whole = false;  // head and tail hold the name (four to sixteen bytes)
+  bool zero = false;   // and one of its bytes is zero
+  uint64_t head = 0;
+  uint64_t tail = 0;
+
+  // Whether the length bytes are pure ASCII.
+  bool Read(const char* bytes, int64_t length) {
+    if (length >= 8 && length <= 16) {
+      std::memcpy(&head, bytes, 8);
+      std::memcpy(&tail, bytes + length - 8, 8);
+      whole = true;
+      zero = HasZero(head) || HasZero(tail);
+      return ((head | tail) & 0x8080808080808080u) == 0;
+    }
+    if (length >= 4 && length < 8) {
+      uint32_t h, t;
+      std::memcpy(&h, bytes, 4);
+      std::memcpy(&t, bytes + length - 4, 4);
+      head = h;
+      tail = t;
+      whole = true;
+      zero = HasZero(head | 0xFFFFFFFF00000000u) || HasZero(tail | 0xFFFFFFFF00000000u);
+      return ((head | tail) & 0x80808080u) == 0;
+    }
+    return AllASCII(reinterpret_cast<const uint8_t*>(bytes), length);
+  }
+  static bool HasZero(uint64_t w) {
+    return ((w - 0x0101010101010101u) & ~w & 0x8080808080808080u) != 0;
+  }
+};
+
+// A font name that is not pure ASCII with its zero byte, held as UTF-8: a reader goes on from
+// the first host calls.
+#if defined(__GNUC__)
+__attribute__((noinline))
+#endif
+int32_t
+FontIndexThroughReader(const TextStart& start, RecentFonts& recent, Tables& t) {
+  rbText reader(start);
+  // A string held as UTF-8 is checked by the first UTF8() call; the reader goes on from there.
+  if (start.checked) reader.MakeUTF8();
+  const char* bytes = reader.UTF8();
+  const size_t size = NameLength(bytes, reader.UTF8Length());
+  return size == 0 ? 0 : static_cast<int32_t>(recent.IndexOf(bytes, size, t));
+}
+
 // The index of a run's font name as GetStringInUTF8 gives it, read in place while the string
 // is locked; 0 for an empty name.
 template <typename Services>
@@ -174,9 +233,22 @@ __attribute__((always_inline))
 #endif
 inline int32_t
 FontIndex(const Services& host, REALstringStruct* font, RecentFonts& recent, Tables& t) {
-  const UTF8View name(host, font);
-  const size_t size = NameLength(name.data(), name.length());
-  return size == 0 ? 0 : static_cast<int32_t>(recent.IndexOf(name.data(), size, t));
+  NameWords words;
+  const TextStart start = StartReading(host, font, [&words](const char* bytes, int64_t length) {
+    return words.Read(bytes, length);
+  });
+  if (!(start.ascii && (start.length == 0 || start.data[start.length] == 0)))
+    return FontIndexThroughReader(start, recent, t);
+  int32_t index;
+  if (words.whole && !words.zero) {
+    const RecentFonts::Key key{static_cast<size_t>(start.length), words.head, words.tail};
+    index = static_cast<int32_t>(recent.IndexOf(start.data, key, t));
+  } else {
+    const size_t size = NameLength(start.data, start.length);
+    index = size == 0 ? 0 : static_cast<int32_t>(recent.IndexOf(start.data, size, t));
+  }
+  EndReading(host, start);
+  return index;
 }
 
 // The indexes of colours already looked up, by a hash of the colour: a styled text uses a few
