@@ -175,6 +175,23 @@ void rbData::FixLength() {
 
 // rbText
 
+rbText::rbText(const TextStart& start) : rbText(nullptr) {
+  if (start.string == nullptr) return;
+  string = start.string;
+  lengths[kBytes] = lengths[kUTF8] = lengths[kUTF16] = -1;
+  if (!start.checked) {
+    Classify(start.found, start.available);
+    return;
+  }
+  encoding = kREALTextEncodingUTF8;
+  if (!start.ascii) {
+    state = kNotASCII;
+    return;
+  }
+  views[kBytes] = views[kUTF8] = start.data;
+  lengths[kBytes] = lengths[kUTF8] = start.length;
+}
+
 void rbText::ReleaseView(int view) {
   const int slot = Slot(view);
   const uint8_t bit = static_cast<uint8_t>(1u << slot);
@@ -399,6 +416,14 @@ void rbText::ConvertUTF16() {
       lengths[kUTF16] -= 1;
     }
   }
+}
+
+void UTF8View::ReadThroughReader() {
+  reader_.emplace(start_);
+  // A string held as UTF-8 is checked by the first UTF8() call; the reader goes on from there.
+  if (start_.checked) reader_->MakeUTF8();
+  data_ = reader_->UTF8();
+  length_ = reader_->UTF8Length();
 }
 
 std::string GetStringInUTF8(REALstringStruct* s) {

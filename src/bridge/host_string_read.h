@@ -4,6 +4,7 @@
 #pragma once
 
 #include <cstdint>
+#include <optional>
 #include <string>
 
 #include "bridge/ascii_check.h"
@@ -18,6 +19,8 @@ extern const char EmptyBuffer[4];
 extern const uint16_t EmptyBufferUInt16[2];
 }  // namespace host_string_detail
 extern const uint32_t UTF8_OFFSETS[6];
+
+struct TextStart;
 
 // Decodes length bytes of UTF-8 into UTF-16 units, stopping at the first illegal or truncated
 // sequence (logged with its byte offset). Byte-order marks, U+FFFE and lone surrogates are
@@ -115,6 +118,9 @@ class rbText {
   }
   rbText(const rbText&) = delete;
   rbText& operator=(const rbText&) = delete;
+  // Goes on from where StartReading stopped, in the state CheckASCII leaves (or, for a string
+  // not held as UTF-8, the constructor): the reader takes over the lock start holds.
+  explicit rbText(const TextStart& start);
 
   // Inline with the check itself: nearly every string read makes it once.
 #if defined(__GNUC__)
@@ -147,6 +153,19 @@ class rbText {
   }
   void ConvertUTF8();
   void ConvertUTF16();
+  // The UTF-8 view: pure ASCII text that ends in a zero byte is its own bytes, the rest is
+  // converted out of line. UTF8() makes it when first asked for.
+  void MakeUTF8() {
+    CheckASCII();
+    if (state == kPureASCII && ((held_ | owning_) & 1u) == 0 &&
+        (lengths[kBytes] == 0 || static_cast<const char*>(views[kBytes])[lengths[kBytes]] == 0)) {
+      views[kUTF8] = views[kBytes];
+      lengths[kUTF8] = lengths[kBytes];
+      return;
+    }
+    ConvertUTF8();
+  }
+  static void FixLength(const char* data, int64_t& length);  // no bytes, or a negative count
 
   // Views: computed on first use; pointers are zero-terminated.
   const char* UTF8() {
@@ -193,19 +212,6 @@ class rbText {
   }
   // The constructor's uncommon encodings: anything but UTF-8, or no encoding service.
   void Classify(uint32_t found, bool available);
-  static void FixLength(const char* data, int64_t& length);  // no bytes, or a negative count
-  // The UTF-8 view: pure ASCII text that ends in a zero byte is its own bytes, the rest is
-  // converted out of line.
-  void MakeUTF8() {
-    CheckASCII();
-    if (state == kPureASCII && ((held_ | owning_) & 1u) == 0 &&
-        (lengths[kBytes] == 0 || static_cast<const char*>(views[kBytes])[lengths[kBytes]] == 0)) {
-      views[kUTF8] = views[kBytes];
-      lengths[kUTF8] = lengths[kBytes];
-      return;
-    }
-    ConvertUTF8();
-  }
   void ReleaseView(int view);  // gives back the view's record and frees its buffer
   void OwnView(int view, void* buffer, int64_t length);
   // Replaces the view by a copy of its units (unitSize bytes each) followed by zero bytes; on
@@ -221,6 +227,163 @@ class rbText {
   uint16_t shortUnits_[kShortUnits];  // the UTF-16 view of a short UTF-8 text; never cleared
   uint8_t held_ = 0;
   uint8_t owning_ = 0;
+};
+
+// The host calls every reading of a string starts with, made as rbText makes them when its first
+// use checks for pure ASCII (CheckASCII, UTF8()): the string locked and its encoding asked for,
+// then, for a string held as UTF-8, its own bytes read and checked under a second lock. What
+// they found lets the common string, pure ASCII, be read without a reader.
+struct TextStart {
+  REALstringStruct* string;  // locked once, unless null
+  const char* data;          // the string's own bytes, when checked
+  int64_t length;
+  uint32_t found;  // the encoding service's answer
+  bool available;
+  bool checked;  // held as UTF-8: data and length were read and checked
+  bool ascii;    // pure ASCII bytes in data (a null string counts as empty ASCII)
+};
+
+// The string services a reading calls, through the wrappers: each finds its entry point while
+// the host has not given it yet.
+struct StringServiceWrappers {
+  void Lock(REALstringStruct* s) const { REALLockString(s); }
+  void Unlock(REALstringStruct* s) const { REALUnlockString(s); }
+  uint32_t Encoding(REALstringStruct* s, bool* available) const {
+    return REALGetStringEncoding(s, available);
+  }
+  const char* Contents(REALstringStruct* s, int64_t* length) const {
+    return REALGetStringContents(s, length);
+  }
+};
+
+// The same services straight from the wrappers' cache, once the wrappers have found every one:
+// a loop over many strings then calls them without testing each entry point every time. The
+// calls and their order are those of the wrappers.
+struct CachedStringServices {
+  // True, with every entry point taken, when all of them are found; false otherwise.
+  bool Take() {
+    lock = reinterpret_cast<host_contract::REALLockStringFn>(gHostEntryPoints.REALLockString);
+    unlock = reinterpret_cast<host_contract::REALUnlockStringFn>(gHostEntryPoints.REALUnlockString);
+    encoding = reinterpret_cast<host_contract::REALGetStringEncodingFn>(
+        gHostEntryPoints.REALGetStringEncoding);
+    bytes = reinterpret_cast<host_contract::StringGetCStringFn>(gHostEntryPoints.StringGetCString);
+    byteCount = reinterpret_cast<HostStringMeasure>(gHostEntryPoints.globalLenB);
+    return lock != nullptr && unlock != nullptr && encoding != nullptr && bytes != nullptr &&
+           byteCount != nullptr;
+  }
+  void Lock(REALstringStruct* s) const { lock(s); }
+  void Unlock(REALstringStruct* s) const { unlock(s); }
+  uint32_t Encoding(REALstringStruct* s, bool* available) const {
+    *available = true;
+    return encoding(s);
+  }
+  const char* Contents(REALstringStruct* s, int64_t* length) const {
+    *length = byteCount(s);
+    return static_cast<const char*>(bytes(s));
+  }
+
+  host_contract::REALLockStringFn lock = nullptr;
+  host_contract::REALUnlockStringFn unlock = nullptr;
+  host_contract::REALGetStringEncodingFn encoding = nullptr;
+  host_contract::StringGetCStringFn bytes = nullptr;
+  HostStringMeasure byteCount = nullptr;
+};
+
+// Inline in every reading: its answers then stay in registers. check(bytes, length) tells
+// whether the own bytes are pure ASCII; a caller may do its first work with them on the way.
+template <typename Services, typename Check>
+#if defined(__GNUC__)
+__attribute__((always_inline))
+#endif
+inline TextStart
+StartReading(const Services& host, REALstringStruct* s, Check&& check) {
+  TextStart start{s, host_string_detail::EmptyBuffer, 0, 0, false, false, s == nullptr};
+  if (s == nullptr) return start;
+  host.Lock(s);
+  start.found = host.Encoding(s, &start.available);
+  if (!start.available || start.found != kREALTextEncodingUTF8) return start;
+  host.Lock(s);
+  int64_t length = 0;
+  const char* data = host.Contents(s, &length);
+  if ((data == nullptr && length != 0) || length < 0) rbText::FixLength(data, length);
+  if (data != nullptr) start.data = data;
+  start.length = length;
+  start.ascii = check(start.data, length);
+  host.Unlock(s);
+  start.checked = true;
+  return start;
+}
+
+template <typename Check>
+#if defined(__GNUC__)
+__attribute__((always_inline))
+#endif
+inline TextStart
+StartReading(REALstringStruct* s, Check&& check) {
+  return StartReading(StringServiceWrappers(), s, check);
+}
+
+#if defined(__GNUC__)
+__attribute__((always_inline))
+#endif
+inline TextStart
+StartReading(REALstringStruct* s) {
+  return StartReading(s, [](const char* bytes, int64_t length) {
+    return AllASCII(reinterpret_cast<const uint8_t*>(bytes), length);
+  });
+}
+
+// Gives back the lock StartReading took, as a reader does when it goes.
+template <typename Services>
+inline void EndReading(const Services& host, const TextStart& start) {
+  if (start.string != nullptr) host.Unlock(start.string);
+}
+inline void EndReading(const TextStart& start) {
+  EndReading(StringServiceWrappers(), start);
+}
+
+// A string's UTF-8 view as rbText(s).UTF8() and UTF8Length() give it, with the same host calls
+// in the same order; the string stays locked while the view lives. Pure ASCII ending in a zero
+// byte is read in place, everything else through a reader.
+class UTF8View {
+ public:
+  explicit UTF8View(REALstringStruct* s) : UTF8View(StringServiceWrappers(), s) {}
+  // The same through the given services.
+  template <typename Services>
+#if defined(__GNUC__)
+  __attribute__((always_inline))
+#endif
+  UTF8View(const Services& host, REALstringStruct* s)
+      : start_(StartReading(host, s, [](const char* bytes, int64_t length) {
+          return AllASCII(reinterpret_cast<const uint8_t*>(bytes), length);
+        })) {
+    if (start_.ascii && (start_.length == 0 || start_.data[start_.length] == 0)) {
+      data_ = start_.data;
+      length_ = start_.length;
+      return;
+    }
+    ReadThroughReader();
+  }
+  ~UTF8View() {
+    if (!reader_) EndReading(start_);  // a reader gives the lock back itself
+  }
+  UTF8View(const UTF8View&) = delete;
+  UTF8View& operator=(const UTF8View&) = delete;
+
+  const char* data() const {
+    return data_;
+  }
+  int64_t length() const {
+    return length_;
+  }
+
+ private:
+  void ReadThroughReader();
+
+  TextStart start_;
+  const char* data_ = nullptr;
+  int64_t length_ = 0;
+  std::optional<rbText> reader_;
 };
 
 // The string as UTF-8 bytes up to its first zero byte; empty for null.

@@ -42,7 +42,7 @@ inline bool REALGetStringData(REALstring s, uint32_t encoding, REALstringData* o
 inline void REALDisposeStringData(REALstringData* data);
 // The string's own bytes (the host's C string service) and byte length (the framework global
 // LenB); the length is 0 when LenB is missing, the pointer null when the C string service is.
-const char* REALGetStringContents(REALstring s, int64_t* length);
+inline const char* REALGetStringContents(REALstring s, int64_t* length);
 inline void REALLockString(REALstring s);
 inline void REALUnlockString(REALstring s);
 // The string's encoding; *available (if given) tells whether the host offers the service.
@@ -124,6 +124,18 @@ inline bool REALGetStringData(REALstring s, uint32_t encoding, REALstringData* o
 
 inline void REALDisposeStringData(REALstringData* data) {
   host_detail::CallPluginDisposeStringData(data);
+}
+
+inline const char* REALGetStringContents(REALstring s, int64_t* length) {
+  // Inline, as the other wrappers: every string read asks for its bytes. Both entry points are
+  // kept once found.
+  auto getBytes = host_detail::StringGetCString();
+  void*& lenB = gHostEntryPoints.globalLenB;
+  if (lenB == nullptr) lenB = REALLoadFrameworkMethod(nullptr, host_contract::kLenBDeclaration);
+  int64_t count = 0;
+  if (lenB != nullptr) count = reinterpret_cast<HostStringMeasure>(lenB)(s);
+  if (length != nullptr) *length = count;
+  return getBytes != nullptr ? static_cast<const char*>(getBytes(s)) : nullptr;
 }
 
 inline void REALLockString(REALstring s) {

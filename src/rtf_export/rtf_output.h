@@ -36,6 +36,13 @@ inline size_t FormatDecimal(int32_t value, char* out) {
   return n;
 }
 
+// A literal written at to, in room the caller reserved; returns the position after it.
+template <size_t N>
+inline char* PutLiteral(char* to, const char (&text)[N]) {
+  std::memcpy(to, text, N - 1);
+  return to + N - 1;
+}
+
 class RTFOutput {
  public:
   explicit RTFOutput(size_t reserve) { Grow(reserve); }

@@ -35,47 +35,150 @@ XojoStyleRun& XojoStyleRun::operator=(const XojoStyleRun& other) {
 
 namespace {
 
+// The host services a StyleRun's snapshot calls, through the wrappers: each finds its entry
+// point while the host has not given it yet.
+struct RunServiceWrappers : StringServiceWrappers {
+  bool GetString(REALobjectStruct* run, const char* name, REALstringStruct** out) const {
+    return REALGetPropValueString(run, name, out);
+  }
+  bool GetColor(REALobjectStruct* run, const char* name, uint32_t* out) const {
+    return REALGetPropValueColor(run, name, out);
+  }
+  bool GetBoolean(REALobjectStruct* run, const char* name, bool* out) const {
+    return REALGetPropValueBoolean(run, name, out);
+  }
+  bool GetInteger(REALobjectStruct* run, const char* name, int64_t* out) const {
+    return REALGetPropValueInteger(run, name, out);
+  }
+  int64_t Length(REALstringStruct* s) const { return GetStringLength(s); }
+};
+
+// The same straight from the wrappers' cache once every one is found: the first run finds
+// them, and the others call them without testing each entry point. Each reader keeps the
+// wrappers' contract: the result variable keeps its preset when the host does not write it.
+struct CachedRunServices {
+  // Also the StyleRun method as its lookup cached it for styledText, and the framework's Len.
+  bool Take(REALobjectStruct* styledText) {
+    const HostMethodCache& method = gHostEntryPoints.methodStyleRun;
+    styleRun =
+        method.lastObject == styledText ? reinterpret_cast<HostIndexGetter>(method.entry) : nullptr;
+    length = reinterpret_cast<HostStringMeasure>(gHostEntryPoints.globalLen);
+    lock = reinterpret_cast<host_contract::REALLockStringFn>(gHostEntryPoints.REALLockString);
+    unlock = reinterpret_cast<host_contract::REALUnlockStringFn>(gHostEntryPoints.REALUnlockString);
+    bytes = reinterpret_cast<host_contract::StringGetCStringFn>(gHostEntryPoints.StringGetCString);
+    byteCount = reinterpret_cast<HostStringMeasure>(gHostEntryPoints.globalLenB);
+    getString = reinterpret_cast<host_contract::REALGetPropValueStringFn>(
+        gHostEntryPoints.REALGetPropValueString);
+    getColor = reinterpret_cast<host_contract::REALGetPropValueColorFn>(
+        gHostEntryPoints.REALGetPropValueColor);
+    getBoolean = reinterpret_cast<host_contract::REALGetPropValueBoolFn>(
+        gHostEntryPoints.REALGetPropValueBool);
+    getInteger = reinterpret_cast<host_contract::REALGetPropValueIntegerFn>(
+        gHostEntryPoints.REALGetPropValueInteger);
+    return styleRun != nullptr && length != nullptr && lock != nullptr && unlock != nullptr &&
+           bytes != nullptr && byteCount != nullptr && getString != nullptr &&
+           getColor != nullptr && getBoolean != nullptr && getInteger != nullptr;
+  }
+  // GetStyleRun through the method its lookup cached for this StyledText.
+  REALobjectStruct* StyleRun(REALobjectStruct* styledText, int64_t index) const {
+    return styleRun(styledText, static_cast<RBInteger>(index));
+  }
+  int64_t Length(REALstringStruct* s) const { return length(s); }
+  void Lock(REALstringStruct* s) const { lock(s); }
+  void Unlock(REALstringStruct* s) const { unlock(s); }
+  const char* Contents(REALstringStruct* s, int64_t* count) const {
+    *count = byteCount(s);
+    return static_cast<const char*>(bytes(s));
+  }
+  bool GetString(REALobjectStruct* run, const char* name, REALstringStruct** out) const {
+    return getString(run, name, out) != 0;
+  }
+  bool GetColor(REALobjectStruct* run, const char* name, uint32_t* out) const {
+    RBColor value = *out;
+    const bool ok = getColor(run, name, &value) != 0;
+    *out = value;
+    return ok;
+  }
+  bool GetBoolean(REALobjectStruct* run, const char* name, bool* out) const {
+    RBBoolean value = *out ? 1 : 0;
+    const bool ok = getBoolean(run, name, &value) != 0;
+    *out = value != 0;
+    return ok;
+  }
+  bool GetInteger(REALobjectStruct* run, const char* name, int64_t* out) const {
+    RBInteger value = static_cast<RBInteger>(*out);
+    const bool ok = getInteger(run, name, &value) != 0;
+    *out = value;
+    return ok;
+  }
+
+  HostIndexGetter styleRun = nullptr;
+  HostStringMeasure length = nullptr;
+  host_contract::REALLockStringFn lock = nullptr;
+  host_contract::REALUnlockStringFn unlock = nullptr;
+  host_contract::StringGetCStringFn bytes = nullptr;
+  HostStringMeasure byteCount = nullptr;
+  host_contract::REALGetPropValueStringFn getString = nullptr;
+  host_contract::REALGetPropValueColorFn getColor = nullptr;
+  host_contract::REALGetPropValueBoolFn getBoolean = nullptr;
+  host_contract::REALGetPropValueIntegerFn getInteger = nullptr;
+};
+
 // A font name the host holds as UTF-16 bytes shows zero bytes; rebuild it as text so the font
-// table gets the real name. Keeps the old string when the rebuild fails.
-void RepairUTF16FontName(REALstringStruct*& font) {
+// table gets the real name. Keeps the old string when the rebuild fails. The name's bytes are
+// read as rbData reads them, under a lock of their own.
+template <typename Services>
+void RepairUTF16FontName(const Services& host, REALstringStruct*& font) {
   if (font == nullptr) return;
-  rbData raw(font);
-  if (raw.length < 1 || raw.data == nullptr) return;
-  if (!HasZeroByte(raw.data, raw.length)) return;
-  REALstringStruct* rebuilt = REALBuildUnicodeString(raw.data, raw.length, kREALTextEncodingUTF16);
-  if (rebuilt == nullptr) return;
-  REALUnlockString(font);
-  font = rebuilt;
+  REALstringStruct* const read = font;
+  host.Lock(read);
+  int64_t length = 0;
+  const char* data = host.Contents(read, &length);
+  if ((data == nullptr && length != 0) || length < 0) rbText::FixLength(data, length);
+  if (length >= 1 && data != nullptr && HasZeroByte(data, length)) {
+    REALstringStruct* rebuilt = REALBuildUnicodeString(data, length, kREALTextEncodingUTF16);
+    if (rebuilt != nullptr) {
+      REALUnlockString(font);
+      font = rebuilt;
+    }
+  }
+  host.Unlock(read);
 }
 
-bool ReadFlag(REALobjectStruct* run, const char* name) {
+template <typename Services>
+bool ReadFlag(const Services& host, REALobjectStruct* run, const char* name) {
   bool value = false;
-  REALGetPropValueBoolean(run, name, &value);
+  host.GetBoolean(run, name, &value);
   return value;
 }
 
-// Appends the record for one StyleRun; returns its length in characters.
-int64_t SnapshotRun(REALobjectStruct* run, int64_t pos, std::vector<XojoStyleRun>& runs) {
+// What the snapshot reads of one StyleRun, in the order it reads it.
+struct RunFields {
   REALstringStruct* font = nullptr;
   REALstringStruct* text = nullptr;
-  rbFreeLater freeFont(nullptr, &font);
-  rbFreeLater freeText(nullptr, &text);
-
-  REALGetPropValueString(run, host_contract::kFontProperty, &font);
-  RepairUTF16FontName(font);
-  REALGetPropValueString(run, host_contract::kTextProperty, &text);
   uint32_t textColor = 0;
-  REALGetPropValueColor(run, host_contract::kTextColorProperty, &textColor);
-  const bool bold = ReadFlag(run, host_contract::kBoldProperty);
-  const bool italic = ReadFlag(run, host_contract::kItalicProperty);
-  const bool underline = ReadFlag(run, host_contract::kUnderlineProperty);
+  bool bold = false;
+  bool italic = false;
+  bool underline = false;
   int64_t size = 0;
-  REALGetPropValueInteger(run, host_contract::kSizeProperty, &size);
-  const int64_t length = GetStringLength(text);
+  int64_t length = 0;
+};
 
-  // The record takes its own references; this step's go back through the guards above.
-  runs.emplace_back(bold, underline, italic, textColor, size, pos, length, font, text);
-  return length;
+template <typename Services>
+#if defined(__GNUC__)
+__attribute__((always_inline))
+#endif
+inline void
+ReadRun(const Services& host, REALobjectStruct* run, RunFields& f) {
+  host.GetString(run, host_contract::kFontProperty, &f.font);
+  RepairUTF16FontName(host, f.font);
+  host.GetString(run, host_contract::kTextProperty, &f.text);
+  host.GetColor(run, host_contract::kTextColorProperty, &f.textColor);
+  f.bold = ReadFlag(host, run, host_contract::kBoldProperty);
+  f.italic = ReadFlag(host, run, host_contract::kItalicProperty);
+  f.underline = ReadFlag(host, run, host_contract::kUnderlineProperty);
+  host.GetInteger(run, host_contract::kSizeProperty, &f.size);
+  f.length = host.Length(f.text);
 }
 
 // Each paragraph in turn gives its alignment to every record whose middle lies in
@@ -134,11 +237,34 @@ bool TakeStyleRunSnapshot(REALobjectStruct* styledText, bool skipParagraphs,
   if (paragraphCount == 0) return false;
 
   int64_t pos = 0;
+  // The services come from the wrappers' cache once the first runs have found them all.
+  CachedRunServices cached;
+  bool haveCached = false;
   for (int64_t i = 0; i < runCount; ++i) {
     // The StyleRun handle is deliberately not released here; only Paragraphs are.
-    REALobjectStruct* run = GetStyleRun(styledText, i);
+    REALobjectStruct* run =
+        haveCached ? cached.StyleRun(styledText, i) : GetStyleRun(styledText, i);
     if (run == nullptr) continue;  // a missing run takes no room in the offsets
-    pos += SnapshotRun(run, pos, runs);
+    RunFields f;
+    rbFreeLater freeFont(nullptr, &f.font);
+    rbFreeLater freeText(nullptr, &f.text);
+    if (!haveCached) haveCached = cached.Take(styledText);
+    if (haveCached) {
+      ReadRun(cached, run, f);
+    } else {
+      ReadRun(RunServiceWrappers(), run, f);
+    }
+    // The record takes its own references; this step's go back, text first, as the guards
+    // above give them back on any other way out.
+    runs.emplace_back(f.bold, f.underline, f.italic, f.textColor, f.size, pos, f.length, f.font,
+                      f.text);
+    pos += f.length;
+    if (haveCached) {
+      if (f.text != nullptr) cached.Unlock(f.text);
+      if (f.font != nullptr) cached.Unlock(f.font);
+      f.text = nullptr;
+      f.font = nullptr;
+    }
   }
 
   if (!skipParagraphs && paragraphCount > 0)

@@ -209,6 +209,102 @@ TEST_F(BridgeTest, ASCIIInEveryCompatibleEncodingTakesTheFastPath) {
   }
 }
 
+// The strings a StyledText's runs may hold: held as UTF-8 or not, pure ASCII or not, empty.
+std::vector<REALstring> AssortedStrings(simhost::Host& host) {
+  const uint16_t units[] = {0x0041, 0x00E9};
+  return {host.NewStringUTF8("Arial"),
+          host.NewStringUTF8("Gr\xC3\xBC\xC3\x9F"
+                             "e"),
+          host.NewStringUTF8(""),
+          host.NewStringUTF8("a {braced} line\r\n"),
+          host.NewString("caf\xE9", kREALTextEncodingWindowsLatin1),
+          host.NewString("abc", kREALTextEncodingMacRoman),
+          host.NewString(std::string(reinterpret_cast<const char*>(units), sizeof units),
+                         kREALTextEncodingUTF16),
+          host.NewString("plain", kREALTextEncodingUnknown),
+          host.NewString("\xE9t\xE9", kREALTextEncodingUnknown),
+          nullptr};
+}
+
+TEST_F(BridgeTest, UTF8ViewWithoutAReaderMatchesTheReader) {
+  const std::vector<REALstring> strings = AssortedStrings(host);
+  // Every service is found first, so the counts below hold no one-time lookups.
+  for (REALstring s : strings) {
+    rbText text(s);
+    text.UTF8();
+  }
+  for (REALstring s : strings) {
+    std::string expected;
+    host.ResetCounters();
+    const Log expectedLog = LogOf(host, [&] {
+      rbText text(s);
+      expected.assign(text.UTF8(), static_cast<size_t>(text.UTF8Length()));
+    });
+    const auto expectedCalls = host.AllCalls();
+
+    std::string seen = "unset";
+    host.ResetCounters();
+    const Log log = LogOf(host, [&] {
+      const UTF8View view(s);
+      seen.assign(view.data(), static_cast<size_t>(view.length()));
+      EXPECT_EQ(view.data()[view.length()], 0) << "zero-terminated";
+    });
+    EXPECT_EQ(seen, expected);
+    EXPECT_EQ(host.AllCalls(), expectedCalls) << expected;
+    EXPECT_EQ(log, expectedLog) << expected;
+
+    // The same through the services taken from the wrappers' cache, all found by now.
+    CachedStringServices cached;
+    ASSERT_TRUE(cached.Take());
+    seen = "unset";
+    host.ResetCounters();
+    const Log cachedLog = LogOf(host, [&] {
+      const UTF8View view(cached, s);
+      seen.assign(view.data(), static_cast<size_t>(view.length()));
+    });
+    EXPECT_EQ(seen, expected);
+    EXPECT_EQ(host.AllCalls(), expectedCalls) << expected;
+    EXPECT_EQ(cachedLog, expectedLog) << expected;
+    if (s != nullptr) {
+      EXPECT_EQ(host.RefCount(s), 1) << "every lock given back";
+      host.Release(s);
+    }
+  }
+  EXPECT_EQ(host.LiveStringData(), 0u);
+  EXPECT_EQ(host.Misuses(), 0u);
+}
+
+TEST_F(BridgeTest, ReaderTakesOverWhereTheFirstCallsStopped) {
+  for (REALstring s : AssortedStrings(host)) {
+    {
+      rbText whole(s);
+      whole.CheckASCII();
+      const int held = s != nullptr ? host.RefCount(s) : 0;
+      host.ResetCounters();
+      {
+        const TextStart start = StartReading(s);
+        rbText text(start);
+        text.CheckASCII();
+        EXPECT_EQ(text.state, whole.state);
+        EXPECT_EQ(text.encoding, whole.encoding);
+        EXPECT_EQ(text.lengths[rbText::kBytes], whole.lengths[rbText::kBytes]);
+        EXPECT_EQ(text.views[rbText::kBytes], whole.views[rbText::kBytes]);
+        EXPECT_STREQ(text.UTF8(), whole.UTF8());
+        EXPECT_EQ(UnitsOf(text), UnitsOf(whole));
+      }
+      if (s == nullptr) {
+        EXPECT_EQ(host.AllCalls().size(), 0u) << "a null string never reaches the host";
+        continue;
+      }
+      EXPECT_EQ(host.RefCount(s), held) << "every lock of the second reading given back";
+      EXPECT_GE(host.Calls("REALGetStringEncoding"), 1u);
+    }
+    host.Release(s);
+  }
+  EXPECT_EQ(host.LiveStringData(), 0u);
+  EXPECT_EQ(host.Misuses(), 0u);
+}
+
 TEST_F(BridgeTest, EncodingsSortIntoStates) {
   struct Case {
     uint32_t encoding;
@@ -502,11 +598,17 @@ TEST_F(BridgeWithheld, MissingLenBGivesLengthZeroButKeepsTheBytes) {
   bridge_test::HostWithout host({host_contract::kLenBDeclaration});
   REALstring s = host.NewStringUTF8("abc");
   {
+    CachedStringServices cached;
+    EXPECT_FALSE(cached.Take()) << "a missing service keeps readers on the wrappers";
     rbData data(s);
     EXPECT_NE(data.data, nullptr);
     EXPECT_EQ(data.length, 0);
     rbText text(s);
     EXPECT_EQ(text.UTF8Length(), 0);
+    // Read without a reader: the same bytes, still with length 0.
+    const UTF8View view(s);
+    EXPECT_EQ(view.data(), data.data);
+    EXPECT_EQ(view.length(), 0);
   }
   host.Release(s);
 }

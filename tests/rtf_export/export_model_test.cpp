@@ -172,7 +172,10 @@ RunRecipe RandomRun(std::mt19937& rng, size_t maxPieces = 6, bool asciiOnly = fa
                                                   "\xEF\xBF\xBF",
                                                   "word"};
   static const std::vector<std::optional<std::string>> fonts = {
-      std::nullopt, std::string(), "Arial", "arial", "Courier", "Z\xC3\xA9ro", "A}b;c"};
+      std::nullopt, std::string(), "Arial", "arial", "Courier", "Z\xC3\xA9ro", "A}b;c",
+      // Names of every length class the font table compares by, some alike at both ends.
+      "X", "Sym", "Garamond", "Helvetica", "Times New Roman", "Times Old Roman", "Courier New Bold",
+      "Lucida Sans Unicode", "Lucida Sanz Unicode"};
   static const std::vector<int64_t> sizes = {0, 9, 12, 12, -3, 72, 1000000};
   static const std::vector<uint32_t> colours = {0, 0x00FF0000, 0x80000000, 0x00123456, 0xFF123456};
   auto pick = [&rng](size_t n) { return std::uniform_int_distribution<size_t>(0, n - 1)(rng); };

@@ -2,6 +2,8 @@
 // exported through the loaded library, compared byte for byte.
 #include <gtest/gtest.h>
 
+#include <algorithm>
+
 #include <cstdint>
 #include <cstring>
 #include <iterator>
@@ -131,6 +133,25 @@ TEST_F(RTFExport, FontNamesReachTheFontTableWithoutTheByteCountMethod) {
             "\\blue0;}\\uc0 \\b\\f0\\cf0\\fs24 }");
 }
 
+// Without the host's string data service, text outside ASCII has no UTF-8 view: its runs keep
+// their formatting and lose their text, and the debug log says why; ASCII text is still read
+// from its own bytes.
+TEST_F(RTFExport, NonASCIITextWithoutStringDataIsLeftOut) {
+  simhost::Options options;
+  options.withheld = {"PluginGetStringData"};
+  Start(options);
+  plugin_->SetDebugging(true);
+  host_->ClearLog();
+  const std::string rtf =
+      Export({Text("plain "), Text("caf\xC3\xA9 {x}"), Styled("end", "Arial", 12, 0, true)});
+  EXPECT_EQ(rtf,
+            "{\\rtf1\\ansi\\ansicpg1252{\\fonttbl{\\f0\\fnil Arial;}}{\\colortbl\\red0\\green0"
+            "\\blue0;}\\uc0 plain \\b\\f0\\fs24 end}");
+  const auto& log = host_->Log();
+  EXPECT_NE(std::find(log.begin(), log.end(), "ZVK Debug: REALGetStringData failed."), log.end());
+  plugin_->SetDebugging(false);
+}
+
 TEST_F(RTFExport, SpecialCharactersInDefaultFormatting) {
   Start();
   EXPECT_EQ(Export({Text("a{b}\\c")}),
@@ -199,6 +220,28 @@ TEST_F(RTFExport, UTF8TextIsWrittenAsItsDecodedUnits) {
     EXPECT_EQ(Export({Text(text)}), Export({asUnits})) << "round " << round;
   }
   EXPECT_GT(malformedCount, 20);
+}
+
+// A character that gives no unit (byte-order mark, U+FFFE) leaves CR and LF on either side of
+// it next to each other, so they still pair; near the start, in the middle of a long text and
+// in its last bytes alike.
+TEST_F(RTFExport, LineBreaksPairAcrossCharactersWithoutUnits) {
+  Start();
+  const std::string bom = "\xEF\xBB\xBF", fffe = "\xEF\xBF\xBE";
+  const std::string middles[] = {bom, fffe, bom + fffe, fffe + bom + bom};
+  for (const std::string& middle : middles) {
+    for (const std::string& pair : {std::string("\n\r"), std::string("\r\n")}) {
+      for (size_t before : {0, 1, 15, 17, 40}) {
+        for (size_t after : {0, 3, 20}) {
+          const std::string text =
+              std::string(before, 'x') + pair[0] + middle + pair[1] + std::string(after, 'y');
+          EXPECT_EQ(Export({Text(text)}), kPlainHeader + std::string(before, 'x') + "\\par " +
+                                              std::string(after, 'y') + "}")
+              << before << " " << after;
+        }
+      }
+    }
+  }
 }
 
 TEST_F(RTFExport, NonASCIITextInLatin1) {
