@@ -333,13 +333,7 @@ void WriteUTF8(const uint8_t* bytes, int64_t count, RTFOutput& out) {
 void WriteASCII(const uint8_t* bytes, int64_t count, RTFOutput& out) {
 #if defined(__SSE2__)
   if (count > 16 && count <= 32) {
-    // Two overlapping blocks cover the text.
-    const __m128i head = _mm_loadu_si128(reinterpret_cast<const __m128i*>(bytes));
-    const __m128i tail = _mm_loadu_si128(reinterpret_cast<const __m128i*>(bytes + count - 16));
-    if ((MaybeSpecial(head) | MaybeSpecial(tail)) == 0) {
-      CopyTwoBlocks(head, tail, count, out);
-      return;
-    }
+    if (CopyIfPlain(LoadCoveringBlocks(bytes, count), count, out)) return;
   } else if (count >= 4 && count <= 16) {
     if (CopyShortPlain(bytes, count, out)) return;
   }

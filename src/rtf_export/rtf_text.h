@@ -69,6 +69,24 @@ inline void CopyTwoBlocks(__m128i head, __m128i tail, int64_t count, RTFOutput& 
   _mm_storeu_si128(reinterpret_cast<__m128i*>(to + count - 16), tail);
   out.Commit(static_cast<size_t>(count));
 }
+
+// The two overlapping blocks that cover a text of 17 to 32 bytes.
+struct CoveringBlocks {
+  __m128i head;
+  __m128i tail;
+};
+
+inline CoveringBlocks LoadCoveringBlocks(const uint8_t* bytes, int64_t count) {
+  return {_mm_loadu_si128(reinterpret_cast<const __m128i*>(bytes)),
+          _mm_loadu_si128(reinterpret_cast<const __m128i*>(bytes + count - 16))};
+}
+
+// Copies the text covered by the blocks in one piece when no byte of it needs care.
+inline bool CopyIfPlain(const CoveringBlocks& blocks, int64_t count, RTFOutput& out) {
+  if ((MaybeSpecial(blocks.head) | MaybeSpecial(blocks.tail)) != 0) return false;
+  CopyTwoBlocks(blocks.head, blocks.tail, count, out);
+  return true;
+}
 #endif
 
 // Text whose own bytes a reader checks for pure ASCII: written as WriteASCII writes it when they
@@ -81,14 +99,10 @@ inline bool
 WriteIfASCII(const uint8_t* bytes, int64_t count, RTFOutput& out) {
 #if defined(__SSE2__)
   if (count > 16 && count <= 32) {
-    const __m128i head = _mm_loadu_si128(reinterpret_cast<const __m128i*>(bytes));
-    const __m128i tail = _mm_loadu_si128(reinterpret_cast<const __m128i*>(bytes + count - 16));
-    if ((MaybeSpecial(head) | MaybeSpecial(tail)) == 0) {
-      CopyTwoBlocks(head, tail, count, out);
-      return true;
-    }
+    const CoveringBlocks blocks = LoadCoveringBlocks(bytes, count);
+    if (CopyIfPlain(blocks, count, out)) return true;
     // The sign bits mark the bytes from 128 up.
-    if ((_mm_movemask_epi8(head) | _mm_movemask_epi8(tail)) != 0) return false;
+    if ((_mm_movemask_epi8(blocks.head) | _mm_movemask_epi8(blocks.tail)) != 0) return false;
     WriteUTF8(bytes, count, out);
     return true;
   }

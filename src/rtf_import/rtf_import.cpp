@@ -252,6 +252,17 @@ class RTFImport {
     text_.append(text + begin, static_cast<size_t>(end - begin));
   }
 
+  // "{}" at i, with the log off: it leaves the state, the skip depth and the next step as they
+  // were; its "}" only ends the run being collected (in the same encoding, the group's being a
+  // copy), and any empty groups right behind find nothing more to end. Returns the index behind
+  // the last of them.
+  long long PassEmptyGroups(const char* text, long long length, long long i) {
+    Flush();
+    i += 2;
+    while (length - i >= 2 && text[i] == '{' && text[i + 1] == '}') i += 2;
+    return i;
+  }
+
   void SetFontTable(std::unordered_map<int, std::string>&& table);
 
   // Returns the index at which the scan goes on.
@@ -419,12 +430,7 @@ void RTFImport::Parse(const char* text, long long length) {
         break;
       case kOpen:
         if (!DebuggingEnabled && At(text, length, i + 1) == '}') {
-          // "{}" leaves the state, the skip depth and the next step as they were: its "}" only
-          // ends the run being collected (in the same encoding, the group's being a copy), and
-          // any empty groups right behind find nothing more to end.
-          Flush();
-          i += 2;
-          while (length - i >= 2 && text[i] == '{' && text[i + 1] == '}') i += 2;
+          i = PassEmptyGroups(text, length, i);
           break;
         }
         state_ = stack_.Push();
@@ -747,9 +753,7 @@ long long RTFImport::SkipGroup(const char* text, long long length, long long i) 
     switch (kClasses.of[static_cast<unsigned char>(c)]) {
       case kOpen:
         if (!DebuggingEnabled && At(text, length, i + 1) == '}') {
-          Flush();
-          i += 2;
-          while (length - i >= 2 && text[i] == '{' && text[i + 1] == '}') i += 2;
+          i = PassEmptyGroups(text, length, i);
           break;
         }
         state_ = stack_.Push();
