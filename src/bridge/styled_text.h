@@ -31,9 +31,8 @@ void StyledTextAddStyleRun(uint16_t ch, REALobjectStruct* styledText, REALobject
 
 // Whether every host service a run of the import uses is set (host_resolved): making and
 // formatting a run, building its text, giving it to a StyledText (not null) and counting
-// paragraphs, on a host that builds strings with their encoding. With unicode, also the conversion
-// a
-// "\\u" character is built with. Once true it stays true for the rest of an import.
+// paragraphs, on a host that builds strings with their encoding. With unicode, also the
+// conversion a "\\u" character is built with. Once true it stays true for the rest of an import.
 bool StyledTextRunServicesResolved(REALobjectStruct* styledText, bool unicode);
 
 // The host's AppendStyleRun for styledText, from the cache or looked up; null when not found.
