@@ -52,16 +52,19 @@ export WINELOADER=$wine
 export WINEDLLOVERRIDES="mscoree,mshtml="
 unset DISPLAY WAYLAND_DISPLAY
 
-# First use: create the prefix once (10-30 s), guarded against a parallel first use.
+# First use: create the prefix once (10-30 s), guarded against a parallel first use. wineboot
+# now and then ends without having written the registry (seen once in a CI run), so it is given
+# three tries before the program is reported as not started.
 if [ ! -f "$prefix/system.reg" ]; then
   mkdir -p "$(dirname "$prefix")"
   (
     flock 9
-    if [ ! -f "$prefix/system.reg" ]; then
-      echo "wine-run.sh: creating the wine prefix $prefix (once)" >&2
+    for attempt in 1 2 3; do
+      [ -f "$prefix/system.reg" ] && break
+      echo "wine-run.sh: creating the wine prefix $prefix (once; try $attempt of 3)" >&2
       "$wine" wineboot --init >/dev/null 2>&1
       [ -n "$wineserver" ] && "$wineserver" -w
-    fi
+    done
   ) 9>"$prefix.lock"
   if [ ! -f "$prefix/system.reg" ]; then
     echo "wine-run.sh: could not create the wine prefix $prefix" >&2
