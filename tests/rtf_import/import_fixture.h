@@ -78,6 +78,13 @@ class ImportTest : public ::testing::Test {
     return alignments;
   }
 
+  // How many lines of the host's debug log are exactly line.
+  size_t LogLines(std::string_view line) const {
+    size_t count = 0;
+    for (const std::string& logged : host_.Log()) count += logged == line ? 1 : 0;
+    return count;
+  }
+
   simhost::Host host_;
   simhost::Plugin plugin_;
   REALobject styledText_ = nullptr;

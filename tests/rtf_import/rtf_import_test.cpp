@@ -357,10 +357,7 @@ TEST_F(ImportWithoutStyleRuns, NewStyleRunFailureIsLoggedAndTextDropped) {
   plugin_.SetDebugging(true);
   host_.ClearLog();
   EXPECT_TRUE(Import("{\\rtf1 ab\\u8364?\\par}").empty());
-  size_t failures = 0;
-  for (const std::string& line : host_.Log()) {
-    if (line == "ZVK Debug: NewStyleRun failed") ++failures;
-  }
+  const size_t failures = LogLines("ZVK Debug: NewStyleRun failed");
   EXPECT_EQ(failures, 4u);  // "a", "b", "\u", "\par"
   plugin_.SetDebugging(false);
 }
@@ -393,10 +390,7 @@ TEST_F(ImportTest, EveryClosingBraceFlushesTwiceInTheLog) {
   plugin_.SetDebugging(true);
   host_.ClearLog();
   EXPECT_EQ(TextsOf(Import("{\\rtf1 {a}b}")), (Texts{"a", "b"}));
-  size_t empty = 0;
-  for (const std::string& line : host_.Log()) {
-    if (line == "ZVK Debug: Ignore empty run") ++empty;
-  }
+  const size_t empty = LogLines("ZVK Debug: Ignore empty run");
   plugin_.SetDebugging(false);
   EXPECT_EQ(empty, 3u);  // behind each "}" and at the end
 }
@@ -408,10 +402,7 @@ TEST_F(ImportTest, SkippedDestinationFlushesAsEveryStepDoesInTheLog) {
   plugin_.SetDebugging(true);
   host_.ClearLog();
   EXPECT_TRUE(Import("{\\rtf1 {\\foo x\n{y}{}\\bin1 }}}").empty());
-  size_t empty = 0;
-  for (const std::string& line : host_.Log()) {
-    if (line == "ZVK Debug: Ignore empty run") ++empty;
-  }
+  const size_t empty = LogLines("ZVK Debug: Ignore empty run");
   plugin_.SetDebugging(false);
   // The line break 1, "{y}" 2, "{}" 2, the "}" of the destination 2 (the "}" behind "\\bin1 "
   // is passed over), the last "}" 2, the end 1.
