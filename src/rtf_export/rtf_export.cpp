@@ -12,7 +12,10 @@
 #include "rtf_export/style_run_snapshot.h"
 
 namespace {
-constexpr size_t kOutputReserve = 1048576;  // typical documents never regrow the buffer
+// Room for what is not counted per run: the header, the font and colour tables, the closing.
+// Kept small: the getter runs on every read of the property, mostly on short texts, and a
+// large block costs its allocation (and, in a checked build, its poisoning) every time.
+constexpr size_t kOutputReserve = 4096;
 // Beyond this the buffer grows as it fills instead of being sized up front.
 constexpr size_t kLargestReserve = size_t{1} << 28;
 // Room per run besides its text: its formatting words, as they mostly are.
