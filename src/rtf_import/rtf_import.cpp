@@ -213,11 +213,6 @@ class RTFImport {
     ApplyState();
   }
 
-  // The run an ordinary text byte asks for.
-  void CreateTextRun() {
-    CreateRun();
-  }
-
   // A "\u" character: the text collected so far is flushed and the character appended as a
   // run of its own.
 #if defined(__GNUC__)
@@ -236,7 +231,7 @@ class RTFImport {
 
   void AddTextByte(char byte) {
     if (skipDepth_ > 0) return;
-    if (run_ == nullptr) CreateTextRun();
+    if (run_ == nullptr) CreateRun();
     text_.push_back(byte);
   }
 
@@ -246,7 +241,7 @@ class RTFImport {
   void AddText(const char* text, long long begin, long long end) {
     if (skipDepth_ > 0) return;
     while (run_ == nullptr && begin < end) {
-      CreateTextRun();
+      CreateRun();
       text_.push_back(text[begin++]);
     }
     text_.append(text + begin, static_cast<size_t>(end - begin));
