@@ -249,17 +249,10 @@ PassControlWord(const char* text, long long length, long long backslash) {
   const long long position = backslash + 1;
   if (length - position >= 16 && rtf_bytes::IsLower(text[position])) {
     const __m128i block = _mm_loadu_si128(reinterpret_cast<const __m128i*>(text + position));
-    const unsigned others = ~rtf_bytes::LowerMask(block) & 0xFFFFu;
-    const int k = others != 0 ? __builtin_ctz(others) : 16;
+    const int k = rtf_bytes::LettersEnd(block);
     if (k < 16 && !(k == 3 && text[position] == 'b' && text[position + 1] == 'i' &&
                     text[position + 2] == 'n')) {
-      const char c = text[position + k];
-      int e = k;
-      if (rtf_bytes::IsDigit(c) || c == '-') {
-        // The first byte that is no digit behind the number's first one.
-        const unsigned behind = ~rtf_bytes::DigitMask(block) & (0xFFFEu << k) & 0xFFFFu;
-        e = behind != 0 ? __builtin_ctz(behind) : 16;
-      }
+      const int e = rtf_bytes::NumberEnd(block, text + position, k);
       if (e < 16) {
         const long long end = position + e;
         const char d = text[end];

@@ -59,6 +59,22 @@ inline unsigned LowerMask(__m128i block) {
 inline unsigned DigitMask(__m128i block) {
   return RangeMask(block, '0', 10);
 }
+
+// A control word's name and number measured in the sixteen bytes behind its backslash (block
+// holds them, word points at them). The letters end at the first byte that is no lower-case
+// letter: 16 when all are letters.
+inline int LettersEnd(__m128i block) {
+  return __builtin_ctz((~LowerMask(block) & 0xFFFFu) | 0x10000u);
+}
+// With the letters ending at k < 16: where the number behind them ends (the first byte that is
+// no digit behind its first one, which may be "-"), k when there is none, 16 when it runs on
+// past the block.
+inline int NumberEnd(__m128i block, const char* word, int k) {
+  const char c = word[k];
+  if (!IsDigit(c) && c != '-') return k;
+  const unsigned behind = ~DigitMask(block) & (0xFFFEu << k) & 0xFFFFu;
+  return behind != 0 ? __builtin_ctz(behind) : 16;
+}
 #endif
 
 // Index of the first byte at or behind k that is no lower-case letter; length when the letters

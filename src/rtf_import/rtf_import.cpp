@@ -643,17 +643,12 @@ long long PassUnknownWords(const char* text, long long length, long long i) {
   while (length - i >= 17 && text[i] == '\\') {
     const long long position = i + 1;
     const __m128i block = _mm_loadu_si128(reinterpret_cast<const __m128i*>(text + position));
-    const int k = __builtin_ctz((~rtf_bytes::LowerMask(block) & 0xFFFFu) | 0x10000u);
+    const int k = rtf_bytes::LettersEnd(block);
     if (k < 1 || k >= 16 ||
         LookUpControlWordQuickly(text + position, static_cast<size_t>(k)) != RTFWord::kUnknown)
       break;
-    const char c = text[position + k];
-    int e = k;
-    if (rtf_bytes::IsDigit(c) || c == '-') {
-      const unsigned behind = ~rtf_bytes::DigitMask(block) & (0xFFFEu << k) & 0xFFFFu;
-      e = behind != 0 ? __builtin_ctz(behind) : 16;
-      if (e == 16) break;
-    }
+    const int e = rtf_bytes::NumberEnd(block, text + position, k);
+    if (e == 16) break;
     i = DelimitedEnd(text, length, position + e) + 1;
   }
   return i;
@@ -671,18 +666,12 @@ long long RTFImport::HandleControlWord(const char* text, long long length, long 
   bool scanned = false;
   if (length - position >= 16) {
     const __m128i block = _mm_loadu_si128(reinterpret_cast<const __m128i*>(text + position));
-    const int k = __builtin_ctz((~rtf_bytes::LowerMask(block) & 0xFFFFu) | 0x10000u);
+    const int k = rtf_bytes::LettersEnd(block);
     if (k >= 1 && k < 16) {
       word.word = LookUpControlWordQuickly(text + position, static_cast<size_t>(k));
       const char c = text[position + k];
-      const bool number = rtf_bytes::IsDigit(c) || c == '-';
       if (word.word == RTFWord::kUnknown) {
-        int e = k;
-        if (number) {
-          // The first byte that is no digit behind the number's first one.
-          const unsigned behind = ~rtf_bytes::DigitMask(block) & (0xFFFEu << k) & 0xFFFFu;
-          e = behind != 0 ? __builtin_ctz(behind) : 16;
-        }
+        const int e = rtf_bytes::NumberEnd(block, text + position, k);
         if (e < 16) {
           const long long end = DelimitedEnd(text, length, position + e);
           if (groupJustOpened && state_ != nullptr && skipDepth_ == 0) {
@@ -697,7 +686,7 @@ long long RTFImport::HandleControlWord(const char* text, long long length, long 
         // Read as ScanControlWord reads it: wrapping, a leading "-" negating the value
         // accumulated from -1.
         long long e = position + k;
-        if (number) {
+        if (rtf_bytes::IsDigit(c) || c == '-') {
           unsigned long long value = rtf_bytes::IsDigit(c)
                                          ? static_cast<unsigned long long>(c - '0')
                                          : static_cast<unsigned long long>(-1);
